@@ -1,0 +1,22 @@
+#include "toolkit/CkWideCharBase.h"
+
+#include "platform/Text.h"
+
+namespace toolkit {
+
+const char16_t* CkWideCharBase::lastErrorText() {
+    return Result(Working().LastErrorText());
+}
+
+const char16_t* CkWideCharBase::Result(const std::optional<std::string>& utf8) {
+    if (!utf8) return nullptr;
+    slot_ = (slot_ + 1) % ring_.size();
+    ring_[slot_] = platform::ToWide(*utf8);
+    return ring_[slot_].c_str();
+}
+
+std::string CkWideCharBase::Utf8(const char16_t* text) {
+    return text == nullptr ? std::string() : platform::ToUtf8(text);
+}
+
+}  // namespace toolkit
