@@ -69,6 +69,13 @@ void TrustSystemRoots(bool trust);
 // constraints, path length, name constraints, policies, critical extension, usage, time, unknown revocation.
 ErrorCode CertVerifyCertificateChainPolicy(const ChainContext& chain);
 
+// The path to embed beside a signature: the certificate first, then its issuers up to and including the root where one
+// is known. Issuers come from the certificate's own store and from MY, ADDRESSBOOK, CA, ROOT, CertificationAuthority,
+// AuthRoot, TrustedPeople and TrustedPublisher; the host's trust anchors and tokens are opened only when no folder has
+// an issuer. The signatures along the path are checked, nothing else is judged. Empty only for a null certificate
+// (ERROR_INVALID_PARAMETER).
+std::vector<CertificateContext> BuildIssuerPath(const CertificateContext& leaf);
+
 // Revocation of one certificate by its issuer's CRLs in the stores: 0, CRYPT_E_REVOKED, CRYPT_E_NO_REVOCATION_CHECK or
 // CRYPT_E_REVOCATION_OFFLINE.
 ErrorCode CertVerifyRevocation(const CertificateContext& certificate);
