@@ -22,6 +22,7 @@ ErrorCode ErrorFromErrno(int error) {
         case ENOENT:
             return ERROR_FILE_NOT_FOUND;
         case ENOTDIR:
+        case ELOOP:
             return ERROR_PATH_NOT_FOUND;
         case EACCES:
         case EPERM:
@@ -36,6 +37,18 @@ ErrorCode ErrorFromErrno(int error) {
             return ERROR_DISK_FULL;
         case EINVAL:
             return ERROR_INVALID_PARAMETER;
+        case EMFILE:
+        case ENFILE:
+            return ERROR_TOO_MANY_OPEN_FILES;
+        case ENOMEM:
+            return ERROR_NOT_ENOUGH_MEMORY;
+        case EBUSY:
+        case ETXTBSY:
+            return ERROR_BUSY;
+        case ENAMETOOLONG:
+            return ERROR_FILENAME_EXCED_RANGE;
+        case EFBIG:
+            return ERROR_FILE_TOO_LARGE;
         case EIO:
             return ERROR_READ_FAULT;
         default:

@@ -33,8 +33,12 @@ class InputFile {
     std::uint64_t size_ = 0;
 };
 
-// A file that is being made: it lies in the target's folder without its name (or under a temporary one) and takes the
-// name at Commit, replacing what stood there. Without Commit nothing is left.
+// A file that is being made: it lies in the target's folder without its name (or under a hidden one) and takes the name
+// at Commit, replacing what stood there. Without Commit nothing is left.
+//
+// Of a replaced file nothing is kept, neither mode nor owner. A link at the target is itself replaced and what it
+// points at is left alone: whoever can plant a link in a shared folder must not choose which file is overwritten.
+// Targets that are no files (folders, devices, also behind a link) and files that the user may not write are refused.
 class OutputFile {
   public:
     // Mode is that of the finished file before umask. Empty on failure, with the last error set.
@@ -45,17 +49,19 @@ class OutputFile {
 
     [[nodiscard]] bool Write(ByteView bytes);  // appends
     [[nodiscard]] bool WriteAt(std::uint64_t offset, ByteView bytes);
-    // Flushes what must not be lost and gives the file its name. ERROR_DISK_FULL, ERROR_ACCESS_DENIED, ... on failure.
+    // Gives the file its name. A file for its owner alone (no mode bits for others: keys) is on the disk before that;
+    // others are left to the system, since waiting for the disk takes longer than making a signature.
+    // ERROR_DISK_FULL, ERROR_ACCESS_DENIED, ... on failure, and nothing is left.
     [[nodiscard]] bool Commit();
 
   private:
-    struct State;
-    explicit OutputFile(State state);
+    OutputFile(int descriptor, unsigned mode, std::filesystem::path target, std::filesystem::path temporary);
     void Discard() noexcept;
     int descriptor_ = -1;
     std::uint64_t position_ = 0;
     unsigned mode_ = 0;
-    std::filesystem::path target_, temporary_;
+    std::filesystem::path target_;
+    std::filesystem::path temporary_;  // empty while the file has no name at all
 };
 
 // The whole file; refuses more than `limit` bytes with ERROR_FILE_INVALID.

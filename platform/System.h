@@ -11,8 +11,8 @@
 namespace platform {
 
 // The private temp folder: $TMPDIR, else $XDG_RUNTIME_DIR, else one under /tmp named for the user (made here, mode
-// 0700). Refused with ERROR_ACCESS_DENIED and an empty path if it belongs to somebody else or (the one under /tmp)
-// others may write to it. A shared $TMPDIR such as /tmp itself is answered with the private folder below it.
+// 0700). A shared $TMPDIR such as /tmp itself is answered with the private folder below it. Empty with
+// ERROR_ACCESS_DENIED if $TMPDIR or the private folder belongs to somebody else, or others could put files in it.
 std::filesystem::path GetTempPathW();
 
 // Folders of the user by the XDG base directory rules (absolute values only, $HOME as base); empty if there is no home.

@@ -1,0 +1,33 @@
+#include "platform/posix/Locale.h"
+
+#include <langinfo.h>
+
+#include <cstdlib>
+
+namespace platform::posix {
+
+std::string LocaleName(const char* categoryVariable) {
+    for (const char* variable : {"LC_ALL", categoryVariable, "LANG"}) {
+        const char* value = std::getenv(variable);
+        if (value != nullptr && *value != '\0') return value;
+    }
+    return "C";
+}
+
+bool IsPortableLocale(const std::string& name) {
+    const std::string language = name.substr(0, name.find_first_of(".@"));
+    return language == "C" || language == "POSIX";
+}
+
+std::string CharsetOf(const std::string& localeName) {
+    std::string charset;
+    if (const Locale installed(LC_CTYPE_MASK, localeName); installed.Get() != nullptr) {
+        charset = nl_langinfo_l(CODESET, installed.Get());
+    } else if (const auto dot = localeName.find('.'); dot != std::string::npos) {
+        charset = localeName.substr(dot + 1, localeName.find('@', dot) - dot - 1);
+    }
+    if (charset.empty() || charset == "ANSI_X3.4-1968" || charset == "US-ASCII") return "UTF-8";
+    return charset;
+}
+
+}  // namespace platform::posix
