@@ -18,11 +18,46 @@
 
 namespace platform {
 
-// What CertCreateCertificateContext decoded, and the properties that all copies share.
-struct CertificateContext::Impl {
+namespace posix {
+
+// A certificate or CRL as the crypto library sees it, decoded at the first use: listing a store of thousands, or the
+// host's trust anchors, must not pay for it. Safe from several threads.
+template <typename Handle>
+class LazyNative {
+  public:
+    template <typename Decode>
+    auto Get(ByteView encoded, Decode decode) const {
+        std::call_once(once_, [&] { handle_ = decode(encoded); });
+        return handle_.get();
+    }
+
+  private:
+    mutable std::once_flag once_;
+    mutable Handle handle_;
+};
+
+// What CertCreateCertificateContext decoded; shared by all contexts of it in a process.
+struct DecodedCertificate {
     Bytes encoded;
-    posix::X509Ptr x509;
     CERT_INFO info;
+    // Null if the crypto library refuses what the decoder of the fields let through (an odd name, a signature that is
+    // no bit string): such a certificate can be shown, and nothing can be proved with it.
+    [[nodiscard]] X509* Native() const;
+    // Hashed at the first use.
+    [[nodiscard]] const Bytes& Sha1() const;
+
+  private:
+    LazyNative<X509Ptr> x509_;
+    mutable std::once_flag hashOnce_;
+    mutable Bytes sha1_;
+};
+
+}  // namespace posix
+
+// A context: the certificate, and what all copies of the context share. Stores hand out contexts with a state of
+// their own, so that what was unlocked or set through one open store ends with it.
+struct CertificateContext::Impl {
+    std::shared_ptr<const posix::DecodedCertificate> decoded;
     mutable std::mutex propertiesLock;
     mutable std::map<std::uint32_t, Bytes> properties;
     // Opens the private key that came with the certificate; empty if there is none. Set by the store that found it.
@@ -36,7 +71,7 @@ struct CertificateContext::Origin {
 struct CrlContext::Impl {
     Bytes encoded;
     Bytes issuer;
-    posix::X509CrlPtr crl;
+    posix::LazyNative<posix::X509CrlPtr> crl;
 };
 
 // A source of certificates. Calls may come from several threads.
@@ -72,12 +107,20 @@ class PrivateKey::Impl {
 
 namespace posix {
 
-inline X509* NativeOf(const CertificateContext& certificate) {
-    return certificate ? certificate.Backend()->x509.get() : nullptr;
-}
-inline X509_CRL* NativeOf(const CrlContext& crl) {
-    return crl ? crl.Backend()->crl.get() : nullptr;
-}
+// Null for a null context and for what the crypto library cannot decode.
+X509* NativeOf(const CertificateContext& certificate);
+X509_CRL* NativeOf(const CrlContext& crl);
+
+// The same certificate with a state (properties, key) of its own; it has this key, which may be null.
+CertificateContext WithOwnState(const CertificateContext& certificate, std::shared_ptr<PrivateKey::Impl> key);
+std::shared_ptr<PrivateKey::Impl> AttachedKeyOf(const CertificateContext& certificate);
+// The 20 bytes by which stores know a certificate.
+const Bytes& Sha1Of(const CertificateContext& certificate);
+
+// Where the certificates of a system store lie ("MY" of the current user: DataFolder()/stores/MY). Empty with the last
+// error if the name is no store's or there is no home. A private key of "MY" lies beside its certificate.
+std::filesystem::path StoreFolder(StoreLocation location, std::u16string_view name);
+std::filesystem::path KeyFileIn(const std::filesystem::path& folder, const CertificateContext& certificate);
 
 // --- Keys.cpp and its neighbours ---
 // The key in a PKCS#8 file beside a certificate (PEM, plain or encrypted). Nothing is read before Unlock.
