@@ -82,7 +82,12 @@ class CertStore::Impl {
     virtual std::vector<CrlContext> Crls() { return {}; }
     // The lookups have defaults that walk Certificates(); a store with an index answers faster.
     virtual CertificateContext FindBySha1(ByteView sha1);
+    // Names are compared as RFC 5280, 7.1 has it (letter case, blanks and string types do not matter): a chain's names
+    // often differ in their encoding.
     virtual std::vector<CertificateContext> FindBySubject(ByteView subjectName);
+    // Of a store that also opens tokens or trust anchors: the same store without them, so that a chain can ask folders
+    // first. Null: this store opens none.
+    virtual std::shared_ptr<Impl> WithoutHostSources() { return nullptr; }
     virtual bool Add(const CertificateContext& certificate, std::uint32_t disposition);
     virtual bool AddCrl(const CrlContext& crl);
     virtual bool Remove(const CertificateContext& certificate);
