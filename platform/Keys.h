@@ -85,6 +85,9 @@ Bytes NCryptSignHash(const PrivateKey& key, HashAlgorithm algorithm, ByteView di
 // What a token said that has no code of its own: the CKR_ name and number, for log and details. Empty if nothing. It is
 // of the calling thread's last failing call here.
 std::u16string TokenErrorDetail();
+// What a person is told about a failed use of a key, in Bulgarian; with the CKR_ name where only that says more. Empty
+// for codes that do not come from keys and tokens.
+std::u16string TokenErrorMessage(ErrorCode code);
 
 // Names of the keys of a provider: the software keys of the user (empty name), or the PKCS#11 module or token named.
 // Ends with NTE_NO_MORE_ITEMS as last error.

@@ -97,6 +97,8 @@ class CertStore::Impl {
 class PrivateKey::Impl {
   public:
     virtual ~Impl() = default;
+    // A further handle to the same key, not unlocked: the one that hangs on a certificate is never unlocked itself.
+    [[nodiscard]] virtual std::shared_ptr<Impl> NewHandle() const = 0;
     [[nodiscard]] virtual KeyAlgorithm Algorithm() const = 0;
     [[nodiscard]] virtual bool IsExportable() const = 0;
     [[nodiscard]] virtual std::size_t SignatureSize() const = 0;

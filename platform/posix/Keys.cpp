@@ -1,0 +1,75 @@
+#include "platform/Keys.h"
+
+#include "platform/posix/SoftwareKey.h"
+
+namespace platform {
+namespace {
+thread_local PinPrompt* currentPrompt = nullptr;
+
+std::shared_ptr<PrivateKey::Impl> AttachedKey(const CertificateContext& certificate) {
+    if (!certificate) return nullptr;
+    const std::lock_guard lock(certificate.Backend()->propertiesLock);
+    return certificate.Backend()->attachedKey;
+}
+}  // namespace
+
+PinPromptScope::PinPromptScope(PinPrompt& prompt) : previous_(std::exchange(currentPrompt, &prompt)) {}
+
+PinPromptScope::~PinPromptScope() {
+    currentPrompt = previous_;
+}
+
+namespace posix {
+
+std::optional<Secret> AskThreadForPin(const PinRequest& request) {
+    std::optional<Secret> pin;
+    if (currentPrompt != nullptr) pin = currentPrompt->AskPin(request);
+    if (!pin) SetLastError(SCARD_W_CANCELLED_BY_USER);
+    return pin;
+}
+
+}  // namespace posix
+
+KeyAlgorithm PrivateKey::Algorithm() const {
+    return impl_->Algorithm();
+}
+
+bool PrivateKey::IsExportable() const {
+    return impl_->IsExportable();
+}
+
+std::size_t PrivateKey::SignatureSize() const {
+    return impl_->SignatureSize();
+}
+
+bool CertHasPrivateKey(const CertificateContext& certificate) {
+    return AttachedKey(certificate) != nullptr;
+}
+
+std::optional<AcquiredKey> CryptAcquireCertificatePrivateKey(const CertificateContext& certificate,
+                                                             std::uint32_t flags) {
+    const auto attached = AttachedKey(certificate);
+    if (!attached) {
+        SetLastError(certificate ? CRYPT_E_NO_KEY_PROPERTY : ERROR_INVALID_PARAMETER);
+        return std::nullopt;
+    }
+    // The certificate may live in a cache: what Unlock brings to light belongs to this handle alone.
+    auto handle = attached->NewHandle();
+    if (!handle->Unlock()) return std::nullopt;
+    if ((flags & CRYPT_ACQUIRE_COMPARE_KEY_FLAG) != 0 && !posix::IsKeyOf(certificate, handle->PublicKeyInfo())) {
+        posix::LogHost("The private key found for a certificate belongs to another public key.");
+        SetLastError(NTE_BAD_KEY_STATE);
+        return std::nullopt;
+    }
+    return AcquiredKey{.key = PrivateKey(std::move(handle))};
+}
+
+Bytes NCryptSignHash(const PrivateKey& key, HashAlgorithm algorithm, ByteView digest) {
+    if (!key || digest.size() != DigestSize(algorithm)) {
+        SetLastError(key ? ERROR_INVALID_PARAMETER : ERROR_INVALID_HANDLE);
+        return {};
+    }
+    return key.Backend()->Sign(algorithm, digest);
+}
+
+}  // namespace platform
