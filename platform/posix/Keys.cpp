@@ -5,12 +5,6 @@
 namespace platform {
 namespace {
 thread_local PinPrompt* currentPrompt = nullptr;
-
-std::shared_ptr<PrivateKey::Impl> AttachedKey(const CertificateContext& certificate) {
-    if (!certificate) return nullptr;
-    const std::lock_guard lock(certificate.Backend()->propertiesLock);
-    return certificate.Backend()->attachedKey;
-}
 }  // namespace
 
 PinPromptScope::PinPromptScope(PinPrompt& prompt) : previous_(std::exchange(currentPrompt, &prompt)) {}
@@ -43,12 +37,12 @@ std::size_t PrivateKey::SignatureSize() const {
 }
 
 bool CertHasPrivateKey(const CertificateContext& certificate) {
-    return AttachedKey(certificate) != nullptr;
+    return posix::AttachedKeyOf(certificate) != nullptr;
 }
 
 std::optional<AcquiredKey> CryptAcquireCertificatePrivateKey(const CertificateContext& certificate,
                                                              std::uint32_t flags) {
-    const auto attached = AttachedKey(certificate);
+    const auto attached = posix::AttachedKeyOf(certificate);
     if (!attached) {
         SetLastError(certificate ? CRYPT_E_NO_KEY_PROPERTY : ERROR_INVALID_PARAMETER);
         return std::nullopt;
