@@ -1,0 +1,121 @@
+#include "platform/Text.h"
+
+#include <gmock/gmock.h>
+
+#include "tests/support/Profile.h"
+
+namespace platform {
+namespace {
+
+using namespace std::string_literals;
+using testing::Eq;
+using testing::Optional;
+
+struct Utf8Case {
+    std::string bytes;
+    std::u16string wide;
+    bool valid = true;
+};
+
+const Utf8Case kUtf8Cases[] = {
+    {"", u""},
+    {"a\0b"s, u"a\0b"s},
+    {"Подпис №1 – 5 €", u"Подпис №1 – 5 €"},
+    {"\xF0\x9F\x94\x91", u"🔑"},
+    {"\xF4\x8F\xBF\xBF", u"\xDBFF\xDFFF"},
+    {"\xEF\xBF\xBD", u"\uFFFD"},                               // the replacement character itself is a character
+    {"\xC0\xAF", u"\uFFFD\uFFFD", false},                      // overlong
+    {"\xE0\x9F\xBF", u"\uFFFD\uFFFD\uFFFD", false},            // overlong
+    {"\xED\xA0\x80", u"\uFFFD\uFFFD\uFFFD", false},            // a surrogate
+    {"\xF4\x90\x80\x80", u"\uFFFD\uFFFD\uFFFD\uFFFD", false},  // above U+10FFFF
+    {"\xF0\x9F\x94!", u"\uFFFD!", false},                      // cut: one replacement for the started sequence
+    {"a\xE2\x82", u"a\uFFFD", false},                          // cut by the end
+    {"\x80\xFF", u"\uFFFD\uFFFD", false},                      // cannot lead
+    {"\xEF\xBF\xBD\xFF", u"\uFFFD\uFFFD", false},
+};
+
+TEST(Text, Utf8ReadsAsWideTextAndOnlyMalformedTextIsRefused) {
+    for (const auto& [bytes, wide, valid] : kUtf8Cases) {
+        EXPECT_EQ(ToWide(bytes), wide) << testing::PrintToString(bytes);
+        if (valid) {
+            EXPECT_EQ(ToUtf8(wide), bytes);
+            EXPECT_THAT(MultiByteToWideChar(CP_UTF8, bytes), Optional(Eq(wide)));
+        } else {
+            SetLastError(0);
+            EXPECT_EQ(MultiByteToWideChar(CP_UTF8, bytes), std::nullopt) << testing::PrintToString(bytes);
+            EXPECT_EQ(GetLastError(), ERROR_NO_UNICODE_TRANSLATION);
+        }
+    }
+}
+
+TEST(Text, UnpairedSurrogatesBecomeTheReplacementCharacter) {
+    EXPECT_EQ(ToUtf8(u"a\xD83D"s), "a\xEF\xBF\xBD");
+    EXPECT_EQ(ToUtf8(u"\xD83Dz"s), "\xEF\xBF\xBDz");
+    EXPECT_EQ(ToUtf8(u"\xDC00\xD83D\xDD11"s), "\xEF\xBF\xBD\xF0\x9F\x94\x91");
+}
+
+TEST(Text, EveryWindows1251ByteMakesTheWayThereAndBackAsTheHostsCodecSays) {
+    for (int byte = 0; byte < 256; ++byte) {
+        const std::string narrow(1, static_cast<char>(byte));
+        const auto wide = MultiByteToWideChar(CP_1251, narrow);
+        if (byte == 0x98) {
+            EXPECT_EQ(wide, std::nullopt);
+            continue;
+        }
+        ASSERT_TRUE(wide) << byte;
+        EXPECT_EQ(WideCharToMultiByte(CP_1251, *wide), narrow) << byte;
+    }
+    EXPECT_THAT(MultiByteToWideChar(CP_1251, "\xCF\xEE\xE4\xEF\xE8\xF1 \xB9\x31 \x96 5 \x88 \xA8\xB8\x80\xBF"),
+                Optional(Eq(u"Подпис №1 – 5 € ЁёЂї")));
+    EXPECT_EQ(WideCharToMultiByte(CP_1251, u"ñ🔑я\xD83D"s), "??\xFF?");
+}
+
+TEST(Text, TheThreadsCodePageFollowsTheEnvironment) {
+    tests::Profile profile;
+    const auto speak = [&](std::optional<std::string> all, std::optional<std::string> type,
+                           std::optional<std::string> lang) {
+        profile.Set("LC_ALL", all);
+        profile.Set("LC_CTYPE", type);
+        profile.Set("LANG", lang);
+        return MultiByteToWideChar(CP_THREAD_ACP, "\xD0\x9F");
+    };
+    EXPECT_THAT(speak({}, {}, {}), Optional(Eq(u"П")));
+    EXPECT_THAT(speak("C", {}, "bg_BG.CP1251"), Optional(Eq(u"П")));
+    EXPECT_THAT(speak("", "bg_BG.CP1251", "C.UTF-8"), Optional(Eq(u"Рџ")));
+    EXPECT_THAT(speak({}, "", "bg_BG.ISO-8859-5"), Optional(Eq(u"а\u009F")));
+    EXPECT_EQ(WideCharToMultiByte(CP_THREAD_ACP, u"Ж€я"), "\xB6?\xEF");
+    EXPECT_EQ(speak({}, {}, "ja_JP.EUC-JP"), std::nullopt);  // a started character without its end
+    EXPECT_THAT(MultiByteToWideChar(CP_THREAD_ACP, "\xC6\xFC\xCB\xDC"), Optional(Eq(u"日本")));
+    EXPECT_EQ(speak({}, {}, "xx_XX.no-such-charset"), std::nullopt);
+}
+
+TEST(Text, TheShortDateFollowsTheUsersLocale) {
+    tests::Profile profile;
+    profile.Set("LC_ALL", std::nullopt);
+    const struct {
+        const char* time;
+        const char16_t* date;
+    } cases[] = {{"bg_BG.UTF-8", u"01.03.2024 г."}, {"bg_BG", u"01.03.2024 г."}, {"C", u"2024-03-01"},
+                 {"C.UTF-8", u"2024-03-01"},        {"POSIX", u"2024-03-01"},    {"xx_YY.UTF-8", u"2024-03-01"}};
+    for (const auto& [time, date] : cases) {
+        profile.Set("LC_TIME", time);
+        EXPECT_EQ(GetDateFormatW(2024, 3, 1), date) << time;
+    }
+    profile.Set("LC_ALL", "C");
+    EXPECT_EQ(GetDateFormatW(1601, 12, 31), u"1601-12-31");
+}
+
+TEST(Text, CodesHaveOneSentenceAndUnknownOnesNone) {
+    const ErrorCode codes[] = {ERROR_FILE_NOT_FOUND,       ERROR_ACCESS_DENIED,   NTE_BAD_SIGNATURE,
+                               CRYPT_E_REVOCATION_OFFLINE, TRUST_E_BAD_DIGEST,    CERT_E_UNTRUSTEDROOT,
+                               SCARD_W_CHV_BLOCKED,        ERROR_REGISTRY_CORRUPT};
+    for (const ErrorCode code : codes) {
+        const auto text = FormatMessageW(code);
+        EXPECT_TRUE(text.ends_with(u".\r\n")) << code;
+        EXPECT_EQ(text.find(u'\n'), text.size() - 1) << code;
+    }
+    EXPECT_EQ(FormatMessageW(0x12345678), u"");
+}
+
+}  // namespace
+}  // namespace platform
