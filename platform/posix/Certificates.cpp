@@ -157,6 +157,11 @@ const Bytes& DecodedCertificate::Sha1() const {
     return sha1_;
 }
 
+const std::u16string& DecodedCertificate::CanonicalSubject() const {
+    std::call_once(subjectOnce_, [&] { canonicalSubject_ = CanonicalName(info.Subject); });
+    return canonicalSubject_;
+}
+
 X509* NativeOf(const CertificateContext& certificate) {
     return certificate ? certificate.Backend()->decoded->Native() : nullptr;
 }

@@ -43,13 +43,15 @@ struct DecodedCertificate {
     // Null if the crypto library refuses what the decoder of the fields let through (an odd name, a signature that is
     // no bit string): such a certificate can be shown, and nothing can be proved with it.
     [[nodiscard]] X509* Native() const;
-    // Hashed at the first use.
+    // Computed at the first use.
     [[nodiscard]] const Bytes& Sha1() const;
+    [[nodiscard]] const std::u16string& CanonicalSubject() const;
 
   private:
     LazyNative<X509Ptr> x509_;
-    mutable std::once_flag hashOnce_;
+    mutable std::once_flag hashOnce_, subjectOnce_;
     mutable Bytes sha1_;
+    mutable std::u16string canonicalSubject_;
 };
 
 }  // namespace posix
@@ -121,6 +123,9 @@ X509_CRL* NativeOf(const CrlContext& crl);
 // The same certificate with a state (properties, key) of its own; it has this key, which may be null.
 CertificateContext WithOwnState(const CertificateContext& certificate, std::shared_ptr<PrivateKey::Impl> key);
 std::shared_ptr<PrivateKey::Impl> AttachedKeyOf(const CertificateContext& certificate);
+// A text that is equal for two Names in DER when they match by RFC 5280, 7.1: letter case (ASCII), blanks, string types
+// and the order within a relative name do not matter.
+std::u16string CanonicalName(ByteView nameDer);
 // The 20 bytes by which stores know a certificate.
 const Bytes& Sha1Of(const CertificateContext& certificate);
 
