@@ -1,0 +1,220 @@
+#include "toolkit/cms/SignedDataReader.h"
+
+#include "toolkit/cms/SourceCursor.h"
+
+namespace toolkit::cms {
+
+namespace {
+
+using platform::Bytes;
+using platform::ByteView;
+using units::ByteSource;
+using units::DerReader;
+using units::DerRules;
+namespace tag = units::tag;
+
+constexpr std::string_view kSignedData = "1.2.840.113549.1.7.2";
+constexpr std::uint8_t kConstructedOctetString = tag::kOctetString | tag::kConstructed;
+constexpr std::size_t kDeepestString = 32;
+constexpr std::uint64_t kMostPadding = 4096;
+
+using Take = std::function<bool(ByteView)>;
+
+// Everything of one message. A step answers false after it has noted the outcome.
+class Reading {
+  public:
+    Reading(ByteSource& source, ContentReceiver& receiver, SignedDataMessage& message)
+        : source_(source), cursor_(source, 0, source.Size()), receiver_(receiver), message_(message) {}
+
+    ReadOutcome Run() {
+        if (!ContentInfo() || !SignedData() || !Trailing()) {
+            if (cursor_.ReadFailed()) return ReadOutcome::readFault;
+            return outcome_;
+        }
+        return ReadOutcome::ok;
+    }
+
+  private:
+    bool Fail(ReadOutcome outcome) {
+        outcome_ = outcome;
+        return false;
+    }
+
+    // The whole next element, in memory.
+    bool Element(std::uint8_t expected, Bytes& bytes) {
+        if (!cursor_.NextIs(expected)) return false;
+        const std::uint64_t start = cursor_.Position();
+        if (!cursor_.Skip()) return false;
+        if (cursor_.Position() - start > kMostMetadata) return Fail(ReadOutcome::tooLarge);
+        auto copy = source_.Copy(start, static_cast<std::size_t>(cursor_.Position() - start));
+        if (!copy) return Fail(ReadOutcome::readFault);
+        bytes = std::move(*copy);
+        return true;
+    }
+
+    bool Oid(std::string& text) {
+        Bytes bytes;
+        if (!Element(tag::kOid, bytes)) return false;
+        const auto oid = DerReader(bytes, DerRules::ber).Oid();
+        if (oid) text = *oid;
+        return oid.has_value();
+    }
+
+    bool ContentInfo() {
+        std::string type;
+        if (!cursor_.Enter(tag::kSequence) || !Oid(type)) return false;
+        if (type != kSignedData) return Fail(ReadOutcome::notSignedData);
+        return cursor_.Enter(tag::ContextConstructed(0));
+    }
+
+    bool SignedData() {
+        Bytes version;
+        if (!cursor_.Enter(tag::kSequence) || !Element(tag::kInteger, version)) return false;
+        if (!DigestAlgorithms() || !EncapsulatedContent() || !Certificates() || !Crls() || !SignerInfos()) return false;
+        return cursor_.Leave() && cursor_.Leave() && cursor_.Leave();
+    }
+
+    bool DigestAlgorithms() {
+        Bytes bytes;
+        if (!Element(tag::kSet, bytes)) return false;
+        auto set = DerReader(bytes, DerRules::ber).Enter(tag::kSet);
+        while (set && !set->AtEnd()) {
+            const auto contents = set->Enter(tag::kSequence);
+            auto algorithm = contents ? units::ReadAlgorithm(*contents) : std::nullopt;
+            if (!algorithm) return false;
+            message_.digestAlgorithms.push_back(std::move(*algorithm));
+        }
+        return set.has_value();
+    }
+
+    bool EncapsulatedContent() {
+        if (!cursor_.Enter(tag::kSequence) || !Oid(message_.contentType)) return false;
+        const bool wanted = receiver_.Start(message_);
+        if (cursor_.AtEnd()) return cursor_.Leave();
+        if (!cursor_.Enter(tag::ContextConstructed(0))) return false;
+        return Content(wanted) && cursor_.Leave() && cursor_.Leave();
+    }
+
+    bool Content(bool wanted);
+    bool Pieces(const Take* take, ContentPlace& place);
+    bool Pass(std::uint64_t size, const Take* take, ContentPlace& place);
+
+    bool Certificates() {
+        if (!cursor_.NextIs(tag::ContextConstructed(0))) return true;
+        return Contents(tag::ContextConstructed(0), message_.certificates);
+    }
+
+    bool Crls() { return !cursor_.NextIs(tag::ContextConstructed(1)) || cursor_.Skip(); }
+
+    bool SignerInfos() { return Contents(tag::kSet, message_.signerInfos); }
+
+    bool Contents(std::uint8_t expected, Bytes& contents) {
+        Bytes bytes;
+        if (!Element(expected, bytes)) return false;
+        const auto element = units::SoleElement(bytes, expected, DerRules::ber);
+        if (element) contents = platform::CopyOf(element->contents);
+        return element.has_value();
+    }
+
+    // Some writers pad what they write and mail programs add line ends. Anything else behind the message is no part of
+    // it and nobody signed it: refused.
+    bool Trailing() {
+        const std::uint64_t left = source_.Size() - cursor_.Position();
+        if (left > kMostPadding) return false;
+        const auto padding = source_.Copy(cursor_.Position(), static_cast<std::size_t>(left));
+        if (!padding) return Fail(ReadOutcome::readFault);
+        message_.trailing = left;
+        return platform::AsText(*padding).find_first_not_of(std::string_view("\0\t\r\n ", 5)) == std::string_view::npos;
+    }
+
+    ByteSource& source_;
+    SourceCursor cursor_;
+    ContentReceiver& receiver_;
+    SignedDataMessage& message_;
+    ReadOutcome outcome_ = ReadOutcome::malformed;
+
+    friend ReadOutcome toolkit::cms::ReadContentAgain(ByteSource&, const ContentPlace&, const Take&);
+    Reading(ByteSource& source, const ContentPlace& place, ContentReceiver& receiver, SignedDataMessage& message)
+        : source_(source), cursor_(source, place.offset, place.end), receiver_(receiver), message_(message) {}
+};
+
+bool Reading::Content(bool wanted) {
+    ContentPlace place;
+    place.offset = cursor_.Position();
+    const Take take = [this](ByteView piece) { return receiver_.Take(piece); };
+    if (!Pieces(wanted ? &take : nullptr, place)) return false;
+    place.end = cursor_.Position();
+    message_.content = place;
+    return true;
+}
+
+bool Reading::Pass(std::uint64_t size, const Take* take, ContentPlace& place) {
+    place.octets += size;
+    if (take == nullptr) {
+        cursor_.Advance(size);
+        return true;
+    }
+    while (size > 0) {
+        const auto piece = source_.View(cursor_.Position(), 1, size);
+        if (!piece || piece->empty()) return Fail(ReadOutcome::readFault);
+        if (!(*take)(*piece)) return Fail(ReadOutcome::stopped);
+        cursor_.Advance(piece->size());
+        size -= piece->size();
+    }
+    return true;
+}
+
+// One element of content: an octet string, whole or in nested pieces, or for PKCS#7 1.5 the contents octets of another
+// element. The latter need a definite length, since nothing tells where their octets end otherwise.
+bool Reading::Pieces(const Take* take, ContentPlace& place) {
+    const auto first = cursor_.Peek();
+    if (!first) return false;
+    place.constructed = first->tag == kConstructedOctetString;
+    place.octetString = place.constructed || first->tag == tag::kOctetString;
+    if (!place.constructed) {
+        if (first->indefinite) return false;
+        cursor_.Advance(first->size);
+        return Pass(first->length, take, place);
+    }
+    const std::size_t outside = cursor_.Depth();
+    cursor_.Enter(*first);
+    while (cursor_.Depth() > outside) {
+        if (cursor_.AtEnd()) {
+            if (!cursor_.Leave()) return false;
+            continue;
+        }
+        const auto piece = cursor_.Peek();
+        if (!piece) return false;
+        if (piece->tag == kConstructedOctetString && cursor_.Depth() - outside < kDeepestString) {
+            cursor_.Enter(*piece);
+        } else if (piece->tag == tag::kOctetString) {
+            cursor_.Advance(piece->size);
+            if (!Pass(piece->length, take, place)) return false;
+        } else {
+            return false;
+        }
+    }
+    return true;
+}
+
+}  // namespace
+
+ReadOutcome ReadSignedData(ByteSource& source, ContentReceiver& receiver, SignedDataMessage& message) {
+    return Reading(source, receiver, message).Run();
+}
+
+ReadOutcome ReadContentAgain(ByteSource& source, const ContentPlace& place, const Take& take) {
+    class Nobody final : public ContentReceiver {
+      public:
+        bool Start(const SignedDataMessage&) override { return false; }
+        bool Take(ByteView) override { return false; }
+    } nobody;
+    SignedDataMessage unused;
+    Reading reading(source, place, nobody, unused);
+    ContentPlace again;
+    again.offset = place.offset;
+    if (reading.Pieces(&take, again)) return ReadOutcome::ok;
+    return reading.cursor_.ReadFailed() ? ReadOutcome::readFault : reading.outcome_;
+}
+
+}  // namespace toolkit::cms

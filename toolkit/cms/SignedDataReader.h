@@ -1,0 +1,63 @@
+#pragma once
+// Finds the parts of a CMS SignedData (RFC 5652, 3 and 5.1) in a source that may be far bigger than memory: everything
+// but the content is read, the content is passed on in pieces or stepped over. DER and BER, with indefinite lengths
+// and content in constructed octet strings. PKCS#7 1.5 content of another type than OCTET STRING is read as that
+// format means it: what is signed are its contents octets.
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "units/ByteSource.h"
+#include "units/Der.h"
+
+namespace toolkit::cms {
+
+// Where the content lies, so that it can be walked again.
+struct ContentPlace {
+    std::uint64_t offset = 0;  // of the element inside the explicit [0] of eContent
+    std::uint64_t end = 0;     // behind it
+    bool octetString = true;   // otherwise any element, as PKCS#7 1.5 allows
+    bool constructed = false;  // an octet string in pieces
+    std::uint64_t octets = 0;  // of content, all pieces together
+};
+
+struct SignedDataMessage {
+    std::vector<units::AlgorithmIdentifier> digestAlgorithms;
+    std::string contentType;              // eContentType
+    std::optional<ContentPlace> content;  // absent in a detached signature
+    platform::Bytes certificates;         // the contents of certificates [0]; empty if absent
+    platform::Bytes signerInfos;          // the contents of the SET
+    std::uint64_t trailing = 0;           // padding behind the message: NUL bytes, blanks, line ends
+};
+
+enum class ReadOutcome {
+    ok,
+    malformed,      // no DER or BER of this structure, or something other than padding stands behind it
+    notSignedData,  // a ContentInfo of another type
+    readFault,      // the source cannot be read, or has shrunk (last error set)
+    stopped,        // the receiver of the content gave up
+    tooLarge,       // certificates or signers over the limit
+};
+
+// Gets the content while the message is read, in order. Start is called once, also for a message without content.
+class ContentReceiver {
+  public:
+    virtual ~ContentReceiver() = default;
+    // With digestAlgorithms and contentType read. Answers whether the content is wanted: else it is stepped over.
+    virtual bool Start(const SignedDataMessage& head) = 0;
+    // False ends the reading with ReadOutcome::stopped.
+    virtual bool Take(platform::ByteView piece) = 0;
+};
+
+// The certificates and the signers of a message are held in memory, up to this many bytes each.
+constexpr std::uint64_t kMostMetadata = std::uint64_t{16} << 20;
+
+ReadOutcome ReadSignedData(units::ByteSource& source, ContentReceiver& receiver, SignedDataMessage& message);
+
+// Passes the content of a message that was read on again.
+ReadOutcome ReadContentAgain(units::ByteSource& source, const ContentPlace& place,
+                             const std::function<bool(platform::ByteView)>& take);
+
+}  // namespace toolkit::cms

@@ -1,0 +1,126 @@
+#include "toolkit/cms/SignerInfo.h"
+
+#include <algorithm>
+
+namespace toolkit::cms {
+
+namespace {
+
+using units::DerReader;
+using units::DerRules;
+namespace tag = units::tag;
+
+std::optional<Attribute> ReadAttribute(const units::DerElement& element) {
+    DerReader fields(element.contents, DerRules::ber);
+    Attribute attribute;
+    attribute.encoded = element.encoded;
+    const auto oid = fields.Oid();
+    auto values = fields.Enter(tag::kSet);
+    if (!oid || !values || !fields.AtEnd()) return std::nullopt;
+    attribute.oid = *oid;
+    while (!values->AtEnd()) {
+        const auto value = values->Next();
+        if (!value) return std::nullopt;
+        attribute.values.push_back(*value);
+    }
+    return attribute;
+}
+
+bool ReadIdentifier(DerReader& fields, SignerInfo& signer) {
+    if (auto sid = fields.Enter(tag::kSequence)) {
+        const auto issuer = sid->Next(tag::kSequence);
+        const auto serial = sid->Next(tag::kInteger);
+        if (!issuer || !serial || serial->contents.empty() || !sid->AtEnd()) return false;
+        signer.issuer = issuer->encoded;
+        signer.serial = serial->contents;
+        return true;
+    }
+    // [0] IMPLICIT OCTET STRING; some writers tag it explicitly.
+    if (const auto implicit = fields.Next(tag::Context(0))) {
+        signer.subjectKeyIdentifier = platform::CopyOf(implicit->contents);
+        return true;
+    }
+    const auto constructed = fields.Next(tag::ContextConstructed(0));
+    if (!constructed) return false;
+    const auto inner = units::SoleElement(constructed->contents, tag::kOctetString, DerRules::ber);
+    if (inner) signer.subjectKeyIdentifier = platform::CopyOf(inner->contents);
+    return inner.has_value();
+}
+
+bool ReadAlgorithmInto(DerReader& fields, units::AlgorithmIdentifier& algorithm) {
+    const auto contents = fields.Enter(tag::kSequence);
+    auto read = contents ? units::ReadAlgorithm(*contents) : std::nullopt;
+    if (read) algorithm = std::move(*read);
+    return read.has_value();
+}
+
+bool ReadSignedAttributes(DerReader& fields, SignerInfo& signer) {
+    if (!fields.NextIs(tag::ContextConstructed(0))) return true;
+    const auto element = fields.Next();
+    auto attributes = element ? ReadAttributes(DerReader(element->contents, DerRules::ber)) : std::nullopt;
+    if (!attributes || attributes->empty()) return false;
+    signer.signedAttributesContents = element->contents;
+    signer.signedAttributes = std::move(*attributes);
+    return true;
+}
+
+bool ReadUnsignedAttributes(DerReader& fields, SignerInfo& signer) {
+    if (!fields.NextIs(tag::ContextConstructed(1))) return true;
+    const auto contents = fields.Enter(tag::ContextConstructed(1));
+    auto attributes = contents ? ReadAttributes(*contents) : std::nullopt;
+    if (attributes) signer.unsignedAttributes = std::move(*attributes);
+    return attributes.has_value();
+}
+
+bool ReadSignature(DerReader& fields, SignerInfo& signer) {
+    const auto element = fields.Next();
+    auto octets = element ? units::OctetStringValue(*element) : std::nullopt;
+    if (octets) signer.signature = std::move(*octets);
+    return octets.has_value();
+}
+
+bool ReadSignerInfo(DerReader fields, SignerInfo& signer) {
+    return fields.Next(tag::kInteger) && ReadIdentifier(fields, signer) &&
+           ReadAlgorithmInto(fields, signer.digestAlgorithm) && ReadSignedAttributes(fields, signer) &&
+           ReadAlgorithmInto(fields, signer.signatureAlgorithm) && ReadSignature(fields, signer) &&
+           ReadUnsignedAttributes(fields, signer) && fields.AtEnd();
+}
+
+}  // namespace
+
+std::optional<Attributes> ReadAttributes(DerReader contents) {
+    Attributes attributes;
+    while (!contents.AtEnd()) {
+        const auto element = contents.Next(tag::kSequence);
+        auto attribute = element ? ReadAttribute(*element) : std::nullopt;
+        if (!attribute) return std::nullopt;
+        attributes.push_back(std::move(*attribute));
+    }
+    return attributes;
+}
+
+std::optional<std::vector<SignerInfo>> ReadSignerInfos(platform::ByteView contents) {
+    std::vector<SignerInfo> signers;
+    DerReader set(contents, DerRules::ber);
+    while (!set.AtEnd()) {
+        const auto fields = set.Enter(tag::kSequence);
+        if (!fields || !ReadSignerInfo(*fields, signers.emplace_back())) return std::nullopt;
+    }
+    return signers;
+}
+
+const units::DerElement* SoleValue(const Attributes& attributes, std::string_view oid) {
+    const Attribute* found = nullptr;
+    for (const auto& attribute : attributes) {
+        if (attribute.oid != oid) continue;
+        if (found != nullptr) return nullptr;
+        found = &attribute;
+    }
+    return found != nullptr && found->values.size() == 1 ? &found->values.front() : nullptr;
+}
+
+bool Contains(const Attributes& attributes, std::string_view oid) {
+    return std::any_of(attributes.begin(), attributes.end(), [&](const Attribute& one) { return one.oid == oid; });
+}
+
+}  // namespace toolkit::cms

@@ -1,0 +1,56 @@
+#pragma once
+// One SignerInfo of a message (RFC 5652 5.3), decoded into views: the bytes it came from must outlive it.
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "units/Der.h"
+
+namespace toolkit::cms {
+
+namespace oid {
+constexpr std::string_view kData = "1.2.840.113549.1.7.1";
+constexpr std::string_view kTstInfo = "1.2.840.113549.1.9.16.1.4";
+constexpr std::string_view kContentType = "1.2.840.113549.1.9.3";
+constexpr std::string_view kMessageDigest = "1.2.840.113549.1.9.4";
+constexpr std::string_view kSigningTime = "1.2.840.113549.1.9.5";
+constexpr std::string_view kSigningCertificate = "1.2.840.113549.1.9.16.2.12";
+constexpr std::string_view kSigningCertificateV2 = "1.2.840.113549.1.9.16.2.47";
+constexpr std::string_view kAlgorithmProtection = "1.2.840.113549.1.9.52";
+constexpr std::string_view kTimestampToken = "1.2.840.113549.1.9.16.2.14";
+}  // namespace oid
+
+struct Attribute {
+    std::string oid;
+    platform::ByteView encoded;
+    std::vector<units::DerElement> values;
+};
+
+using Attributes = std::vector<Attribute>;
+
+struct SignerInfo {
+    // Either issuer (a Name as it stands) and serial (the INTEGER's contents), or the subject key identifier.
+    platform::ByteView issuer, serial;
+    std::optional<platform::Bytes> subjectKeyIdentifier;
+    units::AlgorithmIdentifier digestAlgorithm;
+    std::optional<platform::ByteView> signedAttributesContents;  // of the [0]: what stands behind its length
+    Attributes signedAttributes;
+    units::AlgorithmIdentifier signatureAlgorithm;
+    platform::Bytes signature;
+    Attributes unsignedAttributes;
+};
+
+// All signers of a message, from the contents of the SET. Empty if any of them does not decode, or if signed attributes
+// are there but none stands in them.
+std::optional<std::vector<SignerInfo>> ReadSignerInfos(platform::ByteView contents);
+
+// A row of Attributes; empty optional if it does not decode.
+std::optional<Attributes> ReadAttributes(units::DerReader contents);
+
+// The only value of the only attribute of that type; null if there is none, or more of either.
+const units::DerElement* SoleValue(const Attributes& attributes, std::string_view oid);
+bool Contains(const Attributes& attributes, std::string_view oid);
+
+}  // namespace toolkit::cms
