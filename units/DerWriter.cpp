@@ -93,7 +93,8 @@ DerWriter& DerWriter::AlgorithmWithNull(std::string_view oid) {
 DerWriter& DerWriter::SetOf(std::vector<Bytes> elements) {
     // Comparing whole encodings as octet strings is the order of X.690 11.6: its padding with zeros never decides
     // between two complete encodings.
-    std::sort(elements.begin(), elements.end());
+    std::sort(elements.begin(), elements.end(),
+              [](const Bytes& a, const Bytes& b) { return platform::AsText(a) < platform::AsText(b); });
     return Set([&] {
         for (const auto& element : elements)
             Raw(element);
