@@ -41,6 +41,7 @@ constexpr ErrorCode ERROR_CANCELLED = 0x4C7;
 constexpr ErrorCode ERROR_FILE_INVALID = 0x3EE;
 constexpr ErrorCode ERROR_REGISTRY_CORRUPT = 0x3F7;
 constexpr ErrorCode ERROR_REGISTRY_IO_FAILED = 0x3F8;
+constexpr ErrorCode ERROR_KEY_DELETED = 0x3FA;
 constexpr ErrorCode ERROR_TIMEOUT = 0x5B4;
 
 constexpr ErrorCode NTE_BAD_SIGNATURE = 0x80090006;

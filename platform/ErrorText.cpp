@@ -36,6 +36,7 @@ constexpr Message kMessages[] = {
     {ERROR_FILE_INVALID, u"The file is larger than what may be read of it."},
     {ERROR_REGISTRY_CORRUPT, u"The registry is damaged: its file is not a valid database."},
     {ERROR_REGISTRY_IO_FAILED, u"The registry could not read or write its file."},
+    {ERROR_KEY_DELETED, u"The registry key was deleted meanwhile."},
     {ERROR_NO_UNICODE_TRANSLATION, u"A character does not exist in the code page of the text."},
     {ERROR_CANCELLED, u"The operation was cancelled by the user."},
     {ERROR_TIMEOUT, u"The operation returned because its time was over."},

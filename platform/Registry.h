@@ -45,13 +45,18 @@ struct RegistryValue {
 };
 
 // Each answers ERROR_SUCCESS or the reason, as these services do (they do not touch GetLastError).
-// All access is asked for: a hive that may not be written gives ERROR_ACCESS_DENIED on both ways of opening.
+// All access is asked for: a hive that may not be written gives ERROR_ACCESS_DENIED on both ways of opening. A hive
+// that does not exist yet is made by RegCreateKeyExW alone; ERROR_PATH_NOT_FOUND if the user has no home folder. A
+// damaged one gives ERROR_REGISTRY_CORRUPT and is left as it is: it is the user's, and may still be mended. An empty
+// path stands for the hive itself. Names of keys are not empty and have up to 255 units.
 ErrorCode RegCreateKeyExW(Hive hive, std::u16string_view path, RegistryKey& key);
 ErrorCode RegOpenKeyExW(Hive hive, std::u16string_view path, RegistryKey& key);
 // ERROR_FILE_NOT_FOUND is the signal for a missing value.
 ErrorCode RegQueryValueExW(const RegistryKey& key, std::u16string_view name, RegistryValue& value);
+// ERROR_KEY_DELETED, here and below, if the key is gone meanwhile.
 ErrorCode RegSetValueExW(const RegistryKey& key, std::u16string_view name, std::uint32_t type, ByteView data);
 ErrorCode RegDeleteValueW(const RegistryKey& key, std::u16string_view name);
+// With its values. A key that has keys below it is refused with ERROR_ACCESS_DENIED.
 ErrorCode RegDeleteKeyW(const RegistryKey& key, std::u16string_view subkey);
 // Names in the order of their making.
 ErrorCode RegEnumKeyExW(const RegistryKey& key, std::vector<std::u16string>& names);

@@ -1,0 +1,290 @@
+#include "platform/Registry.h"
+
+#include <gmock/gmock.h>
+#include <signal.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <functional>
+#include <thread>
+
+#include "platform/Text.h"
+#include "tests/support/Profile.h"
+
+namespace platform {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::ElementsAre;
+
+constexpr auto kUser = Hive::HKEY_CURRENT_USER;
+constexpr auto kMachine = Hive::HKEY_LOCAL_MACHINE;
+
+class Registry : public testing::Test {
+  protected:
+    static RegistryKey Create(std::u16string_view path, Hive hive = kUser) {
+        RegistryKey key;
+        EXPECT_EQ(RegCreateKeyExW(hive, path, key), ERROR_SUCCESS);
+        return key;
+    }
+    static ErrorCode OpenCode(std::u16string_view path, Hive hive = kUser) {
+        RegistryKey key;
+        return RegOpenKeyExW(hive, path, key);
+    }
+    static ErrorCode CreateCode(std::u16string_view path, Hive hive = kUser) {
+        RegistryKey key;
+        return RegCreateKeyExW(hive, path, key);
+    }
+    static void Set(const RegistryKey& key, std::u16string_view name, std::string_view text) {
+        EXPECT_EQ(RegSetValueExW(key, name, REG_BINARY, AsBytes(text)), ERROR_SUCCESS);
+    }
+    static std::string Get(const RegistryKey& key, std::u16string_view name) {
+        RegistryValue value;
+        const ErrorCode code = RegQueryValueExW(key, name, value);
+        return code == ERROR_SUCCESS ? std::string(AsText(value.data)) : "code " + std::to_string(code);
+    }
+    static std::vector<std::u16string> Keys(const RegistryKey& key) {
+        std::vector<std::u16string> names;
+        EXPECT_EQ(RegEnumKeyExW(key, names), ERROR_SUCCESS);
+        return names;
+    }
+
+    tests::Profile profile;
+    const fs::path file = profile.Folder() / "config/norvik/registry.db";
+};
+
+// Runs work in a process of its own.
+pid_t Fork(const std::function<int()>& work) {
+    const pid_t child = fork();
+    if (child == 0) _exit(work());
+    return child;
+}
+int ExitStatus(pid_t child) {
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+TEST_F(Registry, ValuesComeBackWithTypeAndBytesFromAnotherHandle) {
+    const auto key = Create(u"software\\tessaly\\Tessaly Norvik\\TSA");
+    const Bytes withZeros = {0, 1, 0, 255};
+    ASSERT_EQ(RegSetValueExW(key, u"Password", REG_BINARY, withZeros), ERROR_SUCCESS);
+    ASSERT_EQ(RegSetValueExW(key, u"Име", REG_SZ, {}), ERROR_SUCCESS);
+    ASSERT_EQ(RegSetValueExW(key, u"", REG_DWORD, withZeros), ERROR_SUCCESS);
+
+    RegistryKey other;
+    ASSERT_EQ(RegOpenKeyExW(kUser, u"software\\tessaly\\Tessaly Norvik\\TSA", other), ERROR_SUCCESS);
+    RegistryValue value;
+    ASSERT_EQ(RegQueryValueExW(other, u"Password", value), ERROR_SUCCESS);
+    EXPECT_EQ(value.type, REG_BINARY);
+    EXPECT_EQ(value.data, withZeros);
+    ASSERT_EQ(RegQueryValueExW(other, u"Име", value), ERROR_SUCCESS);
+    EXPECT_EQ(value.type, REG_SZ);
+    EXPECT_TRUE(value.data.empty());
+    ASSERT_EQ(RegQueryValueExW(other, u"", value), ERROR_SUCCESS);
+    EXPECT_EQ(value.type, REG_DWORD);
+    EXPECT_EQ(RegQueryValueExW(other, u"Missing", value), ERROR_FILE_NOT_FOUND);
+}
+
+TEST_F(Registry, NamesCompareWithoutCaseAndKeepTheirFirstSpelling) {
+    Set(Create(u"Software\\Topic"), u"Value", "first");
+    const auto key = Create(u"SOFTWARE\\tOPIC");
+    EXPECT_EQ(key.Path(), u"Software\\Topic");
+    EXPECT_EQ(Get(key, u"VALUE"), "first");
+    Set(key, u"vaLUE", "second");
+    EXPECT_EQ(Get(key, u"Value"), "second");
+    EXPECT_EQ(Create(u"software\\Other\\").Path(), u"Software\\Other");
+    std::vector<std::u16string> values;
+    EXPECT_EQ(RegEnumValueW(key, values), ERROR_SUCCESS);
+    EXPECT_THAT(values, ElementsAre(u"Value"));
+}
+
+TEST_F(Registry, KeysAreListedInTheOrderOfTheirMakingWithoutTheirOwnChildren) {
+    const auto hosts = Create(u"LDAP");
+    Create(u"LDAP\\zeta\\deep");
+    Create(u"LDAP\\Алфа");
+    Create(u"LDAP\\50%_x");
+    Create(u"LDAP2\\not below");
+    EXPECT_THAT(Keys(hosts), ElementsAre(u"zeta", u"Алфа", u"50%_x"));
+    EXPECT_THAT(Keys(Create(u"")), ElementsAre(u"LDAP", u"LDAP2"));
+}
+
+TEST_F(Registry, OnlyAKeyWithoutKeysBelowIsDeletedAndItsHoldersNotice) {
+    const auto hosts = Create(u"LDAP");
+    const auto host = Create(u"LDAP\\host\\part");
+    Set(host, u"a", "1");
+    EXPECT_EQ(RegDeleteKeyW(hosts, u"HOST"), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(RegDeleteKeyW(hosts, u"missing"), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(RegDeleteKeyW(hosts, u"host\\PART"), ERROR_SUCCESS);
+    EXPECT_EQ(RegSetValueExW(host, u"a", REG_BINARY, {}), ERROR_KEY_DELETED);
+    EXPECT_EQ(Get(host, u"a"), "code " + std::to_string(ERROR_KEY_DELETED));
+    EXPECT_EQ(Get(Create(u"LDAP\\host\\part"), u"a"), "code 2") << "values of the deleted key came back";
+    EXPECT_EQ(RegDeleteValueW(hosts, u"none"), ERROR_FILE_NOT_FOUND);
+}
+
+TEST_F(Registry, MalformedPathsAndClosedKeysAreRefused) {
+    for (const auto* path : {u"\\a", u"a\\\\b", u"a\\b\\\\"})
+        EXPECT_EQ(CreateCode(path), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(CreateCode(std::u16string(256, u'x')), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(CreateCode(std::u16string(255, u'x')), ERROR_SUCCESS);
+    RegistryValue value;
+    EXPECT_EQ(RegQueryValueExW(RegistryKey(), u"a", value), ERROR_INVALID_HANDLE);
+    EXPECT_EQ(RegSetValueExW(RegistryKey(), u"a", REG_SZ, {}), ERROR_INVALID_HANDLE);
+}
+
+TEST_F(Registry, AHiveIsMadeByTheFirstCreationAloneAndForItsOwnerAlone) {
+    EXPECT_EQ(OpenCode(u"software"), ERROR_FILE_NOT_FOUND);
+    EXPECT_FALSE(fs::exists(file.parent_path()));
+    const mode_t before = umask(0);
+    Create(u"software");
+    umask(before);
+    EXPECT_EQ(OpenCode(u"software"), ERROR_SUCCESS);
+    EXPECT_EQ(OpenCode(u"hardware"), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(fs::status(file).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+    EXPECT_EQ(fs::status(file.parent_path()).permissions(), fs::perms::owner_all);
+    EXPECT_FALSE(fs::exists(profile.Machine() / "registry.db"));
+    Create(u"Software", kMachine);
+    EXPECT_TRUE(fs::exists(profile.Machine() / "registry.db"));
+}
+
+TEST_F(Registry, WithoutAHomeFolderNothingOpensAndNothingIsMade) {
+    profile.Set("XDG_CONFIG_HOME", std::nullopt);
+    profile.Set("HOME", std::nullopt);
+    EXPECT_EQ(OpenCode(u"software"), ERROR_PATH_NOT_FOUND);
+    EXPECT_EQ(CreateCode(u"software"), ERROR_PATH_NOT_FOUND);
+    profile.Set("XDG_CONFIG_HOME", profile.Write("a file", "x").string());
+    EXPECT_EQ(CreateCode(u"software"), ERROR_PATH_NOT_FOUND);
+}
+
+void RunSql(const fs::path& path, const char* sql) {
+    sqlite3* db = nullptr;
+    ASSERT_EQ(sqlite3_open(path.c_str(), &db), SQLITE_OK);
+    EXPECT_EQ(sqlite3_exec(db, sql, nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(db);
+    sqlite3_close(db);
+}
+
+TEST_F(Registry, ADamagedHiveGivesACodeAndIsLeftAsItIs) {
+    Set(Create(u"software"), u"big", std::string(60'000, 'x'));
+    const std::string good = tests::ReadFile(file);
+    std::string holed = good;
+    holed.replace(4096, 2 * 4096, 2 * 4096, '\x5A');
+    const struct {
+        std::string content;
+        ErrorCode code;
+    } cases[] = {
+        {"this is no database, but somebody's text of more than a hundred bytes" + std::string(100, '.'),
+         ERROR_REGISTRY_CORRUPT},
+        {good.substr(0, 5000), ERROR_REGISTRY_CORRUPT},
+        {good.substr(0, 60), ERROR_REGISTRY_CORRUPT},
+        {holed, ERROR_REGISTRY_CORRUPT},
+    };
+    for (const auto& [content, code] : cases) {
+        profile.Write("config/norvik/registry.db", content);
+        EXPECT_EQ(OpenCode(u"software"), code);
+        EXPECT_EQ(CreateCode(u"software\\new"), code);
+        EXPECT_EQ(tests::ReadFile(file), content);
+    }
+    profile.Write("config/norvik/registry.db", "");
+    EXPECT_EQ(OpenCode(u"software"), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(CreateCode(u"software"), ERROR_SUCCESS) << "a file whose making was interrupted";
+}
+
+TEST_F(Registry, SomebodyElsesOrANewerDatabaseIsNotTouched) {
+    fs::create_directories(file.parent_path());
+    RunSql(file, "CREATE TABLE theirs (x)");
+    const std::string theirs = tests::ReadFile(file);
+    EXPECT_EQ(CreateCode(u"software"), ERROR_REGISTRY_CORRUPT);
+    EXPECT_EQ(tests::ReadFile(file), theirs);
+    fs::remove(file);
+    Create(u"software");
+    RunSql(file, "PRAGMA user_version = 2");
+    EXPECT_EQ(CreateCode(u"software"), ERROR_NOT_SUPPORTED);
+    fs::remove(file);
+    fs::create_directory(file);
+    EXPECT_EQ(CreateCode(u"software"), ERROR_REGISTRY_CORRUPT);
+}
+
+TEST_F(Registry, AHiveThatMayNotBeWrittenIsRefusedOnBothWays) {
+    Create(u"software", kMachine);
+    Create(u"software");
+    chmod((profile.Machine() / "registry.db").c_str(), 0444);
+    chmod(file.c_str(), 0666);
+    for (const auto& folder : {profile.Folder(), profile.Folder() / "config", file.parent_path(), profile.Machine()})
+        chmod(folder.c_str(), 0755);
+    EXPECT_EQ(ExitStatus(Fork([&] {
+                  if (geteuid() == 0 && (setgid(12345) != 0 || setuid(12345) != 0)) return 99;
+                  if (geteuid() != 12345) chmod(file.parent_path().c_str(), 0555);
+                  if (OpenCode(u"software", kMachine) != ERROR_ACCESS_DENIED) return 1;
+                  if (CreateCode(u"software", kMachine) != ERROR_ACCESS_DENIED) return 2;
+                  // A writable file in a folder where the journal cannot be made.
+                  if (OpenCode(u"software") != ERROR_ACCESS_DENIED) return 3;
+                  return 0;
+              })),
+              0);
+    chmod(file.parent_path().c_str(), 0755);
+}
+
+TEST_F(Registry, ProcessesThatWriteAtOnceLoseNothing) {
+    constexpr int kProcesses = 4, kValues = 25;
+    std::vector<pid_t> children;
+    for (int process = 0; process < kProcesses; ++process) {
+        children.push_back(Fork([process] {  // the making of the file is raced for, too
+            for (int i = 0; i < kValues; ++i) {
+                RegistryKey key;
+                const auto name = ToWide(std::to_string(process) + "-" + std::to_string(i));
+                if (RegCreateKeyExW(kUser, u"software\\" + name, key) != ERROR_SUCCESS) return 1;
+                if (RegCreateKeyExW(kUser, u"software\\shared", key) != ERROR_SUCCESS) return 2;
+                if (RegSetValueExW(key, name, REG_BINARY, AsBytes("x")) != ERROR_SUCCESS) return 3;
+            }
+            return 0;
+        }));
+    }
+    for (const pid_t child : children)
+        EXPECT_EQ(ExitStatus(child), 0);
+    std::vector<std::u16string> values;
+    ASSERT_EQ(RegEnumValueW(Create(u"software\\shared"), values), ERROR_SUCCESS);
+    EXPECT_EQ(values.size(), std::size_t{kProcesses * kValues});
+    EXPECT_EQ(Keys(Create(u"software")).size(), std::size_t{kProcesses * kValues + 1});
+}
+
+TEST_F(Registry, AKillInTheMiddleOfAWriteLeavesTheOldOrTheNewValue) {
+    const std::string a(300'000, 'a'), b(300'000, 'b');
+    Set(Create(u"software"), u"value", a);
+    int pending = 0;
+    for (int round = 0; round < 12; ++round) {
+        const pid_t child = Fork([&] {
+            for (;;) {
+                const auto key = Create(u"software");
+                Set(key, u"value", b);
+                Set(key, u"value", a);
+            }
+            return 0;
+        });
+        usleep(static_cast<useconds_t>(20'000 + 3'700 * round));
+        kill(child, SIGKILL);
+        waitpid(child, nullptr, 0);
+        const fs::path journal = file.string() + "-journal";
+        pending += fs::exists(journal) && fs::file_size(journal) > 0;
+        const std::string value = Get(Create(u"software"), u"value");
+        EXPECT_TRUE(value == a || value == b) << value.substr(0, 20) << value.size();
+    }
+    RecordProperty("killed_with_a_pending_journal", pending);
+}
+
+TEST_F(Registry, ThreadsMayShareCopiesOfAKey) {
+    const auto key = Create(u"software");
+    const auto write = [key](char name) {
+        for (int i = 0; i < 20; ++i)
+            Set(key, std::u16string(1, static_cast<char16_t>(name)), std::to_string(i));
+    };
+    std::thread first(write, 'a'), second(write, 'b');
+    first.join();
+    second.join();
+    EXPECT_EQ(Get(key, u"a") + Get(key, u"b"), "1919");
+}
+
+}  // namespace
+}  // namespace platform
