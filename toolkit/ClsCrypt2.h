@@ -33,8 +33,8 @@ class ClsCrypt2 : public ClsBase {
     // The signed attributes in DER order (X.690, 11.6) instead of the order they are made in.
     void SetDerOrder(bool on);
     void SetProgress(ProgressHandler handler);
-    // Replaces the signers by this one.
-    void SetSigningCert(const platform::CertificateContext& certificate);
+    // Replaces the signers by this one; false for a null certificate, and then there is none.
+    bool SetSigningCert(const platform::CertificateContext& certificate);
     // The client for timestamp requests, shared with whoever else holds it; null: a default one for each request.
     void SetTsaHttp(std::shared_ptr<ClsHttp> http);
 
