@@ -118,31 +118,53 @@ void ReadBlock(std::string_view label, std::string_view body, CertificateFile& f
     if (!ReadBinary(der, file)) ++file.damaged;
 }
 
-// The label of the line at the start of `text` behind `mark`: "CERTIFICATE" of "-----BEGIN CERTIFICATE-----".
-std::optional<std::string_view> LabelOf(std::string_view text, std::string_view mark) {
-    text.remove_prefix(mark.size());
-    const auto end = text.find(kDashes);
-    if (end == std::string_view::npos || end > 64) return std::nullopt;
-    return text.substr(0, end);
-}
+// One block of a PEM text: label, Base64 body, and where it stands from the first dash to the end of its last line.
+struct PemBlock {
+    std::string_view label, body;
+    std::size_t begin = 0, end = 0;
+};
+
+// Walks the blocks of a PEM text. A block that is cut short is counted and passed over; the next one may be whole.
+class PemWalk {
+  public:
+    explicit PemWalk(std::string_view text) : text_(text) {}
+    std::optional<PemBlock> Next() {
+        for (;;) {
+            const auto begin = text_.find(kBegin, position_);
+            if (begin == std::string_view::npos) return std::nullopt;
+            position_ = begin + kBegin.size();
+            const auto label = LabelAt(position_);
+            if (!label) continue;
+            const auto body = position_ + label->size() + kDashes.size();
+            const auto end = text_.find(kEnd, body);
+            const auto next = text_.find(kBegin, body);
+            if (end == std::string_view::npos || next < end) {
+                ++cut_;
+                continue;
+            }
+            const auto line = text_.find('\n', end);
+            position_ = line == std::string_view::npos ? text_.size() : line + 1;
+            return PemBlock{*label, text_.substr(body, end - body), begin, position_};
+        }
+    }
+    [[nodiscard]] std::size_t Cut() const { return cut_; }
+
+  private:
+    [[nodiscard]] std::optional<std::string_view> LabelAt(std::size_t position) const {
+        const auto end = text_.find(kDashes, position);
+        if (end == std::string_view::npos || end - position > 64) return std::nullopt;
+        return text_.substr(position, end - position);
+    }
+    std::string_view text_;
+    std::size_t position_ = 0;
+    std::size_t cut_ = 0;
+};
 
 void ReadPem(std::string_view text, CertificateFile& file) {
-    for (auto begin = text.find(kBegin); begin != std::string_view::npos; begin = text.find(kBegin)) {
-        text.remove_prefix(begin);
-        const auto label = LabelOf(text, kBegin);
-        if (!label) {
-            text.remove_prefix(kBegin.size());
-            continue;
-        }
-        text.remove_prefix(kBegin.size() + label->size() + kDashes.size());
-        const auto end = text.find(kEnd);
-        if (end == std::string_view::npos || text.find(kBegin) < end) {
-            ++file.damaged;  // the block is cut short; the next one may be whole
-            continue;
-        }
-        ReadBlock(*label, text.substr(0, end), file);
-        text.remove_prefix(end + kEnd.size());
-    }
+    PemWalk walk(text);
+    while (const auto block = walk.Next())
+        ReadBlock(block->label, block->body, file);
+    file.damaged += walk.Cut();
 }
 
 // UTF-16 with a byte order mark, as some editors save PEM.
@@ -180,6 +202,47 @@ CertificateFile ReadCertificateFile(ByteView bytes) {
     const auto decoded = DecodeBase64(text);
     if (!decoded || !ReadBinary(*decoded, file)) SetLastError(CRYPT_E_BAD_ENCODE);
     return file;
+}
+
+std::optional<std::string> WithoutCertificate(ByteView bytes, const CertificateContext& certificate) {
+    const auto wide = FromUtf16(bytes);
+    const std::string_view text = wide ? *wide : AsText(bytes);
+    std::string rest;
+    bool found = false, blocks = false;
+    const auto write = [&](const CertificateFile& file) {
+        for (const auto& other : file.certificates) {
+            const bool same = other == certificate;
+            if (!same) rest += WritePem("CERTIFICATE", other.Encoded());
+            found = found || same;
+            blocks = blocks || !same;
+        }
+        for (const auto& crl : file.crls)
+            rest += WritePem("X509 CRL", crl.Encoded());
+        blocks = blocks || !file.crls.empty();
+    };
+    CertificateFile binary;
+    if (!bytes.empty() && bytes[0] == kBerSequence && ReadBinary(bytes, binary)) {
+        write(binary);
+    } else if (text.find(kBegin) == std::string_view::npos) {
+        write(ReadCertificateFile(bytes));
+    } else {
+        std::size_t copied = 0;
+        PemWalk walk(text);
+        while (const auto block = walk.Next()) {
+            CertificateFile content;
+            ReadBlock(block->label, block->body, content);
+            if (std::ranges::find(content.certificates, certificate) == content.certificates.end()) {
+                blocks = true;
+                continue;
+            }
+            rest += text.substr(copied, block->begin - copied);
+            copied = block->end;
+            write(content);
+        }
+        rest += text.substr(copied);
+    }
+    if (!found) return std::nullopt;
+    return blocks ? rest : std::string();
 }
 
 std::string WritePem(std::string_view label, ByteView der) {

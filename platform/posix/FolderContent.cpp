@@ -1,0 +1,143 @@
+#include "platform/posix/FolderContent.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <ctime>
+#include <string_view>
+#include <unordered_set>
+
+#include "platform/Files.h"
+#include "platform/posix/Native.h"
+
+namespace platform::posix {
+namespace {
+
+constexpr std::uint64_t kMaximumFile = std::uint64_t{64} << 20;
+constexpr std::string_view kKeySuffix = ".key";
+
+std::int64_t Nanoseconds(const timespec& time) {
+    return std::int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
+}
+
+std::int64_t Now() {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    return Nanoseconds(now);
+}
+
+// Names of what may be files of the store, sorted. Hidden ones are other programs' or half-written.
+std::optional<std::vector<std::string>> ListNames(const std::filesystem::path& folder) {
+    std::vector<std::string> names;
+    std::error_code error;
+    std::filesystem::directory_iterator entry(folder, error);
+    for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
+        auto name = entry->path().filename().string();
+        if (!name.starts_with('.')) names.push_back(std::move(name));
+    }
+    if (error) {
+        const bool absent = error == std::errc::no_such_file_or_directory;
+        if (!absent) LogHost("The store folder " + folder.string() + " cannot be listed: " + error.message());
+        return std::nullopt;
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+std::shared_ptr<const FolderFile> ReadFile(const std::filesystem::path& folder, const std::string& name,
+                                           const FileState& state, std::int64_t moment) {
+    auto file = std::make_shared<FolderFile>();
+    file->name = name;
+    file->state = state;
+    file->settled = state.SettledAt(moment);
+    const auto bytes = ReadWholeFile(folder / name, kMaximumFile);
+    if (bytes) file->content = ReadCertificateFile(*bytes);
+    if (file->content.Count() == 0) {
+        LogHost("Skipped " + (folder / name).string() + (bytes ? ": no certificate or CRL in it" : ": not readable"));
+    } else if (file->content.damaged > 0) {
+        LogHost("Skipped " + std::to_string(file->content.damaged) + " damaged pieces of " + (folder / name).string());
+    }
+    return file;
+}
+
+}  // namespace
+
+std::optional<FileState> FileState::Of(const std::filesystem::path& path) {
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0) return std::nullopt;
+    return FileState{
+        status.st_dev,          status.st_ino, status.st_size, Nanoseconds(status.st_mtim), Nanoseconds(status.st_ctim),
+        S_ISREG(status.st_mode)};
+}
+
+bool FileState::SettledAt(std::int64_t moment) const {
+    constexpr std::int64_t kSecond = 1'000'000'000;
+    // File systems that keep whole or even seconds only show it by having no fraction.
+    const std::int64_t tick = changed % kSecond == 0 ? 3 * kSecond : kSecond / 10;
+    return changed + tick < moment && modified + tick < moment;
+}
+
+std::shared_ptr<const FolderContent> FolderContent::Read(const std::filesystem::path& folder,
+                                                         const FolderContent* earlier) {
+    const std::int64_t moment = Now();
+    const auto state = FileState::Of(folder);
+    const auto names = state ? ListNames(folder) : std::nullopt;
+    if (!names) return nullptr;
+    auto content = std::make_shared<FolderContent>();
+    content->state_ = *state;
+    content->settled_ = state->SettledAt(moment);
+    std::unordered_map<std::string_view, const std::shared_ptr<const FolderFile>*> known;
+    if (earlier != nullptr) {
+        for (const auto& file : earlier->files_)
+            known.emplace(file->name, &file);
+    }
+    for (const auto& name : *names) {
+        const auto fileState = FileState::Of(folder / name);
+        if (!fileState || !fileState->regular) continue;
+        if (name.ends_with(kKeySuffix)) {
+            content->keyFiles_.insert(name);
+            continue;
+        }
+        const auto found = known.find(name);
+        const bool same = found != known.end() && (*found->second)->settled && (*found->second)->state == *fileState;
+        content->files_.push_back(same ? *found->second : ReadFile(folder, name, *fileState, moment));
+    }
+    std::unordered_set<std::string_view> seen;
+    for (const auto& file : content->files_) {
+        for (const auto& certificate : file->content.certificates) {
+            if (seen.insert(AsText(certificate.Encoded())).second)
+                content->certificates_.push_back({certificate, file.get()});
+        }
+    }
+    return content;
+}
+
+std::vector<CrlContext> FolderContent::Crls() const {
+    std::vector<CrlContext> crls;
+    for (const auto& file : files_)
+        crls.insert(crls.end(), file->content.crls.begin(), file->content.crls.end());
+    return crls;
+}
+
+const FolderContent::Entry* FolderContent::FindBySha1(ByteView sha1) const {
+    std::call_once(indexOnce_, [this] {
+        for (std::size_t i = 0; i < certificates_.size(); ++i)
+            bySha1_.emplace(AsText(Sha1Of(certificates_[i].certificate)), i);
+    });
+    const auto found = bySha1_.find(std::string(AsText(sha1)));
+    return found == bySha1_.end() ? nullptr : &certificates_[found->second];
+}
+
+bool FolderContent::FolderUnchanged(const std::filesystem::path& folder) const {
+    return settled_ && FileState::Of(folder) == state_;
+}
+
+bool FolderContent::FileUnchanged(const std::filesystem::path& folder, const FolderFile& file) const {
+    return file.settled && FileState::Of(folder / file.name) == file.state;
+}
+
+bool FolderContent::Unchanged(const std::filesystem::path& folder) const {
+    return FolderUnchanged(folder) &&
+           std::ranges::all_of(files_, [&](const auto& file) { return FileUnchanged(folder, *file); });
+}
+
+}  // namespace platform::posix

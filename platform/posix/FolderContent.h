@@ -1,0 +1,78 @@
+#pragma once
+// The files of a store's folder, decoded once in a process and seen anew as soon as one of them changes.
+
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "platform/posix/CertificateFile.h"
+
+namespace platform::posix {
+
+// What tells one state of a file or folder from the next.
+struct FileState {
+    dev_t device = 0;
+    ino_t inode = 0;
+    off_t size = 0;
+    std::int64_t modified = 0, changed = 0;  // ns since 1970
+    bool regular = false;
+    friend bool operator==(const FileState&, const FileState&) = default;
+
+    static std::optional<FileState> Of(const std::filesystem::path& path);
+    // Whether a later change must show in these values. A file system's clock ticks coarsely, so what was changed just
+    // before `moment` (ns since 1970) may change again within the same tick and look the same.
+    [[nodiscard]] bool SettledAt(std::int64_t moment) const;
+};
+
+// One file of the folder, decoded.
+struct FolderFile {
+    std::string name;
+    FileState state;
+    bool settled = false;
+    CertificateFile content;
+};
+
+// A folder as it was at one moment. Immutable.
+class FolderContent {
+  public:
+    // Null if there is no such folder. Files that `earlier` had and that did not change are not decoded again.
+    static std::shared_ptr<const FolderContent> Read(const std::filesystem::path& folder, const FolderContent* earlier);
+
+    struct Entry {
+        CertificateContext certificate;
+        const FolderFile* file;
+    };
+    // In the order of the file names; a certificate that lies in several files stands once.
+    [[nodiscard]] const std::vector<Entry>& Certificates() const { return certificates_; }
+    [[nodiscard]] std::vector<CrlContext> Crls() const;
+    [[nodiscard]] const std::vector<std::shared_ptr<const FolderFile>>& Files() const { return files_; }
+    // Null if there is none. Hashes every certificate at the first call.
+    [[nodiscard]] const Entry* FindBySha1(ByteView sha1) const;
+    // Whether a key file of that name lies here.
+    [[nodiscard]] bool HasKeyFile(const std::string& name) const { return keyFiles_.contains(name); }
+    [[nodiscard]] bool HasKeyFiles() const { return !keyFiles_.empty(); }
+
+    // Whether nothing was added, taken away or renamed since.
+    [[nodiscard]] bool FolderUnchanged(const std::filesystem::path& folder) const;
+    [[nodiscard]] bool FileUnchanged(const std::filesystem::path& folder, const FolderFile& file) const;
+    // Both, for all files.
+    [[nodiscard]] bool Unchanged(const std::filesystem::path& folder) const;
+
+  private:
+    FileState state_;
+    bool settled_ = false;
+    std::vector<std::shared_ptr<const FolderFile>> files_;
+    std::vector<Entry> certificates_;
+    std::set<std::string> keyFiles_;
+    mutable std::once_flag indexOnce_;
+    mutable std::unordered_map<std::string, std::size_t> bySha1_;
+};
+
+}  // namespace platform::posix

@@ -1,0 +1,35 @@
+#include <array>
+
+#include "platform/Files.h"
+#include "platform/posix/CertificateFile.h"
+#include "platform/posix/Native.h"
+
+namespace platform::posix {
+namespace {
+
+// Where distributions keep the bundle of their trust anchors; p11-kit's trust module reads or makes the same lists.
+constexpr auto kBundles = std::to_array<const char*>(
+    {"/etc/ssl/certs/ca-certificates.crt", "/etc/pki/ca-trust/extracted/pem/tls-ca-bundle.pem",
+     "/etc/pki/tls/certs/ca-bundle.crt", "/etc/ssl/ca-bundle.pem", "/etc/ssl/cert.pem"});
+
+std::vector<CertificateContext> ReadAnchors() {
+    for (const char* bundle : kBundles) {
+        const auto bytes = ReadWholeFile(bundle, std::uint64_t{64} << 20);
+        if (!bytes) continue;
+        auto file = ReadCertificateFile(*bytes);
+        if (file.damaged > 0)
+            LogHost("Skipped " + std::to_string(file.damaged) + " trust anchors of the host that did not decode.");
+        if (!file.certificates.empty()) return std::move(file.certificates);
+    }
+    LogHost("The host has no list of trust anchors.");
+    return {};
+}
+
+}  // namespace
+
+const std::vector<CertificateContext>& HostTrustAnchors() {
+    static const std::vector<CertificateContext> anchors = ReadAnchors();
+    return anchors;
+}
+
+}  // namespace platform::posix
