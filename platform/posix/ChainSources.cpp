@@ -1,0 +1,162 @@
+#include "platform/posix/ChainSources.h"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+
+#include "platform/posix/Native.h"
+
+namespace platform {
+namespace posix {
+namespace {
+
+std::atomic<bool> systemRootsAreTrusted = true;
+
+constexpr std::u16string_view kIntermediates = u"CA", kRoots = u"ROOT", kOwn = u"MY", kDistrusted = u"Disallowed";
+// Where a signer's path is looked for beyond CA and ROOT.
+constexpr std::array<std::u16string_view, 6> kFurtherSignerStores = {
+    kOwn, u"ADDRESSBOOK", u"CertificationAuthority", u"AuthRoot", u"TrustedPeople", u"TrustedPublisher"};
+
+bool Holds(const CertStore& store, const CertificateContext& certificate) {
+    const CertificateContext found = CertFindBySha1(store, Sha1Of(certificate));
+    return found && found == certificate;  // whole: SHA-1 alone could be made to collide
+}
+
+// The store without the sources that cost something to open: those have a tier of their own.
+CertStore FoldersOf(const CertStore& store) {
+    auto folders = store.Backend()->WithoutHostSources();
+    return folders ? CertStore(std::move(folders)) : store;
+}
+
+std::vector<std::u16string> FurtherSystemStores() {
+    std::vector<std::u16string> names = CertEnumSystemStore();
+    std::erase_if(names, [](const std::u16string& name) { return name == kIntermediates || name == kRoots; });
+    return names;
+}
+
+}  // namespace
+
+bool SystemRootsAreTrusted() {
+    return systemRootsAreTrusted;
+}
+
+ChainSources::ChainSources(const CertificateContext& leaf, const ChainParameters& parameters) {
+    AddOwnStores(leaf, parameters.additionalStore);
+    if (const ChainEngine* engine = parameters.engine) {
+        roots_ = engine->roots;
+        issuers_.insert(issuers_.end(), engine->intermediates.begin(), engine->intermediates.end());
+        issuers_.insert(issuers_.end(), roots_.begin(), roots_.end());
+        crlStores_.insert(crlStores_.end(), engine->crls.begin(), engine->crls.end());
+        if (engine->distrusted) distrusted_.push_back(engine->distrusted);
+        return;
+    }
+    AddFolders(kIntermediates, issuers_);
+    AddFolders(kRoots, issuers_);
+    if (SystemRootsAreTrusted()) AddFolders(kRoots, roots_);
+    AddFolders(kDistrusted, distrusted_);
+    tiers_.push_back({[](ChainSources& sources) {
+        for (const std::u16string& name : FurtherSystemStores())
+            sources.AddFolders(name, sources.issuers_);
+    }});
+    AddHostTiers(SystemRootsAreTrusted());
+    openCrlStores_ = [](ChainSources& sources) {
+        for (const std::u16string& name : CertEnumSystemStore())
+            sources.AddFolders(name, sources.crlStores_);
+    };
+}
+
+ChainSources::ChainSources(const CertificateContext& leaf) {
+    AddOwnStores(leaf, {});
+    AddFolders(kIntermediates, issuers_);
+    AddFolders(kRoots, issuers_);
+    AddFolders(kRoots, roots_);
+    tiers_.push_back({[](ChainSources& sources) {
+        for (const std::u16string_view name : kFurtherSignerStores)
+            sources.AddFolders(name, sources.issuers_);
+    }});
+    AddHostTiers(true);
+}
+
+void ChainSources::AddOwnStores(const CertificateContext& leaf, const CertStore& additional) {
+    for (const CertStore& store : {leaf.Store(), additional}) {
+        if (!store) continue;
+        issuers_.push_back(FoldersOf(store));
+        crlStores_.push_back(issuers_.back());
+    }
+}
+
+void ChainSources::AddHostTiers(bool rootsAreTrusted) {
+    tiers_.push_back({[rootsAreTrusted](ChainSources& sources) {
+        const CertStore anchors = CertOpenHostStore(kRoots);
+        if (!anchors) return;
+        sources.issuers_.push_back(anchors);
+        if (rootsAreTrusted) sources.roots_.push_back(anchors);
+    }});
+    tiers_.push_back({[](ChainSources& sources) {
+                          if (const CertStore tokens = CertOpenHostStore(kOwn)) sources.issuers_.push_back(tokens);
+                      },
+                      true});
+}
+
+void ChainSources::AddFolders(std::u16string_view name, std::vector<CertStore>& stores) {
+    for (const StoreLocation location : {StoreLocation::currentUser, StoreLocation::localMachine}) {
+        if (CertStore store = CertOpenSystemStoreAt(location, name, false)) stores.push_back(std::move(store));
+    }
+}
+
+bool ChainSources::OpenNextTier(bool incomplete) {
+    if (tiers_.empty() || (tiers_.front().tokens && !incomplete)) return false;
+    const Tier tier = std::move(tiers_.front());
+    tiers_.erase(tiers_.begin());
+    tier.open(*this);
+    foundIssuers_.clear();
+    return true;
+}
+
+const std::vector<CertificateContext>& ChainSources::IssuersOf(const CertificateContext& certificate) {
+    const auto [entry, isNew] = foundIssuers_.try_emplace(std::string(AsText(certificate.Info().Issuer)));
+    std::vector<CertificateContext>& issuers = entry->second;
+    if (!isNew) return issuers;
+    for (const CertStore& store : issuers_) {
+        for (CertificateContext& found : CertFindBySubject(store, certificate.Info().Issuer)) {
+            if (std::ranges::find(issuers, found) == issuers.end()) issuers.push_back(std::move(found));
+        }
+    }
+    return issuers;
+}
+
+bool ChainSources::IsTrusted(const CertificateContext& certificate) const {
+    return std::ranges::any_of(roots_, [&](const CertStore& store) { return Holds(store, certificate); });
+}
+
+bool ChainSources::IsDistrusted(const CertificateContext& certificate) const {
+    const CERT_INFO& info = certificate.Info();
+    for (const CertStore& store : distrusted_) {
+        for (const CertificateContext& found : CertFindBySubject(store, info.Subject)) {
+            const CERT_INFO& other = found.Info();
+            if (other.SerialNumber == info.SerialNumber && other.Issuer == info.Issuer &&
+                other.SubjectPublicKeyInfo == info.SubjectPublicKeyInfo)
+                return true;
+        }
+    }
+    return false;
+}
+
+const std::vector<CrlContext>& ChainSources::Crls() {
+    if (crls_) return *crls_;
+    if (openCrlStores_) openCrlStores_(*this);
+    std::vector<CrlContext>& all = crls_.emplace();
+    for (const CertStore& store : crlStores_) {
+        std::vector<CrlContext> crls = CertEnumCRLsInStore(store);
+        std::ranges::move(crls, std::back_inserter(all));
+    }
+    return all;
+}
+
+}  // namespace posix
+
+void TrustSystemRoots(bool trust) {
+    posix::systemRootsAreTrusted = trust;
+}
+
+}  // namespace platform

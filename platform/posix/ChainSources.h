@@ -1,0 +1,54 @@
+#pragma once
+// Where a chain finds issuers, trust, distrust and CRLs.
+
+#include <functional>
+#include <map>
+#include <vector>
+
+#include "platform/Chains.h"
+
+namespace platform::posix {
+
+// Stores in tiers: the next one is opened only when those before it did not lead to a good path, so that nobody pays
+// for a card reader's start-up or the host's trust anchors whose own folders have the answer. Lives for one question;
+// not for several threads.
+class ChainSources {
+  public:
+    // For a verdict: the certificate's own store, the additional store, CA and ROOT; MY and all others; the host's
+    // trust anchors; tokens. An engine's values replace the system's stores.
+    ChainSources(const CertificateContext& leaf, const ChainParameters& parameters);
+    // For embedding: the same from the eight stores that certificates of a signer's path lie in.
+    explicit ChainSources(const CertificateContext& leaf);
+
+    // False if there is no further tier. `incomplete`: no path has reached a self-signed or trusted certificate yet;
+    // tokens are asked for nothing less.
+    bool OpenNextTier(bool incomplete);
+
+    // Certificates named as this one's issuer, each once, wherever they lie. The signature is not looked at.
+    [[nodiscard]] const std::vector<CertificateContext>& IssuersOf(const CertificateContext& certificate);
+    [[nodiscard]] bool IsTrusted(const CertificateContext& certificate) const;
+    // By issuer, serial number and key: the same certificate with a signature value written in another way stays
+    // distrusted, and a root that was issued anew under its old number does not become so.
+    [[nodiscard]] bool IsDistrusted(const CertificateContext& certificate) const;
+    [[nodiscard]] const std::vector<CrlContext>& Crls();
+
+  private:
+    struct Tier {
+        std::function<void(ChainSources&)> open;
+        bool tokens = false;
+    };
+    void AddOwnStores(const CertificateContext& leaf, const CertStore& additional);
+    void AddHostTiers(bool rootsAreTrusted);
+    void AddFolders(std::u16string_view name, std::vector<CertStore>& stores);
+
+    std::vector<CertStore> issuers_, roots_, distrusted_, crlStores_;
+    std::vector<Tier> tiers_;                                              // those that are not open yet
+    std::map<std::string, std::vector<CertificateContext>> foundIssuers_;  // by the name in DER
+    std::function<void(ChainSources&)> openCrlStores_;
+    std::optional<std::vector<CrlContext>> crls_;
+};
+
+// Whether TrustSystemRoots lets the system's ROOT stores count.
+bool SystemRootsAreTrusted();
+
+}  // namespace platform::posix

@@ -1,0 +1,194 @@
+#include "platform/posix/PathJudge.h"
+
+#include <algorithm>
+#include <array>
+
+#include "platform/posix/Native.h"
+#include "platform/posix/SignatureFacts.h"
+
+namespace platform::posix {
+namespace {
+
+using NameConstraintsPtr = Owned<NAME_CONSTRAINTS, NAME_CONSTRAINTS_free>;
+using PolicyTreePtr = Owned<X509_POLICY_TREE, X509_policy_tree_free>;
+struct FreeStack {
+    void operator()(STACK_OF(X509) * stack) const noexcept { sk_X509_free(stack); }
+};
+using X509StackPtr = std::unique_ptr<STACK_OF(X509), FreeStack>;
+
+constexpr std::string_view kNameConstraints = "2.5.29.30", kCertificatePolicies = "2.5.29.32",
+                           kPolicyMappings = "2.5.29.33", kPolicyConstraints = "2.5.29.36",
+                           kInhibitAnyPolicy = "2.5.29.54", kAnyUsage = "2.5.29.37.0";
+
+// Extensions that may be critical because something here acts on them: identifiers and names steer the search, the
+// others are judged below.
+constexpr std::array<std::string_view, 12> kKnownExtensions = {
+    "2.5.29.14",          "2.5.29.15",     "2.5.29.17", "2.5.29.19",        kNameConstraints, "2.5.29.31",
+    kCertificatePolicies, kPolicyMappings, "2.5.29.35", kPolicyConstraints, "2.5.29.37",      kInhibitAnyPolicy};
+
+class Judge {
+  public:
+    Judge(const CandidatePath& path, const Judgement& judgement, ChainSources& sources)
+        : path_(path), judgement_(judgement), sources_(sources), size_(path.elements.size()) {
+        for (const CertificateContext& certificate : path.elements)
+            chain_.elements.push_back({certificate, 0, false});
+        chain_.elements.back().selfSigned = path.selfSigned;
+    }
+
+    ChainContext Run() {
+        for (std::size_t i = 0; i < size_; ++i) {
+            JudgeSignature(i);
+            if (!NativeOf(path_.elements[i])) continue;  // undecodable: nothing it says can be read
+            JudgeItself(i);
+            if (i > 0) JudgeAuthority(i);
+            if (i > 0) JudgeNameConstraints(i);
+        }
+        JudgeEnd();
+        JudgePolicies();
+        if (judgement_.askRevocation) JudgeRevocation();
+        for (const CERT_CHAIN_ELEMENT& element : chain_.elements)
+            chain_.dwErrorStatus |= element.dwErrorStatus;
+        return std::move(chain_);
+    }
+
+  private:
+    void Fault(std::size_t i, std::uint32_t bits) { chain_.elements[i].dwErrorStatus |= bits; }
+
+    void JudgeSignature(std::size_t i) {
+        const CertificateContext& certificate = path_.elements[i];
+        // An unknown issuer is told as an incomplete chain; a trusted end is trusted whoever signed it.
+        const bool isEnd = i + 1 == size_;
+        const bool signatureCounts = !isEnd || (path_.selfSigned && !path_.trusted);
+        const bool broken = path_.signatureWrong[i] || (signatureCounts && HasBreakableDigest(certificate));
+        if (broken || HasBreakableKey(certificate) || !NativeOf(certificate))
+            Fault(i, CERT_TRUST_IS_NOT_SIGNATURE_VALID);
+    }
+
+    void JudgeItself(std::size_t i) {
+        const CertificateContext& certificate = path_.elements[i];
+        if (CertVerifyTimeValidity(judgement_.at, certificate) != 0) Fault(i, CERT_TRUST_IS_NOT_TIME_VALID);
+        if (sources_.IsDistrusted(certificate)) Fault(i, CERT_TRUST_IS_EXPLICIT_DISTRUST);
+        for (const CERT_EXTENSION& extension : certificate.Info().rgExtension) {
+            if (extension.fCritical &&
+                std::ranges::find(kKnownExtensions, extension.pszObjId) == kKnownExtensions.end())
+                Fault(i, CERT_TRUST_HAS_NOT_SUPPORTED_CRITICAL_EXT);
+        }
+        const std::uint32_t flags = X509_get_extension_flags(NativeOf(certificate));
+        if (flags & (EXFLAG_INVALID | EXFLAG_INVALID_POLICY)) Fault(i, CERT_TRUST_INVALID_EXTENSION);
+        for (const std::string& usage : judgement_.usages) {
+            if (!Allows(certificate, usage)) Fault(i, CERT_TRUST_IS_NOT_VALID_FOR_USAGE);
+        }
+    }
+
+    static bool Allows(const CertificateContext& certificate, const std::string& usage) {
+        const auto usages = CertGetEnhancedKeyUsage(certificate);
+        if (!usages) return false;
+        return usages->empty() || std::ranges::find(*usages, usage) != usages->end() ||
+               std::ranges::find(*usages, kAnyUsage) != usages->end();
+    }
+
+    // What an issuer must be allowed (RFC 5280, 6.1.4 k to n).
+    void JudgeAuthority(std::size_t i) {
+        X509* native = NativeOf(path_.elements[i]);
+        const std::uint32_t flags = X509_get_extension_flags(native);
+        const bool isRoot = i + 1 == size_ && path_.IsComplete();
+        const bool mayBeSilent = isRoot && (flags & EXFLAG_BCONS) == 0;
+        if ((flags & EXFLAG_CA) == 0 && !mayBeSilent) Fault(i, CERT_TRUST_INVALID_BASIC_CONSTRAINTS);
+        if ((X509_get_key_usage(native) & KU_KEY_CERT_SIGN) == 0) Fault(i, CERT_TRUST_IS_NOT_VALID_FOR_USAGE);
+        const long limit = X509_get_pathlen(native);
+        if (limit >= 0 && AuthoritiesBelow(i) > limit) Fault(i, CERT_TRUST_INVALID_PATH_LENGTH);
+    }
+
+    // Between the leaf and element `i`, not counting those that a changed key made necessary.
+    [[nodiscard]] long AuthoritiesBelow(std::size_t i) const {
+        return std::count_if(path_.elements.begin() + 1, path_.elements.begin() + static_cast<std::ptrdiff_t>(i),
+                             [](const CertificateContext& element) { return !IsSelfIssued(element); });
+    }
+
+    void JudgeNameConstraints(std::size_t i) {
+        if (!CertFindExtension(path_.elements[i], kNameConstraints)) return;
+        const NameConstraintsPtr constraints(static_cast<NAME_CONSTRAINTS*>(
+            X509_get_ext_d2i(NativeOf(path_.elements[i]), NID_name_constraints, nullptr, nullptr)));
+        if (!constraints) return Fault(i, CERT_TRUST_INVALID_EXTENSION);
+        for (std::size_t below = 0; below < i; ++below) {
+            const CertificateContext& certificate = path_.elements[below];
+            X509* native = NativeOf(certificate);
+            if (!native || (below > 0 && IsSelfIssued(certificate))) continue;
+            if (NAME_CONSTRAINTS_check(native, constraints.get()) != X509_V_OK)
+                Fault(below, CERT_TRUST_INVALID_NAME_CONSTRAINTS);
+        }
+    }
+
+    void JudgeEnd() {
+        if (!path_.IsComplete()) {
+            Fault(size_ - 1, CERT_TRUST_IS_PARTIAL_CHAIN | (path_.cyclic ? CERT_TRUST_IS_CYCLIC : 0));
+        } else if (!path_.trusted) {
+            Fault(size_ - 1, CERT_TRUST_IS_UNTRUSTED_ROOT);
+        }
+    }
+
+    [[nodiscard]] bool Has(std::size_t i, std::initializer_list<std::string_view> oids) const {
+        return std::ranges::any_of(
+            oids, [&](std::string_view oid) { return CertFindExtension(path_.elements[i], oid) != nullptr; });
+    }
+
+    // The crypto library leaves the last certificate out, as the one that is trusted. A root that restricts policies
+    // therefore goes in twice.
+    void JudgePolicies() {
+        if (!path_.IsComplete()) return;
+        const X509StackPtr stack(sk_X509_new_null());
+        bool anyPolicies = false;
+        for (std::size_t i = 0; i < size_; ++i) {
+            X509* native = NativeOf(path_.elements[i]);
+            if (!native || !sk_X509_push(stack.get(), native)) return;
+            anyPolicies =
+                anyPolicies || Has(i, {kCertificatePolicies, kPolicyMappings, kPolicyConstraints, kInhibitAnyPolicy});
+        }
+        if (!anyPolicies) return;
+        if (size_ > 1 && Has(size_ - 1, {kPolicyConstraints, kInhibitAnyPolicy}))
+            sk_X509_push(stack.get(), NativeOf(path_.elements.back()));
+        X509_POLICY_TREE* tree = nullptr;
+        int isExplicit = 0;
+        const int result = X509_policy_check(&tree, &isExplicit, stack.get(), nullptr, 0);
+        const PolicyTreePtr owner(tree);
+        DrainErrorQueue();
+        if (result != X509_PCY_TREE_VALID && result != X509_PCY_TREE_EMPTY)
+            Fault(0, CERT_TRUST_INVALID_POLICY_CONSTRAINTS);
+    }
+
+    void JudgeRevocation() {
+        for (std::size_t i = 0; i < size_; ++i) {
+            if (chain_.elements[i].selfSigned) continue;
+            const RevocationStatus status = RevocationOf(path_, i, judgement_.at, sources_);
+            if (status == RevocationStatus::revoked) Fault(i, CERT_TRUST_IS_REVOKED);
+            if (status == RevocationStatus::unknown) Fault(i, CERT_TRUST_REVOCATION_STATUS_UNKNOWN);
+        }
+    }
+
+    const CandidatePath& path_;
+    const Judgement& judgement_;
+    ChainSources& sources_;
+    std::size_t size_;
+    ChainContext chain_;
+};
+
+}  // namespace
+
+ChainContext JudgePath(const CandidatePath& path, const Judgement& judgement, ChainSources& sources) {
+    return Judge(path, judgement, sources).Run();
+}
+
+RevocationStatus RevocationOf(const CandidatePath& path, std::size_t i, FILETIME at, ChainSources& sources) {
+    if (path.signatureWrong[i]) return RevocationStatus::unknown;  // who stands above it did not issue it
+    if (i + 1 < path.elements.size()) return CheckCrls(std::span(path.elements).subspan(i), at, sources);
+    RevocationStatus status = RevocationStatus::unknown;
+    for (const CertificateContext& issuer : path.anchorIssuers) {
+        const std::array<CertificateContext, 2> withIssuer = {path.elements[i], issuer};
+        const RevocationStatus answer = CheckCrls(withIssuer, at, sources);
+        if (answer == RevocationStatus::revoked) return answer;
+        if (answer == RevocationStatus::good) status = answer;
+    }
+    return status;
+}
+
+}  // namespace platform::posix

@@ -1,0 +1,98 @@
+#include "platform/posix/SignatureFacts.h"
+
+#include <array>
+#include <cstring>
+#include <mutex>
+#include <unordered_map>
+
+#include "platform/posix/Native.h"
+
+namespace platform::posix {
+namespace {
+
+constexpr std::size_t kMaxFacts = 4096;
+constexpr int kMinFactoringBits = 1000;
+// The strength that the crypto library gives a digest against collisions: SHA-1 has 63, MD5 39.
+constexpr int kMinDigestStrength = 60;
+
+using Fingerprint = std::array<std::uint8_t, 32>;
+struct Pair {
+    Fingerprint certificate{}, issuer{};
+    bool operator==(const Pair&) const = default;
+};
+struct HashOfPair {
+    std::size_t operator()(const Pair& pair) const {
+        std::size_t a = 0, b = 0;
+        std::memcpy(&a, pair.certificate.data(), sizeof a);
+        std::memcpy(&b, pair.issuer.data(), sizeof b);
+        return a ^ (b * 31);
+    }
+};
+
+class FactTable {
+  public:
+    std::optional<bool> Find(const Pair& pair) {
+        const std::scoped_lock lock(lock_);
+        const auto found = facts_.find(pair);
+        if (found == facts_.end()) return std::nullopt;
+        return found->second;
+    }
+    void Keep(const Pair& pair, bool isSigned) {
+        const std::scoped_lock lock(lock_);
+        if (facts_.size() >= kMaxFacts) facts_.clear();
+        facts_.emplace(pair, isSigned);
+    }
+
+  private:
+    std::mutex lock_;
+    std::unordered_map<Pair, bool, HashOfPair> facts_;
+};
+
+std::optional<Fingerprint> FingerprintOf(const CertificateContext& certificate) {
+    Fingerprint print;
+    const ByteView der = certificate.Encoded();
+    if (EVP_Digest(der.data(), der.size(), print.data(), nullptr, EVP_sha256(), nullptr) != 1) return std::nullopt;
+    return print;
+}
+
+}  // namespace
+
+bool IsSignedBy(const CertificateContext& certificate, const CertificateContext& issuer) {
+    static FactTable table;
+    const auto subjectPrint = FingerprintOf(certificate);
+    const auto issuerPrint = FingerprintOf(issuer);
+    if (!subjectPrint || !issuerPrint) return false;
+    const Pair pair{*subjectPrint, *issuerPrint};
+    if (const auto known = table.Find(pair)) return *known;
+
+    X509* native = NativeOf(certificate);
+    X509* nativeIssuer = NativeOf(issuer);
+    EVP_PKEY* key = nativeIssuer ? X509_get0_pubkey(nativeIssuer) : nullptr;
+    const bool isSigned = native && key && X509_verify(native, key) == 1;
+    DrainErrorQueue();
+    table.Keep(pair, isSigned);
+    return isSigned;
+}
+
+bool HasBreakableKey(const CertificateContext& certificate) {
+    X509* native = NativeOf(certificate);
+    const EVP_PKEY* key = native ? X509_get0_pubkey(native) : nullptr;
+    if (!key) return false;
+    switch (EVP_PKEY_get_base_id(key)) {
+        case EVP_PKEY_RSA:
+        case EVP_PKEY_RSA_PSS:
+        case EVP_PKEY_DSA:
+            return EVP_PKEY_get_bits(key) < kMinFactoringBits;
+        default:
+            return false;
+    }
+}
+
+bool HasBreakableDigest(const CertificateContext& certificate) {
+    X509* native = NativeOf(certificate);
+    int strength = 0;
+    if (!native || X509_get_signature_info(native, nullptr, nullptr, &strength, nullptr) != 1) return false;
+    return strength > 0 && strength < kMinDigestStrength;
+}
+
+}  // namespace platform::posix

@@ -1,0 +1,20 @@
+#pragma once
+// Which certificate's key verifies which certificate's signature, remembered for the life of the process.
+
+#include "platform/Certificates.h"
+
+namespace platform::posix {
+
+// Whether the issuer's key verifies the certificate's signature, and nothing else: no names, times or rights. What was
+// found is kept in a bounded table keyed by SHA-256 of both encodings. It is a fact about bytes that no store, clock or
+// policy can change, so it never has to be forgotten.
+bool IsSignedBy(const CertificateContext& certificate, const CertificateContext& issuer);
+
+// Whether a signature made by this key proves nothing any more: an RSA or DSA key that can be broken at home. Keys sold
+// as 1024 bits may come out some bits shorter, so the line is drawn at 1000.
+bool HasBreakableKey(const CertificateContext& certificate);
+// Whether the certificate's signature uses a digest with practical chosen-prefix collisions against certificates (MD5
+// and older). SHA-1 is accepted: documents of its time must stay verifiable.
+bool HasBreakableDigest(const CertificateContext& certificate);
+
+}  // namespace platform::posix
