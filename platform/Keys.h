@@ -89,9 +89,19 @@ std::u16string TokenErrorDetail();
 // for codes that do not come from keys and tokens.
 std::u16string TokenErrorMessage(ErrorCode code);
 
-// Names of the keys of a provider: the software keys of the user (empty name), or the PKCS#11 module or token named.
-// Ends with NTE_NO_MORE_ITEMS as last error.
-std::vector<std::u16string> NCryptEnumKeys(std::u16string_view provider);
+// The keys of a provider: the software keys of the user (empty name), or those of a PKCS#11 module, by its name or
+// absolute path, or of a token, by its label. Of a token what it shows without login. Ends with NTE_NO_MORE_ITEMS as
+// last error; NTE_KEYSET_NOT_DEF if there is no such provider.
+struct NCryptKeyName {
+    std::u16string pszName;
+    std::u16string pszAlgid;         // "RSA", "ECDSA", "DSA"; empty if unknown without a passphrase or PIN
+    CertificateContext certificate;  // that goes with the key; null if there is none
+};
+std::vector<NCryptKeyName> NCryptEnumKeys(std::u16string_view provider);
+
+// Lets go of the drivers of tokens, which otherwise stay loaded from their first use to the end of the process. Keys
+// and certificates that are still held keep theirs.
+void ReleaseTokens();
 
 // --- Public keys ---
 struct SignatureScheme {

@@ -1,0 +1,216 @@
+#include "platform/posix/TokenFault.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "platform/Keys.h"
+#include "platform/Text.h"
+#include "platform/posix/Native.h"
+
+namespace platform {
+namespace posix {
+namespace {
+
+struct ReturnValue {
+    CK_RV value;
+    const char* name;
+    ErrorCode code;
+};
+
+// A wrong PIN is said only where the token says so: whoever types another PIN into a fault of the reader blocks the
+// card.
+constexpr ReturnValue kReturnValues[] = {
+    {CKR_CANCEL, "CKR_CANCEL", SCARD_W_CANCELLED_BY_USER},
+    {CKR_HOST_MEMORY, "CKR_HOST_MEMORY", SCARD_E_NO_MEMORY},
+    {CKR_SLOT_ID_INVALID, "CKR_SLOT_ID_INVALID", SCARD_W_REMOVED_CARD},
+    {CKR_GENERAL_ERROR, "CKR_GENERAL_ERROR", SCARD_F_INTERNAL_ERROR},
+    {CKR_FUNCTION_FAILED, "CKR_FUNCTION_FAILED", SCARD_F_INTERNAL_ERROR},
+    {CKR_ARGUMENTS_BAD, "CKR_ARGUMENTS_BAD", SCARD_F_INTERNAL_ERROR},
+    {CKR_NO_EVENT, "CKR_NO_EVENT", SCARD_F_INTERNAL_ERROR},
+    {CKR_NEED_TO_CREATE_THREADS, "CKR_NEED_TO_CREATE_THREADS", SCARD_F_INTERNAL_ERROR},
+    {CKR_CANT_LOCK, "CKR_CANT_LOCK", SCARD_F_INTERNAL_ERROR},
+    {CKR_ATTRIBUTE_READ_ONLY, "CKR_ATTRIBUTE_READ_ONLY", SCARD_F_INTERNAL_ERROR},
+    {CKR_ATTRIBUTE_SENSITIVE, "CKR_ATTRIBUTE_SENSITIVE", SCARD_F_INTERNAL_ERROR},
+    {CKR_ATTRIBUTE_TYPE_INVALID, "CKR_ATTRIBUTE_TYPE_INVALID", SCARD_F_INTERNAL_ERROR},
+    {CKR_ATTRIBUTE_VALUE_INVALID, "CKR_ATTRIBUTE_VALUE_INVALID", SCARD_F_INTERNAL_ERROR},
+    {CKR_ACTION_PROHIBITED, "CKR_ACTION_PROHIBITED", SCARD_F_INTERNAL_ERROR},
+    {CKR_DATA_INVALID, "CKR_DATA_INVALID", SCARD_F_INTERNAL_ERROR},
+    {CKR_DATA_LEN_RANGE, "CKR_DATA_LEN_RANGE", SCARD_E_UNSUPPORTED_FEATURE},
+    {CKR_DEVICE_ERROR, "CKR_DEVICE_ERROR", SCARD_F_COMM_ERROR},
+    {CKR_DEVICE_MEMORY, "CKR_DEVICE_MEMORY", SCARD_E_NO_MEMORY},
+    {CKR_DEVICE_REMOVED, "CKR_DEVICE_REMOVED", SCARD_W_REMOVED_CARD},
+    {CKR_ENCRYPTED_DATA_INVALID, "CKR_ENCRYPTED_DATA_INVALID", SCARD_F_INTERNAL_ERROR},
+    {CKR_ENCRYPTED_DATA_LEN_RANGE, "CKR_ENCRYPTED_DATA_LEN_RANGE", SCARD_F_INTERNAL_ERROR},
+    {CKR_FUNCTION_CANCELED, "CKR_FUNCTION_CANCELED", SCARD_W_CANCELLED_BY_USER},
+    {CKR_FUNCTION_NOT_PARALLEL, "CKR_FUNCTION_NOT_PARALLEL", SCARD_F_INTERNAL_ERROR},
+    {CKR_FUNCTION_NOT_SUPPORTED, "CKR_FUNCTION_NOT_SUPPORTED", SCARD_E_UNSUPPORTED_FEATURE},
+    {CKR_KEY_HANDLE_INVALID, "CKR_KEY_HANDLE_INVALID", NTE_NO_KEY},
+    {CKR_KEY_SIZE_RANGE, "CKR_KEY_SIZE_RANGE", SCARD_E_UNSUPPORTED_FEATURE},
+    {CKR_KEY_TYPE_INCONSISTENT, "CKR_KEY_TYPE_INCONSISTENT", SCARD_E_UNSUPPORTED_FEATURE},
+    {CKR_KEY_NOT_NEEDED, "CKR_KEY_NOT_NEEDED", SCARD_F_INTERNAL_ERROR},
+    {CKR_KEY_CHANGED, "CKR_KEY_CHANGED", SCARD_F_INTERNAL_ERROR},
+    {CKR_KEY_NEEDED, "CKR_KEY_NEEDED", SCARD_F_INTERNAL_ERROR},
+    {CKR_KEY_INDIGESTIBLE, "CKR_KEY_INDIGESTIBLE", SCARD_F_INTERNAL_ERROR},
+    {CKR_KEY_FUNCTION_NOT_PERMITTED, "CKR_KEY_FUNCTION_NOT_PERMITTED", SCARD_E_UNSUPPORTED_FEATURE},
+    {CKR_KEY_NOT_WRAPPABLE, "CKR_KEY_NOT_WRAPPABLE", SCARD_F_INTERNAL_ERROR},
+    {CKR_KEY_UNEXTRACTABLE, "CKR_KEY_UNEXTRACTABLE", SCARD_F_INTERNAL_ERROR},
+    {CKR_MECHANISM_INVALID, "CKR_MECHANISM_INVALID", SCARD_E_UNSUPPORTED_FEATURE},
+    {CKR_MECHANISM_PARAM_INVALID, "CKR_MECHANISM_PARAM_INVALID", SCARD_E_UNSUPPORTED_FEATURE},
+    {CKR_OBJECT_HANDLE_INVALID, "CKR_OBJECT_HANDLE_INVALID", NTE_NO_KEY},
+    {CKR_OPERATION_ACTIVE, "CKR_OPERATION_ACTIVE", SCARD_E_SHARING_VIOLATION},
+    {CKR_OPERATION_NOT_INITIALIZED, "CKR_OPERATION_NOT_INITIALIZED", SCARD_F_INTERNAL_ERROR},
+    {CKR_PIN_INCORRECT, "CKR_PIN_INCORRECT", SCARD_W_WRONG_CHV},
+    {CKR_PIN_INVALID, "CKR_PIN_INVALID", SCARD_E_INVALID_CHV},
+    {CKR_PIN_LEN_RANGE, "CKR_PIN_LEN_RANGE", SCARD_E_INVALID_CHV},
+    {CKR_PIN_EXPIRED, "CKR_PIN_EXPIRED", ERROR_PASSWORD_MUST_CHANGE},
+    {CKR_PIN_LOCKED, "CKR_PIN_LOCKED", SCARD_W_CHV_BLOCKED},
+    {CKR_SESSION_CLOSED, "CKR_SESSION_CLOSED", SCARD_W_RESET_CARD},
+    {CKR_SESSION_COUNT, "CKR_SESSION_COUNT", SCARD_E_SHARING_VIOLATION},
+    {CKR_SESSION_HANDLE_INVALID, "CKR_SESSION_HANDLE_INVALID", SCARD_W_RESET_CARD},
+    {CKR_SESSION_PARALLEL_NOT_SUPPORTED, "CKR_SESSION_PARALLEL_NOT_SUPPORTED", SCARD_F_INTERNAL_ERROR},
+    {CKR_SESSION_READ_ONLY, "CKR_SESSION_READ_ONLY", SCARD_F_INTERNAL_ERROR},
+    {CKR_SESSION_EXISTS, "CKR_SESSION_EXISTS", SCARD_F_INTERNAL_ERROR},
+    {CKR_SESSION_READ_ONLY_EXISTS, "CKR_SESSION_READ_ONLY_EXISTS", SCARD_F_INTERNAL_ERROR},
+    {CKR_SESSION_READ_WRITE_SO_EXISTS, "CKR_SESSION_READ_WRITE_SO_EXISTS", SCARD_E_SHARING_VIOLATION},
+    {CKR_SIGNATURE_INVALID, "CKR_SIGNATURE_INVALID", SCARD_F_INTERNAL_ERROR},
+    {CKR_SIGNATURE_LEN_RANGE, "CKR_SIGNATURE_LEN_RANGE", SCARD_F_INTERNAL_ERROR},
+    {CKR_TEMPLATE_INCOMPLETE, "CKR_TEMPLATE_INCOMPLETE", SCARD_F_INTERNAL_ERROR},
+    {CKR_TEMPLATE_INCONSISTENT, "CKR_TEMPLATE_INCONSISTENT", SCARD_F_INTERNAL_ERROR},
+    {CKR_TOKEN_NOT_PRESENT, "CKR_TOKEN_NOT_PRESENT", SCARD_W_REMOVED_CARD},
+    {CKR_TOKEN_NOT_RECOGNIZED, "CKR_TOKEN_NOT_RECOGNIZED", SCARD_E_CARD_UNSUPPORTED},
+    {CKR_TOKEN_WRITE_PROTECTED, "CKR_TOKEN_WRITE_PROTECTED", SCARD_F_INTERNAL_ERROR},
+    {CKR_UNWRAPPING_KEY_SIZE_RANGE, "CKR_UNWRAPPING_KEY_SIZE_RANGE", SCARD_F_INTERNAL_ERROR},
+    {CKR_UNWRAPPING_KEY_TYPE_INCONSISTENT, "CKR_UNWRAPPING_KEY_TYPE_INCONSISTENT", SCARD_F_INTERNAL_ERROR},
+    {CKR_USER_ALREADY_LOGGED_IN, "CKR_USER_ALREADY_LOGGED_IN", SCARD_F_INTERNAL_ERROR},
+    {CKR_USER_NOT_LOGGED_IN, "CKR_USER_NOT_LOGGED_IN", SCARD_W_RESET_CARD},
+    {CKR_USER_PIN_NOT_INITIALIZED, "CKR_USER_PIN_NOT_INITIALIZED", ERROR_PASSWORD_MUST_CHANGE},
+    {CKR_USER_TYPE_INVALID, "CKR_USER_TYPE_INVALID", SCARD_F_INTERNAL_ERROR},
+    {CKR_USER_ANOTHER_ALREADY_LOGGED_IN, "CKR_USER_ANOTHER_ALREADY_LOGGED_IN", SCARD_E_SHARING_VIOLATION},
+    {CKR_USER_TOO_MANY_TYPES, "CKR_USER_TOO_MANY_TYPES", SCARD_E_SHARING_VIOLATION},
+    {CKR_WRAPPED_KEY_INVALID, "CKR_WRAPPED_KEY_INVALID", SCARD_F_INTERNAL_ERROR},
+    {CKR_WRAPPED_KEY_LEN_RANGE, "CKR_WRAPPED_KEY_LEN_RANGE", SCARD_F_INTERNAL_ERROR},
+    {CKR_WRAPPING_KEY_HANDLE_INVALID, "CKR_WRAPPING_KEY_HANDLE_INVALID", SCARD_F_INTERNAL_ERROR},
+    {CKR_WRAPPING_KEY_SIZE_RANGE, "CKR_WRAPPING_KEY_SIZE_RANGE", SCARD_F_INTERNAL_ERROR},
+    {CKR_WRAPPING_KEY_TYPE_INCONSISTENT, "CKR_WRAPPING_KEY_TYPE_INCONSISTENT", SCARD_F_INTERNAL_ERROR},
+    {CKR_RANDOM_SEED_NOT_SUPPORTED, "CKR_RANDOM_SEED_NOT_SUPPORTED", SCARD_F_INTERNAL_ERROR},
+    {CKR_RANDOM_NO_RNG, "CKR_RANDOM_NO_RNG", SCARD_F_INTERNAL_ERROR},
+    {CKR_DOMAIN_PARAMS_INVALID, "CKR_DOMAIN_PARAMS_INVALID", SCARD_F_INTERNAL_ERROR},
+    {CKR_CURVE_NOT_SUPPORTED, "CKR_CURVE_NOT_SUPPORTED", SCARD_E_UNSUPPORTED_FEATURE},
+    {CKR_BUFFER_TOO_SMALL, "CKR_BUFFER_TOO_SMALL", SCARD_F_INTERNAL_ERROR},
+    {CKR_SAVED_STATE_INVALID, "CKR_SAVED_STATE_INVALID", SCARD_F_INTERNAL_ERROR},
+    {CKR_INFORMATION_SENSITIVE, "CKR_INFORMATION_SENSITIVE", SCARD_F_INTERNAL_ERROR},
+    {CKR_STATE_UNSAVEABLE, "CKR_STATE_UNSAVEABLE", SCARD_F_INTERNAL_ERROR},
+    {CKR_CRYPTOKI_NOT_INITIALIZED, "CKR_CRYPTOKI_NOT_INITIALIZED", SCARD_E_NO_SERVICE},
+    {CKR_CRYPTOKI_ALREADY_INITIALIZED, "CKR_CRYPTOKI_ALREADY_INITIALIZED", SCARD_F_INTERNAL_ERROR},
+    {CKR_MUTEX_BAD, "CKR_MUTEX_BAD", SCARD_F_INTERNAL_ERROR},
+    {CKR_MUTEX_NOT_LOCKED, "CKR_MUTEX_NOT_LOCKED", SCARD_F_INTERNAL_ERROR},
+    {CKR_NEW_PIN_MODE, "CKR_NEW_PIN_MODE", SCARD_F_INTERNAL_ERROR},
+    {CKR_NEXT_OTP, "CKR_NEXT_OTP", SCARD_F_INTERNAL_ERROR},
+    {CKR_EXCEEDED_MAX_ITERATIONS, "CKR_EXCEEDED_MAX_ITERATIONS", SCARD_F_INTERNAL_ERROR},
+    {CKR_FIPS_SELF_TEST_FAILED, "CKR_FIPS_SELF_TEST_FAILED", SCARD_F_INTERNAL_ERROR},
+    {CKR_LIBRARY_LOAD_FAILED, "CKR_LIBRARY_LOAD_FAILED", SCARD_E_NO_SERVICE},
+    {CKR_PIN_TOO_WEAK, "CKR_PIN_TOO_WEAK", SCARD_E_INVALID_CHV},
+    {CKR_PUBLIC_KEY_INVALID, "CKR_PUBLIC_KEY_INVALID", SCARD_F_INTERNAL_ERROR},
+    {CKR_FUNCTION_REJECTED, "CKR_FUNCTION_REJECTED", SCARD_W_CANCELLED_BY_USER},
+};
+
+const ReturnValue* Lookup(CK_RV value) {
+    const auto* found = std::ranges::find(kReturnValues, value, &ReturnValue::value);
+    return found == std::end(kReturnValues) ? nullptr : found;
+}
+
+thread_local std::string lastDetail;
+
+void Log(ErrorCode code, const std::string& what, const std::string& token) {
+    std::string english = ToUtf8(FormatMessageW(code));
+    while (english.ends_with('\n') || english.ends_with('\r'))
+        english.pop_back();
+    LogHost((token.empty() ? "PKCS#11: " : "Token \"" + token + "\": ") + what + ". " + english);
+}
+
+}  // namespace
+
+std::string NameOfReturnValue(CK_RV value) {
+    char number[32];
+    std::snprintf(number, sizeof number, " (0x%lx)", value);
+    const ReturnValue* known = Lookup(value);
+    if (known != nullptr) return std::string(known->name) + number;
+    return ((value & CKR_VENDOR_DEFINED) != 0 ? "CKR_VENDOR_DEFINED" : "CKR") + std::string(number);
+}
+
+ErrorCode ErrorOfReturnValue(CK_RV value) {
+    const ReturnValue* known = Lookup(value);
+    return known != nullptr ? known->code : SCARD_F_INTERNAL_ERROR;
+}
+
+bool TokenFault(CK_RV value, const char* call, const std::string& token) {
+    lastDetail = NameOfReturnValue(value);
+    const ErrorCode code = ErrorOfReturnValue(value);
+    Log(code, std::string(call) + " answered " + lastDetail, token);
+    SetLastError(code);
+    return false;
+}
+
+bool TokenTrouble(ErrorCode code, const std::string& remark, const std::string& token) {
+    lastDetail.clear();
+    Log(code, remark, token);
+    SetLastError(code);
+    return false;
+}
+
+void ForgetTokenFault() {
+    lastDetail.clear();
+}
+
+}  // namespace posix
+
+namespace {
+
+struct UserText {
+    ErrorCode code;
+    const char16_t* text;
+};
+
+constexpr UserText kUserTexts[] = {
+    {SCARD_W_WRONG_CHV, u"Грешен ПИН код."},
+    {SCARD_W_CHV_BLOCKED,
+     u"Картата е блокирана след твърде много грешни ПИН кодове. Отблокирайте я с ПУК кода или се обърнете към "
+     u"издателя."},
+    {SCARD_W_CANCELLED_BY_USER, u"Въвеждането на ПИН код или парола беше отказано."},
+    {SCARD_W_REMOVED_CARD, u"Картата е извадена от четеца. Поставете я и опитайте отново."},
+    {SCARD_W_RESET_CARD, u"Връзката с картата прекъсна. Опитайте отново."},
+    {SCARD_E_INVALID_CHV, u"ПИН кодът е с недопустима дължина или съдържа недопустими знаци."},
+    {ERROR_PASSWORD_MUST_CHANGE, u"ПИН кодът трябва първо да бъде зададен или сменен с програмата на картата."},
+    {SCARD_E_SHARING_VIOLATION, u"Картата се използва от друга програма."},
+    {SCARD_E_UNSUPPORTED_FEATURE, u"Картата или ключът не допуска този вид подпис."},
+    {SCARD_E_CARD_UNSUPPORTED, u"Картата в четеца не е разпозната."},
+    {SCARD_E_NO_SERVICE, u"Драйверът на картата не работи."},
+    {SCARD_E_NO_MEMORY, u"Паметта на картата или на компютъра не достига."},
+    {SCARD_F_COMM_ERROR, u"Четецът или картата съобщи за грешка."},
+    {SCARD_F_INTERNAL_ERROR, u"Картата отказа операцията."},
+    {NTE_NO_KEY, u"Частният ключ не е намерен на картата."},
+    {NTE_BAD_KEY_STATE, u"Частният ключ липсва или не отговаря на удостоверението."},
+    {ERROR_INVALID_PASSWORD, u"Грешна парола на частния ключ."},
+};
+
+// Codes that stand for several answers of a token: its own word helps whoever is asked for help.
+bool WantsDetail(ErrorCode code) {
+    return code == SCARD_F_COMM_ERROR || code == SCARD_F_INTERNAL_ERROR || code == SCARD_E_UNSUPPORTED_FEATURE ||
+           code == SCARD_E_NO_SERVICE || code == SCARD_E_NO_MEMORY;
+}
+
+}  // namespace
+
+std::u16string TokenErrorDetail() {
+    return ToWide(posix::lastDetail);
+}
+
+std::u16string TokenErrorMessage(ErrorCode code) {
+    const auto* found = std::ranges::find(kUserTexts, code, &UserText::code);
+    if (found == std::end(kUserTexts)) return {};
+    std::u16string text = found->text;
+    if (WantsDetail(code) && !posix::lastDetail.empty()) text += u" (" + TokenErrorDetail() + u")";
+    return text;
+}
+
+}  // namespace platform
