@@ -28,12 +28,12 @@ class FolderStore : public CertStore::Impl {
     bool Add(const CertificateContext& certificate, std::uint32_t disposition) override;
     bool AddCrl(const CrlContext& crl) override;
     bool Remove(const CertificateContext& certificate) override;
+    [[nodiscard]] bool MakeFolder() const;
 
   private:
     // Null if there is no folder.
     [[nodiscard]] std::shared_ptr<const FolderContent> Current() const;
     [[nodiscard]] CertificateContext Present(const FolderContent& content, const CertificateContext& certificate) const;
-    [[nodiscard]] bool MakeFolder() const;
     [[nodiscard]] bool WriteKey(const CertificateContext& certificate) const;
     [[nodiscard]] bool CarryKey(const CertificateContext& from, const CertificateContext& to) const;
     [[nodiscard]] bool TakeOut(const FolderContent& content, const CertificateContext& certificate) const;

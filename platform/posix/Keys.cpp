@@ -1,5 +1,6 @@
 #include "platform/Keys.h"
 
+#include "platform/posix/FolderStore.h"
 #include "platform/posix/SoftwareKey.h"
 
 namespace platform {
@@ -64,6 +65,29 @@ Bytes NCryptSignHash(const PrivateKey& key, HashAlgorithm algorithm, ByteView di
         return {};
     }
     return key.Backend()->Sign(algorithm, digest);
+}
+
+bool ImportPrivateKey(const CertificateContext& certificate, const Secret& pkcs8, const Secret& passphrase) {
+    if (!certificate) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return false;
+    }
+    posix::EvpKeyPtr key = posix::ReadPkcs8(pkcs8.View());
+    if (!key) return false;
+    const posix::EvpKeyContextPtr context(EVP_PKEY_CTX_new(key.get(), nullptr));
+    const bool paired = context && EVP_PKEY_pairwise_check(context.get()) == 1;
+    posix::DrainErrorQueue();
+    const auto decoded = posix::MakeSoftwareKey(std::move(key));
+    if (!decoded) return false;
+    // A private half that does not fit its public half would show only in signatures that nobody can verify.
+    if (!paired || !posix::IsKeyOf(certificate, decoded->publicKeyInfo)) {
+        SetLastError(NTE_BAD_KEY_STATE);
+        return false;
+    }
+    const auto folder = posix::StoreFolder(StoreLocation::currentUser, u"MY");
+    if (folder.empty()) return false;
+    const posix::FolderStore store(folder, posix::FolderStore::Keys::besideCertificates, true);
+    return store.MakeFolder() && posix::WriteKeyFile(posix::KeyFileIn(folder, certificate), pkcs8, passphrase);
 }
 
 }  // namespace platform

@@ -12,11 +12,6 @@
 
 namespace platform {
 
-// Replaced by the token code where that is linked.
-__attribute__((weak)) std::vector<CertificateContext> posix::CertificatesOnTokens() {
-    return {};
-}
-
 namespace {
 
 using posix::FolderStore;
