@@ -43,7 +43,13 @@ constexpr ErrorCode ERROR_FILE_INVALID = 0x3EE;
 constexpr ErrorCode ERROR_REGISTRY_CORRUPT = 0x3F7;
 constexpr ErrorCode ERROR_REGISTRY_IO_FAILED = 0x3F8;
 constexpr ErrorCode ERROR_KEY_DELETED = 0x3FA;
-constexpr ErrorCode ERROR_TIMEOUT = 0x5B4;
+constexpr ErrorCode ERROR_INTERNET_TIMEOUT = 0x2EE2;
+constexpr ErrorCode ERROR_INTERNET_INVALID_URL = 0x2EE5;
+constexpr ErrorCode ERROR_INTERNET_NAME_NOT_RESOLVED = 0x2EE7;
+constexpr ErrorCode ERROR_INTERNET_CANNOT_CONNECT = 0x2EFD;
+constexpr ErrorCode ERROR_INTERNET_CONNECTION_ABORTED = 0x2EFE;
+constexpr ErrorCode ERROR_HTTP_REDIRECT_FAILED = 0x2F7C;
+constexpr ErrorCode ERROR_INTERNET_SECURE_FAILURE = 0x2F8F;
 
 constexpr ErrorCode NTE_BAD_SIGNATURE = 0x80090006;
 constexpr ErrorCode NTE_BAD_ALGID = 0x80090008;

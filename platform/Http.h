@@ -12,8 +12,8 @@
 namespace platform {
 
 struct HttpRequest {
-    std::string url;            // http or https only, also after redirects
-    std::optional<Bytes> body;  // present: POST
+    std::string url;            // with its scheme; http or https only, also after redirects
+    std::optional<Bytes> body;  // present: POST, and again after a redirect that does not demand GET (303)
     std::string contentType;    // of the body
     std::string accept;
     struct Credentials {
@@ -39,7 +39,9 @@ struct HttpFailure {
     bool timedOut = false;
 };
 
-// An answer of any status is an answer. Empty when there was none: last error set, the reason in `failure` if given.
+// An answer of any status is an answer; one over the size limit is none (ERROR_MORE_DATA). The proxy is that of the
+// environment, servers of https must show a certificate that the host trusts. Empty when there was none: last error
+// set, the reason in `failure` if given.
 std::optional<HttpResponse> HttpSend(const HttpRequest& request, HttpFailure* failure = nullptr);
 
 }  // namespace platform
