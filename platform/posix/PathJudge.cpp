@@ -15,6 +15,13 @@ struct FreeStack {
     void operator()(STACK_OF(X509) * stack) const noexcept { sk_X509_free(stack); }
 };
 using X509StackPtr = std::unique_ptr<STACK_OF(X509), FreeStack>;
+struct FreeObjects {
+    void operator()(STACK_OF(ASN1_OBJECT) * objects) const noexcept { sk_ASN1_OBJECT_free(objects); }
+};
+using ObjectsPtr = std::unique_ptr<STACK_OF(ASN1_OBJECT), FreeObjects>;
+using ConstraintsPtr = Owned<POLICY_CONSTRAINTS, POLICY_CONSTRAINTS_free>;
+using IntegerPtr = Owned<ASN1_INTEGER, ASN1_INTEGER_free>;
+using PoliciesPtr = Owned<CERTIFICATEPOLICIES, CERTIFICATEPOLICIES_free>;
 
 constexpr std::string_view kNameConstraints = "2.5.29.30", kCertificatePolicies = "2.5.29.32",
                            kPolicyMappings = "2.5.29.33", kPolicyConstraints = "2.5.29.36",
@@ -22,9 +29,28 @@ constexpr std::string_view kNameConstraints = "2.5.29.30", kCertificatePolicies 
 
 // Extensions that may be critical because something here acts on them: identifiers and names steer the search, the
 // others are judged below.
-constexpr std::array<std::string_view, 12> kKnownExtensions = {
-    "2.5.29.14",          "2.5.29.15",     "2.5.29.17", "2.5.29.19",        kNameConstraints, "2.5.29.31",
-    kCertificatePolicies, kPolicyMappings, "2.5.29.35", kPolicyConstraints, "2.5.29.37",      kInhibitAnyPolicy};
+constexpr std::array<std::string_view, 11> kKnownExtensions = {
+    "2.5.29.14",     "2.5.29.15", "2.5.29.17",        "2.5.29.19", kNameConstraints, "2.5.29.31",
+    kPolicyMappings, "2.5.29.35", kPolicyConstraints, "2.5.29.37", kInhibitAnyPolicy};
+
+// Critical policies bind down to their qualifiers (RFC 5280, 4.2.1.4): only the two that are known may occur.
+bool HasOnlyKnownQualifiers(const CertificateContext& certificate) {
+    const PoliciesPtr policies(static_cast<CERTIFICATEPOLICIES*>(
+        X509_get_ext_d2i(NativeOf(certificate), NID_certificate_policies, nullptr, nullptr)));
+    for (int i = 0; i < sk_POLICYINFO_num(policies.get()); ++i) {
+        const STACK_OF(POLICYQUALINFO)* qualifiers = sk_POLICYINFO_value(policies.get(), i)->qualifiers;
+        for (int j = 0; j < sk_POLICYQUALINFO_num(qualifiers); ++j) {
+            const int kind = OBJ_obj2nid(sk_POLICYQUALINFO_value(qualifiers, j)->pqualid);
+            if (kind != NID_id_qt_cps && kind != NID_id_qt_unotice) return false;
+        }
+    }
+    return true;
+}
+
+bool IsUnderstood(const CertificateContext& certificate, const CERT_EXTENSION& extension) {
+    if (extension.pszObjId == kCertificatePolicies) return HasOnlyKnownQualifiers(certificate);
+    return std::ranges::find(kKnownExtensions, extension.pszObjId) != kKnownExtensions.end();
+}
 
 class Judge {
   public:
@@ -69,8 +95,7 @@ class Judge {
         if (CertVerifyTimeValidity(judgement_.at, certificate) != 0) Fault(i, CERT_TRUST_IS_NOT_TIME_VALID);
         if (sources_.IsDistrusted(certificate)) Fault(i, CERT_TRUST_IS_EXPLICIT_DISTRUST);
         for (const CERT_EXTENSION& extension : certificate.Info().rgExtension) {
-            if (extension.fCritical &&
-                std::ranges::find(kKnownExtensions, extension.pszObjId) == kKnownExtensions.end())
+            if (extension.fCritical && !IsUnderstood(certificate, extension))
                 Fault(i, CERT_TRUST_HAS_NOT_SUPPORTED_CRITICAL_EXT);
         }
         const std::uint32_t flags = X509_get_extension_flags(NativeOf(certificate));
@@ -132,10 +157,10 @@ class Judge {
             oids, [&](std::string_view oid) { return CertFindExtension(path_.elements[i], oid) != nullptr; });
     }
 
-    // The crypto library leaves the last certificate out, as the one that is trusted. A root that restricts policies
-    // therefore goes in twice.
+    // The crypto library leaves the last certificate out, as the one that is trusted; what a root restricts goes in as
+    // where the check starts from.
     void JudgePolicies() {
-        if (!path_.IsComplete()) return;
+        if (!path_.IsComplete() || size_ < 2) return;
         const X509StackPtr stack(sk_X509_new_null());
         bool anyPolicies = false;
         for (std::size_t i = 0; i < size_; ++i) {
@@ -145,15 +170,39 @@ class Judge {
                 anyPolicies || Has(i, {kCertificatePolicies, kPolicyMappings, kPolicyConstraints, kInhibitAnyPolicy});
         }
         if (!anyPolicies) return;
-        if (size_ > 1 && Has(size_ - 1, {kPolicyConstraints, kInhibitAnyPolicy}))
-            sk_X509_push(stack.get(), NativeOf(path_.elements.back()));
+        const ObjectsPtr anyPolicy(sk_ASN1_OBJECT_new_null());  // the acceptable ones: without it, none would be
+        if (!sk_ASN1_OBJECT_push(anyPolicy.get(), OBJ_nid2obj(NID_any_policy))) return;
         X509_POLICY_TREE* tree = nullptr;
         int isExplicit = 0;
-        const int result = X509_policy_check(&tree, &isExplicit, stack.get(), nullptr, 0);
+        const int result = X509_policy_check(&tree, &isExplicit, stack.get(), anyPolicy.get(), RestrictionsOfRoot());
         const PolicyTreePtr owner(tree);
         DrainErrorQueue();
         if (result != X509_PCY_TREE_VALID && result != X509_PCY_TREE_EMPTY)
             Fault(0, CERT_TRUST_INVALID_POLICY_CONSTRAINTS);
+    }
+
+    // RFC 5937, 3.2. A policy is required once as many certificates were passed as the root lets pass without; what it
+    // inhibits only further down is left to the authorities there.
+    [[nodiscard]] unsigned RestrictionsOfRoot() const {
+        X509* root = NativeOf(path_.elements.back());
+        unsigned flags = 0;
+        if (Has(size_ - 1, {kPolicyConstraints})) {
+            const ConstraintsPtr constraints(
+                static_cast<POLICY_CONSTRAINTS*>(X509_get_ext_d2i(root, NID_policy_constraints, nullptr, nullptr)));
+            const long passed = AuthoritiesBelow(size_ - 1) + 1;
+            if (constraints && constraints->requireExplicitPolicy &&
+                ASN1_INTEGER_get(constraints->requireExplicitPolicy) <= passed)
+                flags |= X509_V_FLAG_EXPLICIT_POLICY;
+            if (constraints && constraints->inhibitPolicyMapping &&
+                ASN1_INTEGER_get(constraints->inhibitPolicyMapping) == 0)
+                flags |= X509_V_FLAG_INHIBIT_MAP;
+        }
+        if (Has(size_ - 1, {kInhibitAnyPolicy})) {
+            const IntegerPtr skip(
+                static_cast<ASN1_INTEGER*>(X509_get_ext_d2i(root, NID_inhibit_any_policy, nullptr, nullptr)));
+            if (skip && ASN1_INTEGER_get(skip.get()) == 0) flags |= X509_V_FLAG_INHIBIT_ANY;
+        }
+        return flags;
     }
 
     void JudgeRevocation() {
