@@ -129,7 +129,7 @@ void SetContent(Transfer& transfer, const HttpRequest& request) {
     transfer.AddHeader("Expect:");  // no waiting for a leave to send
 }
 
-ErrorCode CodeOf(CURLcode result, const Receiver& receiver) {
+ErrorCode CodeOf(CURLcode result, long status, const Receiver& receiver) {
     if (receiver.tooLong) return ERROR_MORE_DATA;
     if (receiver.noMemory) return ERROR_NOT_ENOUGH_MEMORY;
     switch (result) {
@@ -142,7 +142,8 @@ ErrorCode CodeOf(CURLcode result, const Receiver& receiver) {
             return ERROR_INTERNET_NAME_NOT_RESOLVED;
         case CURLE_COULDNT_CONNECT:
             return ERROR_INTERNET_CANNOT_CONNECT;
-        case CURLE_UNSUPPORTED_PROTOCOL:  // of a redirect: the request's own was looked at
+        case CURLE_UNSUPPORTED_PROTOCOL:  // where a redirect leads, or an answer that is not HTTP
+            return status / 100 == 3 ? ERROR_HTTP_REDIRECT_FAILED : ERROR_INTERNET_CONNECTION_ABORTED;
         case CURLE_TOO_MANY_REDIRECTS:
             return ERROR_HTTP_REDIRECT_FAILED;
         case CURLE_SSL_CONNECT_ERROR:
@@ -189,7 +190,8 @@ std::optional<HttpResponse> HttpSend(const HttpRequest& request, HttpFailure* fa
         std::string reason = receiver.tooLong    ? "the answer is longer than allowed"
                              : detail[0] != '\0' ? detail.data()
                                                  : curl->strerror(result);
-        return Failed(CodeOf(result, receiver), std::move(reason), failure);
+        const long status = transfer.Answer<long>(CURLINFO_RESPONSE_CODE);
+        return Failed(CodeOf(result, status, receiver), std::move(reason), failure);
     }
     HttpResponse response;
     response.status = transfer.Answer<long>(CURLINFO_RESPONSE_CODE);
