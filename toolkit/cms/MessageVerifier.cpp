@@ -1,0 +1,306 @@
+#include "toolkit/cms/MessageVerifier.h"
+
+#include <algorithm>
+
+#include "platform/Chains.h"
+#include "toolkit/cms/Algorithms.h"
+#include "toolkit/cms/AttributeNames.h"
+#include "toolkit/cms/MessageVerification.h"
+#include "toolkit/cms/Names.h"
+#include "toolkit/cms/TimestampVerifier.h"
+
+namespace toolkit::cms {
+
+namespace {
+
+using platform::Bytes;
+using platform::ByteView;
+using platform::HashAlgorithm;
+
+// More than any real message has; a hostile one could keep us busy for hours.
+constexpr std::size_t kMostSigners = 1024;
+constexpr std::size_t kMostCertificates = 4096;
+
+// Digests the content as it goes by and passes it on.
+class ContentPass final : public ContentReceiver {
+  public:
+    ContentPass(const MessageSetting& setting, OperationLog& log) : setting_(setting), log_(log) {}
+
+    bool Start(const SignedDataMessage& head) override {
+        for (const auto& algorithm : head.digestAlgorithms) {
+            const auto hash = platform::HashFromOid(algorithm.oid);
+            if (hash && digests_.Want(*hash)) continue;
+            log_.Line("Unsupported PKCS7 digest algorithm.");
+            log_.Value("oid", algorithm.oid);
+        }
+        return setting_.detachedContent == nullptr;
+    }
+
+    bool Take(ByteView piece) override {
+        digests_.Update(piece);
+        if (setting_.sink && !setting_.sink(piece)) return false;
+        done_ += piece.size();
+        if (setting_.options.progress) setting_.options.progress(done_, setting_.message.Size());
+        return true;
+    }
+
+    // Digests content that stands beside the message.
+    bool ReadDetached() {
+        auto& source = *setting_.detachedContent;
+        for (std::uint64_t offset = 0; offset < source.Size();) {
+            const auto piece = source.View(offset, 1, source.Size());
+            if (!piece || piece->empty()) return false;
+            digests_.Update(*piece);
+            offset += piece->size();
+            if (setting_.options.progress) setting_.options.progress(offset, source.Size());
+        }
+        digests_.Finish();
+        return true;
+    }
+
+    ContentDigests& Digests() { return digests_; }
+
+  private:
+    const MessageSetting& setting_;
+    OperationLog& log_;
+    ContentDigests digests_;
+    std::uint64_t done_ = 0;
+};
+
+class Verification {
+  public:
+    Verification(const MessageSetting& setting, OperationLog& log)
+        : setting_(setting), log_(log), pass_(setting, log) {}
+
+    MessageOutcome Run() {
+        outcome_.kind = Read();
+        if (outcome_.kind == MessageKind::signedData) outcome_.findings.valid = Judge();
+        return std::move(outcome_);
+    }
+
+  private:
+    MessageKind Read();
+    bool Judge();
+    bool ReadContent();
+    bool DigestUnlisted(const std::vector<SignerInfo>& signers);
+    void ReadCertificates();
+    bool CheckSigners(const std::vector<SignerInfo>& signers);
+    bool CheckTimestamps(const SignerInfo& signer, SignerFindings& findings);
+    void DescribeAttributes(const SignerInfo& signer, SignerFindings& findings);
+    void CheckChains();
+
+    const MessageSetting& setting_;
+    OperationLog& log_;
+    ContentPass pass_;
+    SignedDataMessage message_;
+    CertificatePool pool_;  // of the message itself first
+    std::size_t own_ = 0;   // how many of them are the message's
+    MessageOutcome outcome_;
+};
+
+MessageKind Verification::Read() {
+    switch (ReadSignedData(setting_.message, pass_, message_)) {
+        case ReadOutcome::ok:
+            return MessageKind::signedData;
+        case ReadOutcome::notSignedData:
+            return MessageKind::otherMessage;
+        case ReadOutcome::malformed:
+            break;
+        case ReadOutcome::readFault:
+            log_.Line("The input could not be read.");
+            log_.Value("lastError", std::to_string(platform::GetLastError()));
+            break;
+        case ReadOutcome::stopped:
+            log_.Line("The content could not be written.");
+            break;
+        case ReadOutcome::tooLarge:
+            log_.Line("The certificates or signers of the message are larger than is accepted.");
+            break;
+    }
+    log_.Line("Failed to create PKCS7 from DER.");
+    return MessageKind::unreadable;
+}
+
+bool Verification::ReadContent() {
+    if (setting_.detachedContent != nullptr) {
+        if (message_.content) log_.Detail("note", "the message holds content too, which is not looked at");
+        if (pass_.ReadDetached()) return true;
+        log_.Line("The content could not be read.");
+        return false;
+    }
+    if (!message_.content) {
+        log_.Line("The message holds no content: it is a detached signature.");
+        return false;
+    }
+    if (!message_.content->octetString && message_.contentType == oid::kData) {
+        log_.Line("The content is no OCTET STRING.");
+        return false;
+    }
+    pass_.Digests().Finish();
+    return true;
+}
+
+bool Verification::Judge() {
+    auto& findings = outcome_.findings;
+    for (const auto& algorithm : message_.digestAlgorithms) {
+        findings.digestAlgorithms.push_back(DigestName(algorithm.oid));
+    }
+    findings.useConstructedOctets = message_.content && message_.content->constructed;
+    findings.omitAlgorithmIdNull =
+        !message_.digestAlgorithms.empty() && message_.digestAlgorithms.front().parameters.empty();
+    findings.contentType = message_.contentType;
+    if (message_.trailing != 0) log_.Value("paddingBehindMessage", std::to_string(message_.trailing));
+    ReadCertificates();
+    const auto signers = ReadSignerInfos(message_.signerInfos);
+    if (!signers || signers->size() > kMostSigners) {
+        log_.Line("Failed to create PKCS7 from DER.");
+        log_.Line(signers ? "The message has more signers than are accepted." : "A SignerInfo does not decode.");
+        return false;
+    }
+    if (signers->empty()) log_.Line("The message has no signers.");
+    const bool readable = ReadContent() && DigestUnlisted(*signers);
+    findings.contentDigests = pass_.Digests().All();
+    if (!readable) return false;
+    return CheckSigners(*signers);
+}
+
+// A signer may use a digest that the message did not announce: then the content is read once more.
+bool Verification::DigestUnlisted(const std::vector<SignerInfo>& signers) {
+    auto& digests = pass_.Digests();
+    bool again = false;
+    for (const auto& signer : signers) {
+        const auto hash = platform::HashFromOid(signer.digestAlgorithm.oid);
+        if (hash && !digests.Knows(*hash) && digests.Want(*hash)) again = true;
+    }
+    if (!again) return true;
+    log_.Detail("note", "a signer's digest algorithm is not among those of the message");
+    if (setting_.detachedContent != nullptr) return pass_.ReadDetached();
+    const auto outcome = ReadContentAgain(setting_.message, *message_.content, [&](ByteView piece) {
+        digests.Update(piece);
+        return true;
+    });
+    digests.Finish();
+    return outcome == ReadOutcome::ok;
+}
+
+void Verification::ReadCertificates() {
+    units::DerReader reader(message_.certificates, units::DerRules::ber);
+    while (!reader.AtEnd() && pool_.size() < kMostCertificates) {
+        const auto element = reader.Next();
+        if (!element) break;
+        // Attribute certificates and other formats stand under tags of their own.
+        if (element->tag != units::tag::kSequence) continue;
+        auto certificate = platform::CertCreateCertificateContext(element->encoded);
+        if (!certificate) {
+            log_.Line("A certificate of the message does not decode.");
+            continue;
+        }
+        outcome_.findings.certificates.push_back(
+            {CommonNameOf(certificate.Info().Issuer), SerialHex(SerialOf(certificate))});
+        pool_.push_back(std::move(certificate));
+    }
+    own_ = pool_.size();
+    if (setting_.outerPool != nullptr) {
+        pool_.insert(pool_.end(), setting_.outerPool->begin(), setting_.outerPool->end());
+    }
+}
+
+bool Verification::CheckSigners(const std::vector<SignerInfo>& signers) {
+    auto& all = outcome_.findings.signers;
+    bool digestsMatch = true;
+    for (const auto& signer : signers) {
+        auto& findings = all.emplace_back(DescribeSigner(signer));
+        DescribeAttributes(signer, findings);
+        CheckDigest(signer, pass_.Digests(), findings, log_);
+        digestsMatch = digestsMatch && findings.digestMatches;
+    }
+    if (!digestsMatch) log_.Line("One more more digests did not match.");
+    bool timestampsGood = true;
+    for (std::size_t i = 0; i < signers.size(); ++i) {
+        const auto context = log_.Enter("signer");
+        CheckSigner(signers[i], message_.contentType, pass_.Digests(), pool_, all[i], log_);
+        if (!CheckTimestamps(signers[i], all[i])) timestampsGood = false;
+    }
+    const bool passed = !all.empty() && std::all_of(all.begin(), all.end(), [](const auto& one) { return one.passed; });
+    if (passed && setting_.options.checkChains) CheckChains();
+    return passed && (timestampsGood || !setting_.options.validateTimestamps);
+}
+
+void Verification::DescribeAttributes(const SignerInfo& signer, SignerFindings& findings) {
+    for (const auto& attribute : signer.signedAttributes) {
+        auto& described = findings.signedAttributes.emplace_back(DescribeAttribute(attribute));
+        if (described.members.empty()) continue;
+        if (attribute.oid == oid::kContentType) findings.contentType = described.members.front().second;
+        if (attribute.oid == oid::kMessageDigest) findings.messageDigest = described.members.front().second;
+    }
+    for (const auto& attribute : signer.unsignedAttributes) {
+        findings.unsignedAttributes.push_back(DescribeAttribute(attribute));
+    }
+}
+
+bool Verification::CheckTimestamps(const SignerInfo& signer, SignerFindings& findings) {
+    if (setting_.outerPool != nullptr) return true;
+    bool good = true;
+    for (std::size_t i = 0; i < signer.unsignedAttributes.size(); ++i) {
+        const auto& attribute = signer.unsignedAttributes[i];
+        if (attribute.oid != oid::kTimestampToken) continue;
+        if (attribute.values.empty()) good = false;
+        for (const auto& value : attribute.values) {
+            const auto context = log_.Enter("timestampToken");
+            auto token = VerifyTimestamp(value.encoded, signer.signature, pool_, log_);
+            good = good && token.validated;
+            // A report has room for one token an attribute; every one of them is checked.
+            auto& slot = findings.unsignedAttributes[i].timestamp;
+            if (!slot) slot = std::make_unique<TimestampFindings>(std::move(token));
+        }
+    }
+    return good;
+}
+
+// For the log alone. Tokens are no place to look for issuers here: starting a card reader would cost more than the
+// note is worth.
+void Verification::CheckChains() {
+    const auto additional = platform::CertOpenMemoryStore();
+    for (std::size_t i = 0; i < own_; ++i) {
+        platform::CertAddCertificateContextToStore(additional, pool_[i], platform::CERT_STORE_ADD_ALWAYS);
+    }
+    platform::ChainEngine engine;
+    engine.roots = {platform::CertOpenSystemStoreW(u"ROOT")};
+    engine.intermediates = {additional, platform::CertOpenSystemStoreW(u"CA")};
+    platform::ChainParameters parameters;
+    parameters.engine = &engine;
+    bool trusted = true;
+    for (const auto& signer : outcome_.findings.signers) {
+        const auto chain = platform::CertGetCertificateChain(signer.certificate, parameters);
+        trusted = trusted && chain && platform::CertVerifyCertificateChainPolicy(*chain) == 0;
+    }
+    log_.Line(trusted ? "Signing certificates verified." : "Signing certificate(s) not verified.");
+}
+
+}  // namespace
+
+MessageOutcome VerifyMessage(const MessageSetting& setting, OperationLog& log) {
+    return Verification(setting, log).Run();
+}
+
+Findings VerifyAttached(units::ByteSource& message, const VerifyOptions& options, OperationLog& log,
+                        const ContentSink& sink) {
+    auto outcome = VerifyMessage({.message = message, .options = options, .sink = sink}, log);
+    if (outcome.kind == MessageKind::otherMessage) {
+        log.Line("Cannot verify opaque signature -- not a PKCS7 SignedData object.");
+    }
+    return std::move(outcome.findings);
+}
+
+Findings VerifyDetached(units::ByteSource& message, units::ByteSource& content, const VerifyOptions& options,
+                        OperationLog& log) {
+    const ContentSink nobody;
+    auto outcome =
+        VerifyMessage({.message = message, .detachedContent = &content, .options = options, .sink = nobody}, log);
+    if (outcome.kind == MessageKind::otherMessage) {
+        log.Line("Cannot verify detached signature -- not a PKCS7 SignedData object.");
+    }
+    return std::move(outcome.findings);
+}
+
+}  // namespace toolkit::cms

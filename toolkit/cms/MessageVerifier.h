@@ -1,0 +1,39 @@
+#pragma once
+// Verifies a CMS SignedData (RFC 5652) and the timestamp tokens in it. Says whether the signatures are good; whether
+// the signers' certificates are trusted is for the caller, who finds them in the findings.
+//
+//     units::FileSource message(std::move(file));
+//     const cms::Findings findings = cms::VerifyAttached(message, {}, log);
+//     if (!findings.valid) ...
+//
+// What is decided here beyond the standard's letter, always so that nothing passes that nobody signed:
+// - signed attributes need contentType (the content's type) and messageDigest, once each;
+// - a signature without signed attributes is for content of type data only, and not for content that itself decodes as
+//   signed attributes (such a signature can have been made over attributes);
+// - signing certificate references and cmsAlgorithmProtection are checked when present;
+// - a message without signers is not valid; all signers must pass;
+// - behind the message only padding (NUL, blanks, line ends; up to 4 KiB) may stand.
+
+#include <functional>
+
+#include "toolkit/ClsBase.h"
+#include "toolkit/cms/ContentDigests.h"
+#include "toolkit/cms/Findings.h"
+
+namespace toolkit::cms {
+
+struct VerifyOptions {
+    bool validateTimestamps = false;  // a fault of a timestamp token makes the message not valid
+    bool checkChains = false;         // notes in the log whether the signers' certificates lead to a trusted root
+    // Told while the content is read: bytes done and in all.
+    std::function<void(std::uint64_t done, std::uint64_t total)> progress;
+};
+
+// The message holds its content. The sink, if any, gets it before the verdict: it must keep it to itself until then.
+Findings VerifyAttached(units::ByteSource& message, const VerifyOptions& options, OperationLog& log,
+                        const ContentSink& sink = {});
+// The content is given beside the message; one inside is not looked at.
+Findings VerifyDetached(units::ByteSource& message, units::ByteSource& content, const VerifyOptions& options,
+                        OperationLog& log);
+
+}  // namespace toolkit::cms
