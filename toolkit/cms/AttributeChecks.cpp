@@ -105,6 +105,15 @@ Fault CheckAttribute(const DerElement& value, bool second, const platform::Certi
 
 }  // namespace
 
+Fault CheckUnsignedAttributes(const SignerInfo& signer) {
+    for (const auto signedOnly : {oid::kContentType, oid::kMessageDigest, oid::kSigningTime}) {
+        if (Contains(signer.unsignedAttributes, signedOnly)) {
+            return "An attribute that must be signed is not: " + std::string(signedOnly) + ".";
+        }
+    }
+    return {};
+}
+
 Fault CheckSignedAttributes(const SignerInfo& signer, const std::string& contentType) {
     const auto& attributes = signer.signedAttributes;
     const DerElement* type = SoleValue(attributes, oid::kContentType);

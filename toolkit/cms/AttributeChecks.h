@@ -16,6 +16,9 @@ using Fault = std::string;
 // cmsAlgorithmProtection says are the signer's algorithms.
 Fault CheckSignedAttributes(const SignerInfo& signer, const std::string& contentType);
 
+// RFC 5652 11.1 to 11.3: contentType, messageDigest and signingTime mean nothing outside the signature.
+Fault CheckUnsignedAttributes(const SignerInfo& signer);
+
 // The digest in messageDigest; empty if CheckSignedAttributes would find fault with it.
 platform::Bytes MessageDigestOf(const SignerInfo& signer);
 

@@ -12,7 +12,7 @@
 //   signed attributes (such a signature can have been made over attributes);
 // - signing certificate references and cmsAlgorithmProtection are checked when present;
 // - a message without signers is not valid; all signers must pass;
-// - behind the message only padding (NUL, blanks, line ends; up to 4 KiB) may stand.
+// - behind the message only padding (NUL, blanks, line ends; up to 1 MiB) may stand.
 
 #include <functional>
 

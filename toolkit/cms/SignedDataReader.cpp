@@ -16,7 +16,8 @@ namespace tag = units::tag;
 constexpr std::string_view kSignedData = "1.2.840.113549.1.7.2";
 constexpr std::uint8_t kConstructedOctetString = tag::kOctetString | tag::kConstructed;
 constexpr std::size_t kDeepestString = 32;
-constexpr std::uint64_t kMostPadding = 4096;
+// Signatures that were put into a place of fixed size, as in PDF, carry many zeros.
+constexpr std::uint64_t kMostPadding = std::uint64_t{1} << 20;
 
 using Take = std::function<bool(ByteView)>;
 

@@ -135,6 +135,8 @@ std::string_view TextOf(SchemeFault fault) {
 // Why this signer cannot pass, before the value itself is looked at.
 Fault CheckForm(const SignerInfo& signer, const std::string& contentType, const ContentDigests& digests) {
     if (signer.signature.empty()) return "Unable to get the signer's signature bytes.";
+    Fault misplaced = CheckUnsignedAttributes(signer);
+    if (!misplaced.empty()) return misplaced;
     if (signer.signedAttributesContents) return CheckSignedAttributes(signer, contentType);
     if (contentType != oid::kData) return "A signature over content of this type needs signed attributes.";
     if (digests.LooksLikeSignedAttributes()) {

@@ -135,13 +135,23 @@ class TextDecoder {
     std::string marker_;
 };
 
+// Behind the header of a mail that holds nothing but the message; 0 for other texts.
+std::uint64_t BehindMailHeader(std::string_view text) {
+    const std::size_t blank = std::min(text.find("\r\n\r\n"), text.find("\n\n"));
+    if (blank == std::string_view::npos) return 0;
+    const std::string_view header = text.substr(0, blank);
+    const bool message = header.find("application/pkcs7-mime") != std::string_view::npos ||
+                         header.find("application/x-pkcs7-mime") != std::string_view::npos;
+    return message ? blank : 0;
+}
+
 // People's words may stand before the first PEM line.
 std::uint64_t StartOfBase64(ByteView probe) {
     const auto text = platform::AsText(probe);
     for (std::size_t at = text.find(kBegin); at != std::string_view::npos; at = text.find(kBegin, at + 1)) {
         if (at == 0 || text[at - 1] == '\n' || text[at - 1] == '\r') return at;
     }
-    return 0;
+    return BehindMailHeader(text);
 }
 
 }  // namespace

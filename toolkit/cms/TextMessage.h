@@ -11,9 +11,10 @@ namespace toolkit::cms {
 // SignedData itself has octets above.
 bool LooksLikeText(units::ByteSource& source);
 
-// The decoded bytes: in memory up to 16 MiB, in a nameless temporary file beyond. Lines that begin with "-----" are
-// dropped; what stands before the first "-----BEGIN " and after the next "-----END " is no part of the message. Null
-// for characters that are no Base64, and when the temporary file cannot be written (last error set).
+// The decoded bytes of Base64, PEM, or a mail whose only part is the message (RFC 8551 3.5.2): in memory up to 16 MiB,
+// in a nameless temporary file beyond. Lines that begin with "-----" are dropped; what stands before the first
+// "-----BEGIN " and after the next "-----END " is no part of the message. Null for characters that are no Base64, and
+// when the temporary file cannot be written (last error set).
 std::unique_ptr<units::ByteSource> DecodeText(units::ByteSource& text);
 
 }  // namespace toolkit::cms
