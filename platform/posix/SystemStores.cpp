@@ -11,7 +11,6 @@
 #include "platform/posix/Native.h"
 
 namespace platform {
-
 namespace {
 
 using posix::FolderStore;
