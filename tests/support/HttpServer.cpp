@@ -1,0 +1,232 @@
+#include "tests/support/HttpServer.h"
+
+#include <arpa/inet.h>
+#include <openssl/evp.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cstdlib>
+#include <sstream>
+#include <stdexcept>
+#include <string_view>
+
+namespace tests {
+namespace {
+
+constexpr std::size_t kLargestRequest = 256u << 20;
+
+bool SendAll(int socket, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const ssize_t sent = send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+        if (sent <= 0) return false;
+        bytes.remove_prefix(static_cast<std::size_t>(sent));
+    }
+    return true;
+}
+
+bool ReceiveSome(int socket, std::string& text) {
+    std::array<char, 65536> buffer{};
+    const ssize_t got = recv(socket, buffer.data(), buffer.size(), 0);
+    if (got <= 0 || text.size() > kLargestRequest) return false;
+    text.append(buffer.data(), static_cast<std::size_t>(got));
+    return true;
+}
+
+std::string LowerCase(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::tolower(c); });
+    return text;
+}
+
+HttpRequest ParseHead(const std::string& head) {
+    HttpRequest request;
+    std::istringstream lines(head);
+    lines >> request.method >> request.target;
+    std::string line;
+    std::getline(lines, line);
+    while (std::getline(lines, line)) {
+        const auto colon = line.find(':');
+        if (colon == std::string::npos) continue;
+        const auto start = line.find_first_not_of(' ', colon + 1);
+        const auto end = line.find_last_not_of("\r ");
+        request.headers[LowerCase(line.substr(0, colon))] =
+            start == std::string::npos || end < start ? "" : line.substr(start, end - start + 1);
+    }
+    return request;
+}
+
+// Empty when the peer went away in the middle.
+std::optional<HttpRequest> ReceiveRequest(int socket) {
+    std::string text;
+    std::size_t headEnd = std::string::npos;
+    while ((headEnd = text.find("\r\n\r\n")) == std::string::npos)
+        if (!ReceiveSome(socket, text)) return std::nullopt;
+    HttpRequest request = ParseHead(text.substr(0, headEnd));
+    const auto length = request.headers.find("content-length");
+    const std::size_t size = length == request.headers.end() ? 0 : std::strtoull(length->second.c_str(), nullptr, 10);
+    if (request.headers.contains("expect") && !SendAll(socket, "HTTP/1.1 100 Continue\r\n\r\n")) return std::nullopt;
+    text.erase(0, headEnd + 4);
+    while (text.size() < size)
+        if (!ReceiveSome(socket, text)) return std::nullopt;
+    request.body = text.substr(0, size);
+    return request;
+}
+
+std::string Head(const HttpAnswer& answer) {
+    std::ostringstream head;
+    head << "HTTP/1.1 " << answer.status << " Test\r\nConnection: close\r\n";
+    if (!answer.contentType.empty()) head << "Content-Type: " << answer.contentType << "\r\n";
+    for (const auto& [name, value] : answer.headers)
+        head << name << ": " << value << "\r\n";
+    if (answer.endless) {
+        head << "Transfer-Encoding: chunked\r\n";
+    } else {
+        head << "Content-Length: " << answer.claimedLength.value_or(answer.body.size()) << "\r\n";
+    }
+    head << "\r\n";
+    return head.str();
+}
+
+}  // namespace
+
+std::optional<std::string> HttpRequest::Credentials() const {
+    const auto header = headers.find("authorization");
+    constexpr std::string_view kScheme = "Basic ";
+    if (header == headers.end() || !header->second.starts_with(kScheme)) return std::nullopt;
+    const std::string text = header->second.substr(kScheme.size());
+    std::string decoded(text.size(), '\0');
+    const int size =
+        EVP_DecodeBlock(reinterpret_cast<unsigned char*>(decoded.data()),
+                        reinterpret_cast<const unsigned char*>(text.data()), static_cast<int>(text.size()));
+    if (size < 0) return std::nullopt;
+    const auto padding = static_cast<std::size_t>(std::count(text.begin(), text.end(), '='));
+    decoded.resize(static_cast<std::size_t>(size) - padding);
+    return decoded;
+}
+
+HttpAnswer HttpAnswer::Redirect(const std::string& location, int status) {
+    HttpAnswer answer;
+    answer.status = status;
+    answer.headers = {{"Location", location}};
+    return answer;
+}
+
+HttpServer::HttpServer(Handler handler, std::uint16_t port) : handler_(std::move(handler)) {
+    listener_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(port);
+    socklen_t size = sizeof address;
+    auto* native = reinterpret_cast<sockaddr*>(&address);
+    if (listener_ < 0 || bind(listener_, native, size) != 0 || listen(listener_, 64) != 0 ||
+        getsockname(listener_, native, &size) != 0) {
+        if (listener_ >= 0) close(listener_);
+        throw std::runtime_error("no port for the HTTP server");
+    }
+    port_ = ntohs(address.sin_port);
+    acceptor_ = std::thread([this] { Accept(); });
+}
+
+HttpServer::~HttpServer() {
+    {
+        const std::lock_guard lock(mutex_);
+        stopping_ = true;
+        shutdown(listener_, SHUT_RDWR);
+        for (const Connection& connection : connections_)
+            if (!connection.over) shutdown(connection.socket, SHUT_RDWR);
+    }
+    ended_.notify_all();
+    acceptor_.join();
+    for (Connection& connection : connections_)
+        connection.thread.join();
+    close(listener_);
+}
+
+std::string HttpServer::Url(const std::string& path) const {
+    return "http://127.0.0.1:" + std::to_string(port_) + path;
+}
+
+std::vector<HttpRequest> HttpServer::Requests() const {
+    const std::lock_guard lock(mutex_);
+    return requests_;
+}
+
+void HttpServer::Accept() {
+    while (!stopping_) {
+        const int socket = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+        if (socket < 0) {
+            if (!stopping_) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            continue;
+        }
+        JoinFinished();
+        const std::lock_guard lock(mutex_);
+        if (stopping_) {
+            close(socket);
+            return;
+        }
+        Connection& connection = connections_.emplace_back();
+        connection.socket = socket;
+        connection.thread = std::thread([this, &connection] { Serve(connection); });
+    }
+}
+
+void HttpServer::JoinFinished() {
+    std::list<Connection> finished;
+    {
+        const std::lock_guard lock(mutex_);
+        for (auto each = connections_.begin(); each != connections_.end();) {
+            const auto next = std::next(each);
+            if (each->over) finished.splice(finished.end(), connections_, each);
+            each = next;
+        }
+    }
+    for (Connection& connection : finished)
+        connection.thread.join();
+}
+
+void HttpServer::Serve(Connection& connection) {
+    if (const std::optional<HttpRequest> request = ReceiveRequest(connection.socket)) {
+        {
+            const std::lock_guard lock(mutex_);
+            requests_.push_back(*request);
+        }
+        Answer(connection.socket, *request);
+        // Closing with unread input would reset the connection and take the answer from the peer.
+        shutdown(connection.socket, SHUT_WR);
+    }
+    const std::lock_guard lock(mutex_);
+    close(connection.socket);
+    connection.over = true;
+}
+
+void HttpServer::Answer(int socket, const HttpRequest& request) {
+    HttpAnswer answer;
+    {
+        const std::lock_guard lock(handlerMutex_);
+        answer = handler_(request);
+    }
+    if (!Wait(answer.delay) || answer.drop || !SendAll(socket, Head(answer)) || request.method == "HEAD") return;
+    if (answer.endless) return SendEndless(socket, answer.body);
+    const std::string_view body = answer.body;
+    const std::size_t first = answer.pauseInBody.count() > 0 ? body.size() / 2 : body.size();
+    if (SendAll(socket, body.substr(0, first)) && Wait(answer.pauseInBody)) SendAll(socket, body.substr(first));
+}
+
+void HttpServer::SendEndless(int socket, const std::string& body) {
+    const std::string piece = body.empty() ? std::string(65536, 'x') : body;
+    std::ostringstream chunk;
+    chunk << std::hex << piece.size() << "\r\n" << piece << "\r\n";
+    while (!stopping_ && SendAll(socket, chunk.str())) {
+    }
+}
+
+bool HttpServer::Wait(std::chrono::milliseconds time) {
+    if (time.count() <= 0) return true;
+    std::unique_lock lock(mutex_);
+    return !ended_.wait_for(lock, time, [this] { return stopping_.load(); });
+}
+
+}  // namespace tests

@@ -1,0 +1,87 @@
+#pragma once
+// An HTTP/1.1 server on loopback, at a port of its own, that answers what a test tells it and remembers what it was
+// asked. One request a connection.
+//
+//   tests::HttpServer server([](const tests::HttpRequest& request) { return tests::HttpAnswer{.body = "hello"}; });
+//   Fetch(server.Url("/crl"));
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <list>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace tests {
+
+struct HttpRequest {
+    std::string method, target;                  // target as it stood in the request line
+    std::map<std::string, std::string> headers;  // names in lower case
+    std::string body;
+
+    // "user:password" of basic authorisation, decoded; nothing if it was not given.
+    [[nodiscard]] std::optional<std::string> Credentials() const;
+};
+
+struct HttpAnswer {
+    int status = 200;
+    std::string contentType = "application/octet-stream";
+    std::vector<std::pair<std::string, std::string>> headers = {};
+    std::string body = {};
+    std::chrono::milliseconds delay{0};               // before the first byte
+    bool drop = false;                                // closes the connection without an answer
+    bool endless = false;                             // repeats the body without an end, chunked
+    std::optional<std::uint64_t> claimedLength = {};  // a Content-Length that is not the body's
+    std::chrono::milliseconds pauseInBody{0};         // after the first half of the body
+
+    static HttpAnswer Redirect(const std::string& location, int status = 302);
+};
+
+class HttpServer {
+  public:
+    using Handler = std::function<HttpAnswer(const HttpRequest&)>;
+
+    // The handler is called on threads of the server, one call at a time. A port of 0 takes a free one.
+    explicit HttpServer(Handler handler, std::uint16_t port = 0);
+    // Breaks off what is going on and joins every thread.
+    ~HttpServer();
+    HttpServer(const HttpServer&) = delete;
+    HttpServer& operator=(const HttpServer&) = delete;
+
+    [[nodiscard]] std::uint16_t Port() const { return port_; }
+    [[nodiscard]] std::string Url(const std::string& path = "/") const;
+    [[nodiscard]] std::vector<HttpRequest> Requests() const;
+
+  private:
+    struct Connection {
+        int socket = -1;
+        bool over = false;
+        std::thread thread;
+    };
+    void Accept();
+    void Serve(Connection& connection);
+    void Answer(int socket, const HttpRequest& request);
+    void SendEndless(int socket, const std::string& body);
+    bool Wait(std::chrono::milliseconds time);  // false: the server ends
+    void JoinFinished();
+
+    Handler handler_;
+    int listener_ = -1;
+    std::uint16_t port_ = 0;
+    mutable std::mutex mutex_;
+    std::mutex handlerMutex_;
+    std::condition_variable ended_;
+    std::atomic<bool> stopping_ = false;
+    std::vector<HttpRequest> requests_;
+    std::list<Connection> connections_;
+    std::thread acceptor_;
+};
+
+}  // namespace tests
