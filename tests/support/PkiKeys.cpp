@@ -64,7 +64,7 @@ Key TestKey(KeyType type, unsigned index) {
     const std::lock_guard lock(mutex);
     Key& key = keys[{type, index}];
     if (key) return key;
-    const std::string number = "-" + std::to_string(index) + ".pem";
+    const std::string number = std::string("-").append(std::to_string(index)).append(".pem");
     switch (type) {
         case KeyType::rsa2048:
             return key = ReadKey("rsa2048" + number);
