@@ -114,8 +114,9 @@ void AddExtensions(X509* certificate, X509* issuer, const CertificateSpec& spec)
     AddByText(certificate, issuer, NID_key_usage, KeyUsage(spec));
     AddByText(certificate, issuer, NID_ext_key_usage, spec.extendedKeyUsage);
     if (spec.subjectKeyId) AddByText(certificate, issuer, NID_subject_key_identifier, "hash");
-    // An issuer without an identifier of its own leaves nothing to point at.
-    const bool issuerHasId = X509_get_ext_by_NID(issuer, NID_subject_key_identifier, -1) >= 0;
+    // An issuer without an identifier of its own leaves nothing to point at; and for the certificate itself OpenSSL
+    // would write an extension with nothing in it, which others take for damaged.
+    const bool issuerHasId = issuer != certificate && X509_get_ext_by_NID(issuer, NID_subject_key_identifier, -1) >= 0;
     if (spec.authorityKeyId && issuerHasId) AddByText(certificate, issuer, NID_authority_key_identifier, "keyid");
     AddByText(certificate, issuer, NID_subject_alt_name, spec.subjectAltName);
     AddByText(certificate, issuer, NID_name_constraints, spec.nameConstraints);
