@@ -18,6 +18,10 @@ namespace toolkit {
 class ClsBinData;
 class ClsJsonObject;
 
+namespace cms {
+struct Findings;
+}
+
 // Told while a long operation goes on: bytes done and bytes in all. Called on the thread of the operation, with the
 // object's lock held; must not throw and must not call back into the object.
 using ProgressHandler = std::function<void(std::uint64_t done, std::uint64_t total)>;
@@ -46,17 +50,25 @@ class ClsCrypt2 : public ClsBase {
     bool CreateP7S(const std::filesystem::path& input, const std::filesystem::path& output);
 
     // --- Verification (ClsCrypt2Verify.cpp) ---
+    // Detached. An empty content is refused here; VerifyDetachedFile judges it like any other.
     bool VerifyBytes(platform::ByteView content, platform::ByteView signature);
-    // On success the object's bytes are replaced by the content; else they stay.
+    // Attached. On success the object's bytes are replaced by the content; else they stay.
     bool OpaqueVerifyBd(ClsBinData& data);
-    // On success the content is written to the output; else no file is made.
+    // Attached. On success the content is written to the output; else no file is made and what stood there stays.
     bool VerifyP7M(const std::filesystem::path& input, const std::filesystem::path& output);
-    // The findings of the last verification; null before one.
-    [[nodiscard]] std::shared_ptr<ClsJsonObject> LastJsonData() const;
+    // Attached, without taking the content out. The file is read in pieces, whatever its size.
+    bool VerifyFile(const std::filesystem::path& input);
+    // Detached, from two files; the signature may also be Base64 or PEM.
+    bool VerifyDetachedFile(const std::filesystem::path& content, const std::filesystem::path& signature);
+    // The findings of the last verification as JSON; null before one, and after one whose input was no SignedData.
+    [[nodiscard]] std::unique_ptr<ClsJsonObject> LastJsonData() const;
+    // The same as data, with the digests of the content; null likewise.
+    [[nodiscard]] std::shared_ptr<const cms::Findings> LastFindings() const;
 
   private:
     bool CreateSignature(Operation& operation, const std::filesystem::path& input, const std::filesystem::path& output,
                          bool attached);
+    bool VerifyOpaque(Operation& operation, platform::ByteView message, platform::Bytes& content);
 
     std::string hashAlgorithm_ = "sha256";
     bool cadesEnabled_ = false;
@@ -67,7 +79,7 @@ class ClsCrypt2 : public ClsBase {
     std::vector<platform::CertificateContext> signers_;
     std::shared_ptr<ClsHttp> tsaHttp_;
     ProgressHandler progress_;
-    std::shared_ptr<ClsJsonObject> lastJsonData_;
+    std::shared_ptr<const cms::Findings> lastFindings_;
 };
 
 }  // namespace toolkit

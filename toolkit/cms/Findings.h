@@ -47,6 +47,7 @@ struct SignerFindings {
 };
 
 struct Findings {
+    bool isSignedData = false;  // else nothing of the rest was found
     std::vector<std::string> digestAlgorithms;
     bool useConstructedOctets = false;  // the content came in pieces
     bool omitAlgorithmIdNull = false;   // the first digest algorithm stands without its NULL

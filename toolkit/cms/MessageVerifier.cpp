@@ -142,6 +142,7 @@ bool Verification::ReadContent() {
 
 bool Verification::Judge() {
     auto& findings = outcome_.findings;
+    findings.isSignedData = true;
     for (const auto& algorithm : message_.digestAlgorithms) {
         findings.digestAlgorithms.push_back(DigestName(algorithm.oid));
     }
