@@ -143,7 +143,8 @@ void InstallCrl(const Profile& profile, const std::string& store, ByteView crl);
 
 // Root, issuing CA, a signer with a Bulgarian name and a timestamp authority.
 struct StandardPki {
-    explicit StandardPki(KeyType keyType = KeyType::rsa2048);
+    // `makeKey` gives each of the four its key: the signer's is of `keyType`, the others' are RSA-2048.
+    explicit StandardPki(KeyType keyType = KeyType::rsa2048, Key (*makeKey)(KeyType, unsigned) = TestKey);
 
     Certificate root, ca, signer, tsa;
 

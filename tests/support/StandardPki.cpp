@@ -26,14 +26,14 @@ void InstallCrl(const Profile& profile, const std::string& store, ByteView crl) 
     profile.Write(pattern, platform::AsText(crl));
 }
 
-StandardPki::StandardPki(KeyType keyType)
+StandardPki::StandardPki(KeyType keyType, Key (*makeKey)(KeyType, unsigned))
     : root(Issue({.subject = {{"C", "BG", V_ASN1_PRINTABLESTRING}, {"O", "Norvik Test"}, {"CN", "Norvik Test Root"}},
                   .notAfter = std::time(nullptr) + 20 * 365 * kDay,
-                  .key = TestKey(KeyType::rsa2048, 0),
+                  .key = makeKey(KeyType::rsa2048, 0),
                   .ca = true})),
       ca(Issue({.subject = {{"C", "BG", V_ASN1_PRINTABLESTRING}, {"O", "Norvik Test"}, {"CN", "Norvik Test CA"}},
                 .notAfter = std::time(nullptr) + 10 * 365 * kDay,
-                .key = TestKey(KeyType::rsa2048, 1),
+                .key = makeKey(KeyType::rsa2048, 1),
                 .ca = true,
                 .pathLength = 0},
                root)),
@@ -41,12 +41,12 @@ StandardPki::StandardPki(KeyType keyType)
                                 {"O", "Норвик ЕООД"},
                                 {"serialNumber", "PNOBG-0000000000", V_ASN1_PRINTABLESTRING},
                                 {"CN", "Иван Петров"}},
-                    .key = TestKey(keyType, keyType == KeyType::rsa2048 ? 2 : 0),
+                    .key = makeKey(keyType, keyType == KeyType::rsa2048 ? 2 : 0),
                     .extendedKeyUsage = "clientAuth,emailProtection",
                     .subjectAltName = "email:ivan.petrov@example.bg"},
                    ca)),
       tsa(Issue({.subject = {{"C", "BG", V_ASN1_PRINTABLESTRING}, {"O", "Norvik Test"}, {"CN", "Norvik Test TSA"}},
-                 .key = TestKey(KeyType::rsa2048, 3),
+                 .key = makeKey(KeyType::rsa2048, 3),
                  .extendedKeyUsage = "critical,timeStamping"},
                 ca)) {}
 
