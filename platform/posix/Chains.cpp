@@ -32,10 +32,11 @@ bool EncodingsLess(const ChainContext& a, const ChainContext& b) {
     return std::ranges::lexicographical_compare(a.elements, b.elements, less);
 }
 
-// A trusted root first, then the milder faults, then the shorter path. The last word have the bytes, so that the answer
-// does not hang on the order in which stores list their certificates.
+// A trusted root first, then any root, then the milder faults, then the shorter path. The last word have the bytes, so
+// that the answer does not hang on the order in which stores list their certificates.
 bool IsBetter(const JudgedPath& a, const JudgedPath& b) {
     if (a.EndsTrusted() != b.EndsTrusted()) return a.EndsTrusted();
+    if (a.path.IsComplete() != b.path.IsComplete()) return a.path.IsComplete();
     const std::size_t severityA = posix::SeverityOf(a.chain.dwErrorStatus);
     const std::size_t severityB = posix::SeverityOf(b.chain.dwErrorStatus);
     if (severityA != severityB) return severityA > severityB;

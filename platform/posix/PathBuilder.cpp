@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <deque>
+#include <map>
+#include <set>
 
 #include "platform/posix/Native.h"
 #include "platform/posix/SignatureFacts.h"
@@ -11,7 +13,9 @@ namespace {
 
 constexpr std::size_t kMaxDepth = 16;
 constexpr std::size_t kMaxSignatureChecks = 1000;
-constexpr std::size_t kMaxPaths = 64;
+constexpr std::size_t kMaxComplete = 64;
+constexpr std::size_t kMaxIncomplete = 8;
+constexpr std::size_t kMaxSteps = 4000;
 
 // Whether the certificate's authority key identifier speaks against this issuer. A hint: identifiers are computed in
 // more than one way, and some are wrong.
@@ -37,22 +41,24 @@ class Builder {
     explicit Builder(ChainSources& sources) : sources_(sources) {}
 
     std::vector<CandidatePath> Run(const CertificateContext& leaf) {
-        open_.push_back({.elements = {leaf}});
-        while (!open_.empty() && done_.size() < kMaxPaths) {
-            CandidatePath path = std::move(open_.front());
-            open_.pop_front();
+        first_.push_back({.elements = {leaf}});
+        for (std::size_t step = 0; step < kMaxSteps && complete_.size() < kMaxComplete; ++step) {
+            std::deque<CandidatePath>& open = first_.empty() ? again_ : first_;
+            if (open.empty()) break;
+            CandidatePath path = std::move(open.front());
+            open.pop_front();
             Extend(std::move(path));
         }
-        if (open_.size() + done_.size() > kMaxPaths || checks_ >= kMaxSignatureChecks)
+        if (!first_.empty() || !again_.empty() || checks_ >= kMaxSignatureChecks)
             LogHost("A chain has more possible paths than are looked at: the rest was left out.");
-        return std::move(done_);
+        std::ranges::move(incomplete_, std::back_inserter(complete_));
+        return std::move(complete_);
     }
 
   private:
     struct Issuers {
         std::vector<CertificateContext> proven;   // verify the signature
         std::vector<CertificateContext> claimed;  // do not, but nothing else speaks against them
-        bool onlyInPath = false;                  // the proven ones were in the path already
     };
 
     bool Verifies(const CertificateContext& certificate, const CertificateContext& issuer) {
@@ -79,16 +85,16 @@ class Builder {
         return named;
     }
 
-    Issuers FindIssuers(const CandidatePath& path) {
-        const CertificateContext& certificate = path.elements.back();
-        Issuers issuers;
+    // Found once for each certificate, however many paths lead there; certificates of one key share one check.
+    const Issuers& IssuersOf(const CertificateContext& certificate) {
+        const auto [entry, isNew] = issuers_.try_emplace(AsText(certificate.Encoded()));
+        Issuers& issuers = entry->second;
+        if (!isNew) return issuers;
+        std::map<std::string_view, bool> keys;
         for (const CertificateContext& issuer : NamedIssuers(certificate)) {
-            const bool inPath = std::ranges::any_of(
-                path.elements, [&](const CertificateContext& element) { return IsSameAuthority(element, issuer); });
-            const bool proven = Verifies(certificate, issuer);
-            if (proven && inPath) issuers.onlyInPath = true;
-            if (inPath) continue;
-            if (proven) {
+            const auto [key, unseen] = keys.try_emplace(AsText(issuer.Info().SubjectPublicKeyInfo));
+            if (unseen) key->second = Verifies(certificate, issuer);
+            if (key->second) {
                 issuers.proven.push_back(issuer);
             } else if (!AuthorityKeyIdDiffers(certificate, issuer)) {
                 issuers.claimed.push_back(issuer);
@@ -97,27 +103,40 @@ class Builder {
         return issuers;
     }
 
+    // Those that are not in the path already.
+    static std::vector<CertificateContext> NewTo(const CandidatePath& path,
+                                                 const std::vector<CertificateContext>& issuers) {
+        std::vector<CertificateContext> fresh;
+        std::ranges::copy_if(issuers, std::back_inserter(fresh), [&](const CertificateContext& issuer) {
+            return std::ranges::none_of(path.elements,
+                                        [&](const auto& element) { return IsSameAuthority(element, issuer); });
+        });
+        return fresh;
+    }
+
     void Extend(CandidatePath path) {
-        const CertificateContext& last = path.elements.back();
+        const CertificateContext last = path.elements.back();
         const bool selfIssued = IsSelfIssued(last);
         if (sources_.IsTrusted(last)) return EndTrusted(std::move(path), selfIssued);
-        if (selfIssued && Verifies(last, last)) {
+        if (selfIssued && IsSignedBy(last, last)) {
             path.selfSigned = true;
             return Finish(std::move(path), false);
         }
         if (path.elements.size() >= kMaxDepth) return Finish(std::move(path), false);
 
-        const Issuers issuers = FindIssuers(path);
-        for (const CertificateContext& issuer : issuers.proven)
-            Push(path, issuer, false);
-        if (!issuers.proven.empty()) return;
-        if (issuers.onlyInPath) {
-            path.cyclic = true;
-            return Finish(std::move(path), false);
+        const Issuers& issuers = IssuersOf(last);
+        if (!issuers.proven.empty()) {
+            const std::vector<CertificateContext> fresh = NewTo(path, issuers.proven);
+            for (const CertificateContext& issuer : fresh)
+                Push(path, issuer, false);
+            path.cyclic = fresh.empty();
+            if (path.cyclic) Finish(std::move(path), false);
+            return;
         }
-        for (const CertificateContext& issuer : issuers.claimed)
+        const std::vector<CertificateContext> claimed = NewTo(path, issuers.claimed);
+        for (const CertificateContext& issuer : claimed)
             Push(path, issuer, true);
-        if (!issuers.claimed.empty()) return;
+        if (!claimed.empty()) return;
         // Says of itself that it is a root, and no other issuer is known: a root with a broken signature.
         path.selfSigned = selfIssued && !AuthorityKeyIdDiffers(last, last);
         const bool brokenRoot = path.selfSigned;
@@ -129,26 +148,36 @@ class Builder {
         const CertificateContext& last = path.elements.back();
         path.trusted = true;
         path.selfSigned = selfIssued && !AuthorityKeyIdDiffers(last, last);
-        if (!path.selfSigned) path.anchorIssuers = FindIssuers(path).proven;
+        if (!path.selfSigned) path.anchorIssuers = NewTo(path, IssuersOf(last).proven);
         Finish(std::move(path), false);
     }
 
+    // Certificates that no path has reached yet go first: in a mesh each is then tried on its shortest way before the
+    // detours are.
     void Push(const CandidatePath& path, const CertificateContext& issuer, bool signatureWrong) {
-        if (open_.size() >= kMaxSignatureChecks) return;
+        if (first_.size() + again_.size() >= kMaxSteps) return;
         CandidatePath longer = path;
         longer.elements.push_back(issuer);
         longer.signatureWrong.push_back(signatureWrong);
-        open_.push_back(std::move(longer));
+        const bool unseen = seen_.insert(AsText(issuer.Encoded())).second;
+        (unseen ? first_ : again_).push_back(std::move(longer));
     }
 
     void Finish(CandidatePath path, bool signatureWrong) {
         path.signatureWrong.push_back(signatureWrong);
-        done_.push_back(std::move(path));
+        if (path.IsComplete()) {
+            complete_.push_back(std::move(path));
+        } else if (incomplete_.size() < kMaxIncomplete) {
+            incomplete_.push_back(std::move(path));
+        }
     }
 
     ChainSources& sources_;
-    std::deque<CandidatePath> open_;
-    std::vector<CandidatePath> done_;
+    std::deque<CandidatePath> first_, again_;
+    std::vector<CandidatePath> complete_, incomplete_;
+    // Keys are views into certificates that the sources hold meanwhile.
+    std::map<std::string_view, Issuers> issuers_;
+    std::set<std::string_view> seen_;
     std::size_t checks_ = 0;
 };
 

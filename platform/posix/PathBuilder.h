@@ -24,8 +24,8 @@ struct CandidatePath {
 // A path ends with the first trusted certificate, with a self-signed one, or where no issuer is known. An issuer is who
 // bears the name and verifies the signature. Only where nobody does, one who bears the name and is not contradicted by
 // the authority key identifier stands in as the issuer with a wrong signature. Bounded against meshes made to keep a
-// verifier busy: paths of 16 certificates, 1000 signature checks, 64 paths; short paths are found first, and those that
-// go by a trusted certificate before others, so that the bounds cut what is least likely to matter.
+// verifier busy: paths of 16 certificates, 1000 signature checks, 64 complete paths. Each certificate is first tried on
+// its shortest way, and trusted ones go before others, so that the bounds cut what is least likely to matter.
 std::vector<CandidatePath> EnumeratePaths(const CertificateContext& leaf, ChainSources& sources);
 
 // Whether the two name the same person or authority (RFC 5280, 7.1).
