@@ -8,6 +8,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <fstream>
 
@@ -179,7 +180,7 @@ TEST_F(Files, AFolderOrFileWithoutWriteRightsIsToldAndLeftAsItIs) {
     EXPECT_THAT(Names(), testing::ElementsAre("locked"));
 }
 
-// Puts a disk of 64 KiB at the folder that only this process sees.
+// Mounts a small empty disk at the folder, which only this process sees.
 bool MountSmallDisk(const fs::path& folder) {
     const auto user = "0 " + std::to_string(geteuid()) + " 1", group = "0 " + std::to_string(getegid()) + " 1";
     if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) return false;
@@ -188,6 +189,24 @@ bool MountSmallDisk(const fs::path& folder) {
     std::ofstream("/proc/self/uid_map") << user;
     std::ofstream("/proc/self/gid_map") << group;
     return mount("none", folder.c_str(), "tmpfs", 0, "size=64k") == 0;
+}
+
+TEST_F(Files, WhereAFileCannotBeNamelessItHasAHiddenNameUntilItIsDone) {
+    const int status = InChild([&] {
+        if (!MountSmallDisk("/proc")) return 77;  // the way to name a nameless file is gone
+        for (const char* text : {"new", "replaced"}) {
+            auto file = OutputFile::Create(folder / "file");
+            if (!file || !file->Write(AsBytes(text))) return 1;
+            const auto names = Names();
+            if (std::ranges::count_if(names, [](const auto& name) { return name.starts_with(".norvik-"); }) != 1)
+                return 2;
+            if (!file->Commit() || tests::ReadFile(folder / "file") != text) return 3;
+        }
+        if (!OutputFile::Create(folder / "never")->Write(AsBytes("half"))) return 4;
+        return Names() == std::vector<std::string>{"file"} ? 0 : 5;
+    });
+    if (status == 77) GTEST_SKIP() << "no user namespaces here";
+    EXPECT_EQ(status, 0);
 }
 
 TEST_F(Files, AFullDiskIsToldAndLeavesTheOldFile) {

@@ -11,6 +11,7 @@
 #include <functional>
 #include <thread>
 
+#include "platform/HostLog.h"
 #include "platform/Text.h"
 #include "tests/support/Profile.h"
 
@@ -181,12 +182,17 @@ TEST_F(Registry, ADamagedHiveGivesACodeAndIsLeftAsItIs) {
         {good.substr(0, 60), ERROR_REGISTRY_CORRUPT},
         {holed, ERROR_REGISTRY_CORRUPT},
     };
+    static int remarks;
+    remarks = 0;
+    SetHostLog([](std::string_view text) { remarks += text.find("registry.db") != std::string_view::npos; });
     for (const auto& [content, code] : cases) {
         profile.Write("config/norvik/registry.db", content);
         EXPECT_EQ(OpenCode(u"software"), code);
         EXPECT_EQ(CreateCode(u"software\\new"), code);
         EXPECT_EQ(tests::ReadFile(file), content);
     }
+    SetHostLog(nullptr);
+    EXPECT_GE(remarks, 4) << "nobody is told which file is damaged";
     profile.Write("config/norvik/registry.db", "");
     EXPECT_EQ(OpenCode(u"software"), ERROR_FILE_NOT_FOUND);
     EXPECT_EQ(CreateCode(u"software"), ERROR_SUCCESS) << "a file whose making was interrupted";

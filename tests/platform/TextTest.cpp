@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <cstdlib>
+
 #include "tests/support/Profile.h"
 
 namespace platform {
@@ -103,6 +105,20 @@ TEST(Text, TheShortDateFollowsTheUsersLocale) {
     }
     profile.Set("LC_ALL", "C");
     EXPECT_EQ(GetDateFormatW(1601, 12, 31), u"1601-12-31");
+}
+
+TEST(Text, InstalledLocalesGiveTheirDateAndCharset) {
+    tests::Profile profile;
+    const auto folder = profile.Folder() / "locales";
+    std::filesystem::create_directory(folder);
+    const std::string german = (folder / "de_DE.UTF-8").string(), russian = (folder / "ru_RU").string();
+    if (std::system(("localedef -i de_DE -f UTF-8 " + german + " && localedef -i ru_RU -f KOI8-R " + russian).c_str()))
+        GTEST_SKIP() << "localedef cannot make locales here";
+    profile.Set("LOCPATH", folder.string());
+    profile.Set("LC_ALL", "de_DE.UTF-8");
+    EXPECT_EQ(GetDateFormatW(2024, 3, 1), u"01.03.2024");
+    profile.Set("LC_ALL", "ru_RU");  // its charset is told by the locale itself, not by its name
+    EXPECT_THAT(MultiByteToWideChar(CP_THREAD_ACP, "\xF0"), Optional(Eq(u"П")));
 }
 
 TEST(Text, CodesHaveOneSentenceAndUnknownOnesNone) {
