@@ -29,6 +29,9 @@ class CkWideCharBase : public CkObject {
     // Puts a text into the next slot of the ring; null for no text.
     const char16_t* Result(const std::optional<std::string>& utf8);
 
+    // The same for a text that may hold NUL: it becomes U+FFFD, so that the reader of the pointer misses nothing.
+    const char16_t* WholeResult(const std::optional<std::string>& utf8);
+
     static std::string Utf8(const char16_t* text);  // a null pointer is an empty text
 
   private:

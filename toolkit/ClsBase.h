@@ -5,6 +5,7 @@
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace toolkit {
 
@@ -68,6 +69,17 @@ class ClsBase {
         std::unique_lock<std::recursive_mutex> lock_;
         bool success_ = false;
     };
+    // Both objects' locks, in an order that two threads cannot turn against each other.
+    [[nodiscard]] static auto LockBoth(const ClsBase& one, const ClsBase& other) {
+        std::unique_lock first(one.mutex_, std::defer_lock);
+        std::unique_lock second(other.mutex_, std::defer_lock);
+        if (&one == &other) {
+            first.lock();
+        } else {
+            std::lock(first, second);
+        }
+        return std::pair(std::move(first), std::move(second));
+    }
     // Holds the lock alone: for a property, which does not touch the log.
     [[nodiscard]] std::unique_lock<std::recursive_mutex> Lock() const { return std::unique_lock(mutex_); }
 

@@ -28,7 +28,7 @@ class Walk {
                 Descend(*value, "Value expected to be an object.");
             } else if (path_[0] == '[') {
                 value = Elements(*value);
-                if (value == nullptr || path_.empty()) return {value, faulty_};
+                if (value != nullptr || object_ == nullptr) return {value, faulty_};
             } else {
                 Fault("Expected a '.' or '[' char.");
             }
@@ -63,7 +63,8 @@ class Walk {
         return name;
     }
 
-    // All indices that follow one another: [2][0]...
+    // All indices that follow one another: [2][0]... The element if the path ends there; else null, and the walk goes
+    // on in object_ unless that is null too.
     JsonValue* Elements(JsonValue& start) {
         JsonArray* array = start.AsArray();
         if (array == nullptr) return Fault("Value expected to be an array.");
@@ -72,7 +73,7 @@ class Walk {
             if (element == nullptr || path_.empty()) return element;
             if (path_[0] == kDelimiter) {
                 Descend(*element, "JSON path error: expected an object.");
-                return object_ == nullptr ? nullptr : element;
+                return nullptr;
             }
             if (path_[0] != '[') return Fault("Expected a '.' or '[' char.");
             array = element->AsArray();
