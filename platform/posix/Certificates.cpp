@@ -5,6 +5,7 @@
 #include "platform/Hash.h"
 #include "platform/posix/Ber.h"
 #include "platform/posix/Native.h"
+#include "platform/posix/NativeTable.h"
 
 namespace platform {
 namespace {
@@ -143,18 +144,17 @@ Bytes KeyIdentifierOf(const CertificateContext& certificate) {
 namespace posix {
 
 X509* DecodedCertificate::Native() const {
-    return x509_.Get(encoded, [](ByteView der) {
-        const unsigned char* in = der.data();
-        X509Ptr x509(d2i_X509(nullptr, &in, static_cast<long>(der.size())));
-        if (in != der.data() + der.size()) x509.reset();
-        if (!x509) DrainErrorQueue();
-        return x509;
-    });
+    return x509_.Get(encoded, [this](ByteView der) { return SharedNative(der, Sha256()); });
 }
 
 const Bytes& DecodedCertificate::Sha1() const {
     std::call_once(hashOnce_, [&] { sha1_ = Digest(HashAlgorithm::sha1, encoded); });
     return sha1_;
+}
+
+const Bytes& DecodedCertificate::Sha256() const {
+    std::call_once(sha256Once_, [&] { sha256_ = Digest(HashAlgorithm::sha256, encoded); });
+    return sha256_;
 }
 
 const std::u16string& DecodedCertificate::CanonicalSubject() const {
@@ -233,7 +233,7 @@ std::optional<Bytes> CertGetCertificateContextProperty(const CertificateContext&
         case CERT_MD5_HASH_PROP_ID:
             return Digest(HashAlgorithm::md5, certificate.Encoded());
         case CERT_SHA256_HASH_PROP_ID:
-            return Digest(HashAlgorithm::sha256, certificate.Encoded());
+            return certificate.Backend()->decoded->Sha256();
         default:
             break;
     }

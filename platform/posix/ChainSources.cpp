@@ -22,10 +22,16 @@ bool Holds(const CertStore& store, const CertificateContext& certificate) {
     return found && found == certificate;  // whole: SHA-1 alone could be made to collide
 }
 
+// As it is now: a chain asks a store several times, and looks for changes once.
+CertStore SnapshotOf(const CertStore& store) {
+    auto snapshot = store.Backend()->Snapshot();
+    return snapshot ? CertStore(std::move(snapshot)) : store;
+}
+
 // The store without the sources that cost something to open: those have a tier of their own.
 CertStore FoldersOf(const CertStore& store) {
     auto folders = store.Backend()->WithoutHostSources();
-    return folders ? CertStore(std::move(folders)) : store;
+    return SnapshotOf(folders ? CertStore(std::move(folders)) : store);
 }
 
 std::vector<std::u16string> FurtherSystemStores() {
@@ -41,19 +47,18 @@ bool SystemRootsAreTrusted() {
 }
 
 ChainSources::ChainSources(const CertificateContext& leaf, const ChainParameters& parameters) {
-    AddOwnStores(leaf, parameters.additionalStore);
     if (const ChainEngine* engine = parameters.engine) {
         roots_ = engine->roots;
         issuers_.insert(issuers_.end(), engine->intermediates.begin(), engine->intermediates.end());
         issuers_.insert(issuers_.end(), roots_.begin(), roots_.end());
         crlStores_.insert(crlStores_.end(), engine->crls.begin(), engine->crls.end());
         if (engine->distrusted) distrusted_.push_back(engine->distrusted);
+        AddOwnStores(leaf, parameters.additionalStore);
         return;
     }
-    AddFolders(kIntermediates, issuers_);
-    AddFolders(kRoots, issuers_);
-    if (SystemRootsAreTrusted()) AddFolders(kRoots, roots_);
+    AddRootsAndIntermediates(SystemRootsAreTrusted());
     AddFolders(kDistrusted, distrusted_);
+    AddOwnStores(leaf, parameters.additionalStore);
     tiers_.push_back({[](ChainSources& sources) {
         for (const std::u16string& name : FurtherSystemStores())
             sources.AddFolders(name, sources.issuers_);
@@ -66,10 +71,8 @@ ChainSources::ChainSources(const CertificateContext& leaf, const ChainParameters
 }
 
 ChainSources::ChainSources(const CertificateContext& leaf) {
+    AddRootsAndIntermediates(true);
     AddOwnStores(leaf, {});
-    AddFolders(kIntermediates, issuers_);
-    AddFolders(kRoots, issuers_);
-    AddFolders(kRoots, roots_);
     tiers_.push_back({[](ChainSources& sources) {
         for (const std::u16string_view name : kFurtherSignerStores)
             sources.AddFolders(name, sources.issuers_);
@@ -77,6 +80,13 @@ ChainSources::ChainSources(const CertificateContext& leaf) {
     AddHostTiers(true);
 }
 
+void ChainSources::AddRootsAndIntermediates(bool rootsAreTrusted) {
+    AddFolders(kRoots, issuers_);
+    if (rootsAreTrusted) roots_ = issuers_;
+    AddFolders(kIntermediates, issuers_);
+}
+
+// Behind the folders: of a certificate that lies in both, the folder's is decoded already.
 void ChainSources::AddOwnStores(const CertificateContext& leaf, const CertStore& additional) {
     for (const CertStore& store : {leaf.Store(), additional}) {
         if (!store) continue;
@@ -100,7 +110,7 @@ void ChainSources::AddHostTiers(bool rootsAreTrusted) {
 
 void ChainSources::AddFolders(std::u16string_view name, std::vector<CertStore>& stores) {
     for (const StoreLocation location : {StoreLocation::currentUser, StoreLocation::localMachine}) {
-        if (CertStore store = CertOpenSystemStoreAt(location, name, false)) stores.push_back(std::move(store));
+        if (const CertStore store = CertOpenSystemStoreAt(location, name, false)) stores.push_back(SnapshotOf(store));
     }
 }
 

@@ -37,6 +37,7 @@ class ChainSources {
         std::function<void(ChainSources&)> open;
         bool tokens = false;
     };
+    void AddRootsAndIntermediates(bool rootsAreTrusted);
     void AddOwnStores(const CertificateContext& leaf, const CertStore& additional);
     void AddHostTiers(bool rootsAreTrusted);
     void AddFolders(std::u16string_view name, std::vector<CertStore>& stores);

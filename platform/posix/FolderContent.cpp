@@ -127,6 +127,15 @@ const FolderContent::Entry* FolderContent::FindBySha1(ByteView sha1) const {
     return found == bySha1_.end() ? nullptr : &certificates_[found->second];
 }
 
+std::vector<const FolderContent::Entry*> FolderContent::FindBySubject(const std::u16string& canonicalName) const {
+    std::call_once(subjectsOnce_, [this] {
+        for (const Entry& entry : certificates_)
+            bySubject_[entry.certificate.Backend()->decoded->CanonicalSubject()].push_back(&entry);
+    });
+    const auto found = bySubject_.find(canonicalName);
+    return found == bySubject_.end() ? std::vector<const Entry*>() : found->second;
+}
+
 bool FolderContent::FolderUnchanged(const std::filesystem::path& folder) const {
     return settled_ && FileState::Of(folder) == state_;
 }

@@ -55,6 +55,8 @@ class FolderContent {
     [[nodiscard]] const std::vector<std::shared_ptr<const FolderFile>>& Files() const { return files_; }
     // Null if there is none. Hashes every certificate at the first call.
     [[nodiscard]] const Entry* FindBySha1(ByteView sha1) const;
+    // By the name in canonical form; in the order of the file names. Reads every name at the first call.
+    [[nodiscard]] std::vector<const Entry*> FindBySubject(const std::u16string& canonicalName) const;
     // Whether a key file of that name lies here.
     [[nodiscard]] bool HasKeyFile(const std::string& name) const { return keyFiles_.contains(name); }
     [[nodiscard]] bool HasKeyFiles() const { return !keyFiles_.empty(); }
@@ -71,8 +73,9 @@ class FolderContent {
     std::vector<std::shared_ptr<const FolderFile>> files_;
     std::vector<Entry> certificates_;
     std::set<std::string> keyFiles_;
-    mutable std::once_flag indexOnce_;
+    mutable std::once_flag indexOnce_, subjectsOnce_;
     mutable std::unordered_map<std::string, std::size_t> bySha1_;
+    mutable std::unordered_map<std::u16string_view, std::vector<const Entry*>> bySubject_;
 };
 
 }  // namespace platform::posix

@@ -83,6 +83,7 @@ std::filesystem::path KeyFileIn(const std::filesystem::path& folder, const Certi
 }
 
 std::shared_ptr<const FolderContent> FolderStore::Current() const {
+    if (pinned_) return *pinned_;
     const auto cached = Cache().Find(folder_.native());
     if (cached && cached->Unchanged(folder_)) return cached;
     auto content = FolderContent::Read(folder_, cached.get());
@@ -113,7 +114,7 @@ std::vector<CrlContext> FolderStore::Crls() {
 }
 
 CertificateContext FolderStore::FindBySha1(ByteView sha1) {
-    auto content = Cache().Find(folder_.native());
+    auto content = pinned_ ? nullptr : Cache().Find(folder_.native());
     const auto* entry = content && content->FolderUnchanged(folder_) ? content->FindBySha1(sha1) : nullptr;
     if (entry == nullptr || !content->FileUnchanged(folder_, *entry->file)) {
         content = Current();
@@ -125,13 +126,16 @@ CertificateContext FolderStore::FindBySha1(ByteView sha1) {
 std::vector<CertificateContext> FolderStore::FindBySubject(ByteView subjectName) {
     const auto content = Current();
     if (!content) return {};
-    const std::u16string wanted = CanonicalName(subjectName);
     std::vector<CertificateContext> found;
-    for (const auto& entry : content->Certificates()) {
-        if (entry.certificate.Backend()->decoded->CanonicalSubject() == wanted)
-            found.push_back(Present(*content, entry.certificate));
-    }
+    for (const auto* entry : content->FindBySubject(CanonicalName(subjectName)))
+        found.push_back(Present(*content, entry->certificate));
     return found;
+}
+
+std::shared_ptr<CertStore::Impl> FolderStore::Snapshot() {
+    auto snapshot = std::make_shared<FolderStore>(*this);
+    snapshot->pinned_ = Current();
+    return snapshot;
 }
 
 bool FolderStore::MakeFolder() const {

@@ -23,6 +23,7 @@ class FolderStore : public CertStore::Impl {
     std::vector<CrlContext> Crls() override;
     CertificateContext FindBySha1(ByteView sha1) override;
     std::vector<CertificateContext> FindBySubject(ByteView subjectName) override;
+    std::shared_ptr<Impl> Snapshot() override;
     // Writes the certificate as `<thumbprint>.cer`, behind its key if it came with one in memory. A key file that is
     // already here is never replaced, and none is deleted but by Remove.
     bool Add(const CertificateContext& certificate, std::uint32_t disposition) override;
@@ -41,6 +42,7 @@ class FolderStore : public CertStore::Impl {
     std::filesystem::path folder_;
     Keys keys_;
     bool ownerOnly_;
+    std::optional<std::shared_ptr<const FolderContent>> pinned_;  // of a snapshot
 };
 
 }  // namespace platform::posix

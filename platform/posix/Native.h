@@ -45,12 +45,13 @@ struct DecodedCertificate {
     [[nodiscard]] X509* Native() const;
     // Computed at the first use.
     [[nodiscard]] const Bytes& Sha1() const;
+    [[nodiscard]] const Bytes& Sha256() const;
     [[nodiscard]] const std::u16string& CanonicalSubject() const;
 
   private:
     LazyNative<X509Ptr> x509_;
-    mutable std::once_flag hashOnce_, subjectOnce_;
-    mutable Bytes sha1_;
+    mutable std::once_flag hashOnce_, sha256Once_, subjectOnce_;
+    mutable Bytes sha1_, sha256_;
     mutable std::u16string canonicalSubject_;
 };
 
@@ -90,6 +91,9 @@ class CertStore::Impl {
     // Of a store that also opens tokens or trust anchors: the same store without them, so that a chain can ask folders
     // first. Null: this store opens none.
     virtual std::shared_ptr<Impl> WithoutHostSources() { return nullptr; }
+    // The store as it is now, for several look-ups in a row that need not ask after changes each time. Null: look-ups
+    // are cheap as it is.
+    virtual std::shared_ptr<Impl> Snapshot() { return nullptr; }
     virtual bool Add(const CertificateContext& certificate, std::uint32_t disposition);
     virtual bool AddCrl(const CrlContext& crl);
     virtual bool Remove(const CertificateContext& certificate);

@@ -105,6 +105,13 @@ class SystemStore : public CertStore::Impl {
         return std::make_shared<SystemStore>(folders_, HostSource::none);
     }
 
+    std::shared_ptr<Impl> Snapshot() override {
+        std::vector<std::shared_ptr<FolderStore>> folders;
+        for (const auto& folder : folders_)
+            folders.push_back(std::static_pointer_cast<FolderStore>(folder->Snapshot()));
+        return std::make_shared<SystemStore>(std::move(folders), host_);
+    }
+
     bool Add(const CertificateContext& certificate, std::uint32_t disposition) override {
         return folders_.empty() ? Impl::Add(certificate, disposition) : folders_[0]->Add(certificate, disposition);
     }
