@@ -3,6 +3,7 @@
 #include <langinfo.h>
 
 #include <cstdlib>
+#include <mutex>
 
 namespace platform::posix {
 
@@ -19,7 +20,9 @@ bool IsPortableLocale(const std::string& name) {
     return language == "C" || language == "POSIX";
 }
 
-std::string CharsetOf(const std::string& localeName) {
+namespace {
+
+std::string LookUpCharset(const std::string& localeName) {
     std::string charset;
     if (const Locale installed(LC_CTYPE_MASK, localeName); installed.Get() != nullptr) {
         charset = nl_langinfo_l(CODESET, installed.Get());
@@ -28,6 +31,24 @@ std::string CharsetOf(const std::string& localeName) {
     }
     if (charset.empty() || charset == "ANSI_X3.4-1968" || charset == "US-ASCII") return "UTF-8";
     return charset;
+}
+
+}  // namespace
+
+std::string CharsetOf(const std::string& localeName) {
+    // The last answer is kept: loading a locale reads its files, and the name hardly ever changes. Never freed, because
+    // texts are still converted while the process ends.
+    struct Kept {
+        std::mutex mutex;
+        std::string name, charset;
+    };
+    static Kept& kept = *new Kept;
+    const std::lock_guard lock(kept.mutex);
+    if (kept.charset.empty() || kept.name != localeName) {
+        kept.charset = LookUpCharset(localeName);
+        kept.name = localeName;
+    }
+    return kept.charset;
 }
 
 }  // namespace platform::posix
