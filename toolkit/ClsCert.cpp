@@ -13,6 +13,7 @@
 #include "platform/Stores.h"
 #include "platform/Text.h"
 #include "toolkit/cms/PlatformFailure.h"
+#include "toolkit/cms/TextMessage.h"
 
 namespace toolkit {
 
@@ -53,6 +54,13 @@ Bytes DecodeHex(std::string_view text) {
     return bytes;
 }
 
+Bytes DecodeBase64(std::string_view text) {
+    units::MemorySource source(platform::AsBytes(text));
+    const auto decoded = cms::DecodeText(source);
+    if (!decoded) return {};
+    return decoded->Copy(0, static_cast<std::size_t>(decoded->Size())).value_or(Bytes());
+}
+
 // Nothing for text that is not in the encoding, so that it fails as a hash of the wrong size.
 Bytes DecodeThumbprint(std::string_view text, std::string_view encoding) {
     const auto is = [encoding](std::string_view name) {
@@ -60,6 +68,7 @@ Bytes DecodeThumbprint(std::string_view text, std::string_view encoding) {
                           [](char a, char b) { return std::tolower(static_cast<unsigned char>(a)) == b; });
     };
     if (is("hex")) return DecodeHex(text);
+    if (is("base64")) return DecodeBase64(text);
     return {};
 }
 

@@ -85,7 +85,7 @@ std::optional<Bytes> GetTimestampToken(const TimestampOptions& options, platform
         return std::nullopt;
     }
     log.Detail("pkiStatus", PkiStatusName(reply->status));
-    if (!TokenAnswers(reply->token, *request, log)) return std::nullopt;
+    if (!TokenAnswers(reply->token, *request, signature, log)) return std::nullopt;
     return std::move(reply->token);
 }
 

@@ -9,9 +9,8 @@
 namespace toolkit::cms {
 
 // The token over the bytes of the signature, as the authority sent it. One POST, no retry. A granted token is taken
-// only if it answers this request: it decodes as a token, its imprint, nonce and policy are those that were asked for,
-// and, where its certificate was asked for, that is in it and the token's signature verifies with it - since a token
-// without it could be checked by nobody later. Not checked: the authority's chain, which is the verifier's business.
+// only if it answers this request and verifies (TimestampToken.h): one that nobody could check later would be found out
+// only when it is needed. Not checked: the authority's chain, which is the verifier's business.
 // Empty on failure, with the reason in the log. Null client: one with default settings.
 std::optional<platform::Bytes> GetTimestampToken(const TimestampOptions& options, platform::ByteView signature,
                                                  const ClsHttp* http, OperationLog& log);

@@ -2,6 +2,7 @@
 
 #include "toolkit/cms/SignedDataReader.h"
 #include "toolkit/cms/SignerInfo.h"
+#include "toolkit/cms/TimestampVerifier.h"
 #include "units/TstInfo.h"
 
 namespace toolkit::cms {
@@ -47,7 +48,8 @@ bool InfoAnswers(const units::TstInfo& info, const TimestampRequest& request, Op
 
 }  // namespace
 
-bool TokenAnswers(platform::ByteView token, const TimestampRequest& request, OperationLog& log) {
+bool TokenAnswers(platform::ByteView token, const TimestampRequest& request, platform::ByteView stamped,
+                  OperationLog& log) {
     units::MemorySource source(token);
     TstInfoReceiver receiver;
     SignedDataMessage message;
@@ -58,7 +60,15 @@ bool TokenAnswers(platform::ByteView token, const TimestampRequest& request, Ope
     if (!info || !signers || signers->size() != 1) {
         return Fail(log, "Failed to decode the received timestamp token.");
     }
-    return InfoAnswers(*info, request, log);
+    if (!InfoAnswers(*info, request, log)) return false;
+    // Without its certificates a token is taken as it is when nobody asked for them: then others must know them.
+    if (message.certificates.empty() && !request.certReq) return true;
+    if (message.certificates.empty()) {
+        return Fail(log, "The timestamp token holds no certificates although they were requested.");
+    }
+    const auto context = log.Enter("verifyTimestampToken");
+    if (VerifyTimestamp(token, platform::CopyOf(stamped), {}, log).validated) return true;
+    return Fail(log, "The signature of the timestamp token does not verify.");
 }
 
 }  // namespace toolkit::cms

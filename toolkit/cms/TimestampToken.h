@@ -7,8 +7,10 @@
 namespace toolkit::cms {
 
 // True if the token decodes, stamps the imprint that was asked for, repeats the nonce and, where one was named, the
-// policy; and, where its certificate was asked for, if that is in it and the token's signature verifies with it. Not
-// judged: the certificate's chain, and the authority's clock. False with the reason in the log.
-bool TokenAnswers(platform::ByteView token, const TimestampRequest& request, OperationLog& log);
+// policy; and if its signature verifies with the certificate in it, which must be there where it was asked for.
+// `stamped` are the bytes that the imprint is of. Not judged: the certificate's chain, and the authority's clock. False
+// with the reason in the log.
+bool TokenAnswers(platform::ByteView token, const TimestampRequest& request, platform::ByteView stamped,
+                  OperationLog& log);
 
 }  // namespace toolkit::cms
