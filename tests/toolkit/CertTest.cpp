@@ -1,0 +1,122 @@
+// Certificates found by their hash, and what is said of their revocation.
+
+#include "platform/HostLog.h"
+#include "tests/toolkit/SignFixture.h"
+#include "toolkit/CkTrustedRootsW.h"
+
+namespace {
+
+using namespace tests;
+using testing::HasSubstr;
+
+class CertTest : public testing::Test {
+  protected:
+    bool Load(const std::string& thumbprint, const char16_t* encoding = u"hex") {
+        certificate_.put_VerboseLogging(true);
+        const bool found = certificate_.LoadByThumbprint(Wide(thumbprint).c_str(), encoding);
+        log_ = Narrow(certificate_.lastErrorText());
+        return found;
+    }
+    // Into a store of the machine.
+    void InstallForAll(const std::string& store, const Certificate& certificate) const {
+        profile_.Write(profile_.Machine() / "stores" / store / "c.pem", certificate.Pem());
+    }
+    Profile profile_;
+    toolkit::CkCertW certificate_;
+    std::string log_;
+};
+
+std::string HashOf(const Certificate& certificate, const EVP_MD* hash) {
+    std::uint8_t digest[EVP_MAX_MD_SIZE];
+    unsigned size = 0;
+    X509_digest(certificate.Native(), hash, digest, &size);
+    return std::string(reinterpret_cast<const char*>(digest), size);
+}
+
+std::string Base64(const std::string& bytes) {
+    std::string text(4 * (bytes.size() + 2) / 3 + 4, '\0');
+    const int size =
+        EVP_EncodeBlock(reinterpret_cast<std::uint8_t*>(text.data()),
+                        reinterpret_cast<const std::uint8_t*>(bytes.data()), static_cast<int>(bytes.size()));
+    text.resize(static_cast<std::size_t>(size));
+    return text;
+}
+
+TEST_F(CertTest, HashIsReadInItsForms) {
+    const Certificate one = Issue({.subject = {{"CN", "One"}}, .key = TestKey(KeyType::p256)});
+    InstallCertificate(profile_, "TrustedPeople", one);
+    const std::string sha1 = HashOf(one, EVP_sha1()), md5 = HashOf(one, EVP_md5());
+    std::string spaced = "\t", lower;
+    for (const char c : one.Thumbprint()) {
+        lower.push_back(static_cast<char>(std::tolower(c)));
+        spaced.append(spaced.size() % 3 == 2 ? ": " : "").push_back(c);
+    }
+    EXPECT_TRUE(Load(one.Thumbprint())) << log_;
+    EXPECT_TRUE(Load(lower)) << log_;
+    EXPECT_TRUE(Load(spaced)) << log_;
+    EXPECT_TRUE(Load(one.Thumbprint(), u"HEX")) << log_;
+    EXPECT_TRUE(Load(Base64(sha1), u"Base64")) << log_;
+    EXPECT_TRUE(Load(Base64(md5), u"base64")) << log_;
+    EXPECT_TRUE(Load(Hex(platform::AsBytes(md5)))) << log_;
+    EXPECT_FALSE(Load(std::string(40, '0')));
+}
+
+TEST_F(CertTest, HashOfAWrongSizeFailsBeforeAnyStoreIsOpened) {
+    // Something in a store that cannot be read leaves a remark whenever the store is opened.
+    static int remarks = 0;
+    remarks = 0;
+    profile_.Write(profile_.Stores() / "MY" / "broken.cer", "no certificate");
+    platform::SetHostLog([](std::string_view) { ++remarks; });
+    for (const std::string& wrong : {std::string(38, 'A'), std::string(), std::string("xyz"), std::string(41, 'A')}) {
+        EXPECT_FALSE(Load(wrong)) << wrong;
+        EXPECT_THAT(log_, HasSubstr("Hash must be 16 bytes (md5) or 20 bytes (sha1)"));
+    }
+    EXPECT_FALSE(Load(std::string(40, 'A'), u"no such encoding"));
+    EXPECT_EQ(remarks, 0);
+    EXPECT_FALSE(Load(std::string(40, 'A')));
+    EXPECT_GT(remarks, 0);
+    platform::SetHostLog(nullptr);
+}
+
+TEST_F(CertTest, FirstStoreInTheOrderWinsAndTheUserComesBeforeTheMachine) {
+    const Certificate one = Issue({.subject = {{"CN", "One"}}, .key = TestKey(KeyType::p256)});
+    const char* order[] = {
+        "TrustedPublisher", "TrustedPeople", "AuthRoot", "CertificationAuthority", "ROOT", "CA", "ADDRESSBOOK", "MY"};
+    // From the last one asked to the first: each new place must win over those before.
+    for (const char* store : order) {
+        InstallForAll(store, one);
+        ASSERT_TRUE(Load(one.Thumbprint())) << store << log_;
+        EXPECT_THAT(log_, HasSubstr(std::string("foundInStore: ").append(store)));
+        EXPECT_THAT(log_, HasSubstr("storeLocation: LocalMachine"));
+        InstallCertificate(profile_, store, one);
+        ASSERT_TRUE(Load(one.Thumbprint())) << store << log_;
+        EXPECT_THAT(log_, HasSubstr(std::string("foundInStore: ").append(store)));
+        EXPECT_THAT(log_, HasSubstr("storeLocation: CurrentUser"));
+    }
+}
+
+TEST_F(CertTest, RevocationIsZeroOneOrUnknown) {
+    EXPECT_EQ(certificate_.CheckRevoked(), -1);
+    const StandardPki pki;
+    pki.Install(profile_);
+    ASSERT_TRUE(Load(pki.signer.Thumbprint()));
+    EXPECT_EQ(certificate_.CheckRevoked(), -1) << "nobody could tell";
+    InstallCrl(profile_, "CA", MakeCrl(pki.ca, {.number = 1}));
+    ASSERT_TRUE(Load(pki.signer.Thumbprint()));
+    EXPECT_EQ(certificate_.CheckRevoked(), 0) << Narrow(certificate_.lastErrorText());
+    InstallCrl(profile_, "CA",
+               MakeCrl(pki.ca, {.revoked = {{pki.signer.Serial(), std::time(nullptr) - kDay, 1}},
+                                .thisUpdate = std::time(nullptr) - 60,
+                                .number = 2}));
+    ASSERT_TRUE(Load(pki.signer.Thumbprint()));
+    EXPECT_EQ(certificate_.CheckRevoked(), 1);
+}
+
+TEST_F(CertTest, ActivatingTheEmptyListOfRootsSucceeds) {
+    toolkit::CkTrustedRootsW roots;
+    roots.put_TrustSystemCaRoots(true);
+    EXPECT_TRUE(roots.Activate());
+    EXPECT_THAT(Narrow(roots.lastErrorText()), HasSubstr("numTrustedRoots: 0"));
+}
+
+}  // namespace
