@@ -148,7 +148,7 @@ TEST(Pfx, DamageIsNeitherAcceptedNorTakenForAWrongPassword) {
 TEST(Pfx, EndlessWorkIsRefused) {
     Bytes pfx = tests::MakePfx({.certificates = {Make("x")}, .password = "p"});
     const Bytes iterations{0x02, 0x02, 0x08, 0x00};  // 2048, in the MAC and in each encrypted part
-    const auto last = std::ranges::find_end(pfx, iterations).begin();
+    const auto last = std::find_end(pfx.begin(), pfx.end(), iterations.begin(), iterations.end());
     ASSERT_NE(last, pfx.end());
     const auto at = static_cast<std::size_t>(last - pfx.begin());
     ASSERT_EQ(at + iterations.size(), pfx.size());
@@ -156,7 +156,7 @@ TEST(Pfx, EndlessWorkIsRefused) {
     pfx.resize(at);
     pfx.insert(pfx.end(), {0x02, 0x04, 0x7F, 0xFF, 0xFF, 0xFF});
     const Bytes macData{0x30, 0x41, 0x30, 0x31};  // SHA-256: SEQUENCE, its DigestInfo
-    const auto mac = std::ranges::find_end(pfx, macData).begin();
+    const auto mac = std::find_end(pfx.begin(), pfx.end(), macData.begin(), macData.end());
     ASSERT_NE(mac, pfx.end());
     mac[1] += 2;
     const unsigned total = (pfx[2] << 8 | pfx[3]) + 2U;

@@ -413,7 +413,7 @@ TEST(FolderStore, SeveralThreadsMayReadWhileFilesChange) {
 TEST(FolderStore, TwoThousandCertificatesAreListedQuickly) {
     const Profile profile;
     const Bytes number(8, 1), der = Make("one of many", 1'700'000'000, number).Der();
-    const auto serial = std::ranges::search(der, number).begin() - der.begin();
+    const auto serial = std::search(der.begin(), der.end(), number.begin(), number.end()) - der.begin();
     Bytes each = der;
     for (int i = 0; i < 2000; ++i) {
         each[static_cast<std::size_t>(serial) + 6] = static_cast<std::uint8_t>(i >> 8);
