@@ -25,6 +25,10 @@ std::string WideCharToMultiByte(std::uint32_t codePage, std::u16string_view text
 std::u16string ToWide(std::string_view utf8);
 std::string ToUtf8(std::u16string_view text);
 
+// One letter in the other case, in every script; what has no other case stays.
+char16_t CharLowerW(char16_t c);
+char16_t CharUpperW(char16_t c);
+
 // The short date of the user's locale (LC_TIME) for a local date; "01.03.2024 г." for bg_BG, ISO 8601 for C and POSIX.
 std::u16string GetDateFormatW(int year, int month, int day);
 
