@@ -1,0 +1,15 @@
+#include "src/Norvik.h"
+#include "src/ui/UserInterface.h"
+
+namespace ui {
+
+void SilentInterface::ShowMessage(const Message& message) {
+    LogInfo(message.title.empty() ? message.text : message.title + u": " + message.text);
+}
+
+std::optional<platform::Secret> SilentInterface::AskPin(const platform::PinRequest& request) {
+    LogInfo(u"Nobody can be asked for the PIN of " + request.subject);
+    return std::nullopt;
+}
+
+}  // namespace ui

@@ -1,0 +1,139 @@
+#include "src/ui/TerminalInterface.h"
+
+#include <fcntl.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+
+#include "platform/Text.h"
+
+namespace ui {
+namespace {
+
+using platform::Secret;
+
+// The terminal of this process, silent and delivering every key as it is pressed until the object ends.
+class SilentTerminal {
+  public:
+    SilentTerminal() : descriptor_(open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC)) {
+        if (descriptor_ < 0 || tcgetattr(descriptor_, &before_) != 0) return;
+        termios silent = before_;
+        // Ctrl-C is read as a key too: a signal would leave the terminal without echo.
+        silent.c_lflag &= ~static_cast<tcflag_t>(ECHO | ICANON | ISIG);
+        ready_ = tcsetattr(descriptor_, TCSAFLUSH, &silent) == 0;
+    }
+    ~SilentTerminal() {
+        if (ready_) tcsetattr(descriptor_, TCSAFLUSH, &before_);
+        if (descriptor_ >= 0) close(descriptor_);
+    }
+    SilentTerminal(const SilentTerminal&) = delete;
+    SilentTerminal& operator=(const SilentTerminal&) = delete;
+
+    [[nodiscard]] bool Ready() const { return ready_; }
+    void Show(std::string_view text) const {
+        while (!text.empty()) {
+            const ssize_t written = write(descriptor_, text.data(), text.size());
+            if (written <= 0) return;
+            text.remove_prefix(static_cast<std::size_t>(written));
+        }
+    }
+    [[nodiscard]] int Key() const {
+        unsigned char key = 0;
+        ssize_t got = 0;
+        do {
+            got = read(descriptor_, &key, 1);
+        } while (got < 0 && errno == EINTR);
+        return got == 1 ? key : -1;
+    }
+
+  private:
+    int descriptor_;
+    termios before_{};
+    bool ready_ = false;
+};
+
+constexpr int kCtrlC = 0x03, kCtrlD = 0x04, kBackspace = 0x08, kDelete = 0x7f, kCtrlU = 0x15;
+
+void RemoveLastCharacter(platform::Bytes& line) {
+    while (!line.empty()) {
+        const bool continuation = (line.back() & 0xC0) == 0x80;
+        line.pop_back();
+        if (!continuation) return;
+    }
+}
+
+std::string Question(const platform::PinRequest& request) {
+    using Kind = platform::PinRequest::Kind;
+    std::string text;
+    if (request.lastTry) {
+        text += "Внимание: това е последният опит. Грешен ПИН ще блокира картата.\n";
+    } else if (request.fewTriesLeft) {
+        text += "Внимание: остават малко опити преди картата да се блокира.\n";
+    }
+    const auto subject = platform::ToUtf8(request.subject);
+    switch (request.kind) {
+        case Kind::token:
+            return text + "ПИН за „" + subject + "“: ";
+        case Kind::signature:
+            return text + "ПИН за подписване с „" + subject + "“: ";
+        case Kind::keyPassphrase:
+            return text + "Парола за ключа на „" + subject + "“: ";
+    }
+    return text;
+}
+
+}  // namespace
+
+std::optional<Secret> ReadHidden(std::string_view prompt) {
+    const SilentTerminal terminal;
+    if (!terminal.Ready()) return std::nullopt;
+    terminal.Show(prompt);
+    platform::Bytes line;
+    line.reserve(1024);  // long enough never to move, so that no copy stays behind
+    for (;;) {
+        const int key = terminal.Key();
+        if (key < 0 || key == kCtrlC || (key == kCtrlD && line.empty())) break;
+        if (key == '\n' || key == '\r') {
+            terminal.Show("\n");
+            return Secret(std::move(line));
+        }
+        if (key == kBackspace || key == kDelete) {
+            RemoveLastCharacter(line);
+        } else if (key == kCtrlU) {
+            line.clear();
+        } else if (line.size() < line.capacity()) {
+            line.push_back(static_cast<std::uint8_t>(key));
+        }
+    }
+    platform::Wipe(line.data(), line.capacity());
+    terminal.Show("\n");
+    return std::nullopt;
+}
+
+void TerminalInterface::ShowMessage(const Message& message) {
+    const auto text = platform::ToUtf8(message.title.empty() ? message.text : message.title + u": " + message.text);
+    std::fprintf(stderr, "%s\n", text.c_str());
+}
+
+std::optional<Secret> TerminalInterface::AskPin(const platform::PinRequest& request) {
+    const bool reusable = request.kind != platform::PinRequest::Kind::signature;
+    if (scriptedPin_) {
+        if (request.lastTry) {
+            std::fputs("Остава последен опит за ПИН: въведете го на терминал, без --pin-stdin.\n", stderr);
+            return std::nullopt;
+        }
+        pinGiven_ = true;
+        return scriptedPin_->Copy();
+    }
+    const auto known = remembered_.find(request.subject);
+    if (reusable && known != remembered_.end()) return known->second.Copy();
+    auto pin = ReadHidden(Question(request));
+    if (!pin) return std::nullopt;
+    pinGiven_ = true;
+    if (reusable) remembered_[request.subject] = pin->Copy();
+    return pin;
+}
+
+}  // namespace ui

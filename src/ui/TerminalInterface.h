@@ -1,0 +1,34 @@
+#pragma once
+// The person at a terminal: messages go to standard error, PINs are read without echo from the terminal itself.
+
+#include <map>
+#include <optional>
+#include <string>
+
+#include "src/ui/UserInterface.h"
+
+namespace ui {
+
+// Reads a line from the controlling terminal without showing it. Empty optional: there is no terminal, or the person
+// pressed Ctrl-C or Ctrl-D.
+std::optional<platform::Secret> ReadHidden(std::string_view prompt);
+
+class TerminalInterface : public UserInterface {
+  public:
+    // Answers every PIN question from now on, in place of the terminal: for scripts.
+    void UsePin(platform::Secret pin) { scriptedPin_ = std::move(pin); }
+    // Whether a PIN was handed out. A command over several files stops when one fails after that, so that a wrong PIN
+    // is not tried again by itself.
+    [[nodiscard]] bool PinGiven() const { return pinGiven_; }
+
+    void ShowMessage(const Message& message) override;
+    std::optional<platform::Secret> AskPin(const platform::PinRequest& request) override;
+
+  private:
+    std::optional<platform::Secret> scriptedPin_;
+    // A token's PIN is asked once in the run of a command over several files; one for a single use is asked each time.
+    std::map<std::u16string, platform::Secret> remembered_;
+    bool pinGiven_ = false;
+};
+
+}  // namespace ui

@@ -1,0 +1,217 @@
+#include <dlfcn.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <spdlog/spdlog.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <set>
+#include <thread>
+
+#include "platform/Registry.h"
+#include "src/Norvik.h"
+#include "tests/support/Profile.h"
+#include "tests/support/ScriptedInterface.h"
+#include "units/Registry.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using tests::Profile;
+
+fs::path LogFolder(const Profile& profile) {
+    return profile.Folder() / "tmp/Norvik";
+}
+
+class Application : public testing::Test {
+  protected:
+    ~Application() override { CNorvikApp::Stop(); }
+    Profile profile_;
+    tests::Script script_;
+    std::shared_ptr<CNorvikApp> Start() {
+        return CNorvikApp::Start(std::make_unique<tests::ScriptedInterface>(script_));
+    }
+};
+
+TEST_F(Application, HasASessionFolderOfItsOwnUntilItStops) {
+    const auto app = Start();
+    const auto folder = app->SessionFolder();
+    ASSERT_TRUE(fs::is_directory(folder));
+    EXPECT_EQ(folder.parent_path(), LogFolder(profile_));
+    EXPECT_THAT(folder.filename().string(),
+                testing::MatchesRegex("[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}"));
+    EXPECT_EQ(fs::status(folder).permissions(), fs::perms::owner_all);
+    EXPECT_EQ(app->CrlCacheFolder(), folder / "CRLCache");
+
+    fs::create_directory(folder / "CRLCache");
+    std::ofstream(folder / "CRLCache/left") << "over";
+    CNorvikApp::Stop();
+    EXPECT_FALSE(fs::exists(folder)) << "also while an operation still holds the object";
+    EXPECT_EQ(CNorvikApp::Current(), nullptr);
+    EXPECT_TRUE(fs::exists(LogFolder(profile_)));
+}
+
+TEST_F(Application, LeavesTheSessionFolderToItsOwnerWhenAForkedChildEnds) {
+    const auto folder = Start()->SessionFolder();
+    const pid_t child = fork();
+    if (child == 0) {
+        CNorvikApp::Stop();
+        _exit(fs::exists(folder) ? 0 : 1);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+    EXPECT_TRUE(fs::exists(folder));
+}
+
+TEST_F(Application, AppendsABackslashToTheInstallFolderEvenToAMissingOne) {
+    EXPECT_EQ(Start()->InstallDir(), u"\\");
+    CNorvikApp::Stop();
+    {
+        CRegistry machine(platform::Hive::HKEY_LOCAL_MACHINE);
+        ASSERT_TRUE(machine.Open(u"Software\\Tessaly\\Tessaly Norvik", true));
+        ASSERT_TRUE(machine.WriteString(u"InstallDir", u"/opt/norvik"));
+    }
+    EXPECT_EQ(Start()->InstallDir(), u"/opt/norvik\\");
+}
+
+TEST_F(Application, HasNoInstallFolderWhereTheMachinesSettingsMayNotBeWritten) {
+    profile_.Set("NORVIK_MACHINE_DIR", "/proc/norvik");
+    EXPECT_EQ(Start()->InstallDir(), u"");
+}
+
+TEST_F(Application, SaysWhyItHasNoTempFolderAndWorksOnWithoutALog) {
+    const auto blocked = profile_.Write("blocked/Norvik", "a file where the folder should be").parent_path();
+    fs::permissions(blocked, fs::perms::owner_all);
+    profile_.Set("TMPDIR", blocked.string());
+    const auto app = Start();
+    ASSERT_EQ(script_.shown.size(), 1u);
+    EXPECT_EQ(script_.shown[0].title, u"Norvik");
+    EXPECT_THAT(script_.Texts()[0], testing::StartsWith("Norvik:138\r\n\r\n"));
+    EXPECT_EQ(app->SessionFolder(), fs::path());
+    EXPECT_EQ(app->Logger(), nullptr);
+    LogInfo(u"goes nowhere");
+}
+
+TEST_F(Application, WorksWhereTheLogCannotBeWritten) {
+    fs::create_directories(LogFolder(profile_) / "Norvik.log");  // a folder has the log's name
+    const auto app = Start();
+    LogInfo(u"lost");
+    LogError(u"lost");
+    EXPECT_TRUE(fs::is_directory(app->SessionFolder()));
+    EXPECT_TRUE(script_.shown.empty());
+}
+
+TEST_F(Application, GivesTheLogLibraryBackAsItWas) {
+    const auto before = spdlog::default_logger();
+    Start();
+    EXPECT_EQ(spdlog::default_logger()->name(), "Norvik_logger");
+    LogInfo(u"На български");
+    CNorvikApp::Stop();
+    EXPECT_EQ(spdlog::default_logger(), before);
+    EXPECT_EQ(spdlog::get("Norvik_logger"), nullptr);
+    EXPECT_THAT(tests::ReadFile(LogFolder(profile_) / "Norvik.log"),
+                testing::HasSubstr("] [Norvik_logger] [info] На български\n"));
+}
+
+// Every line of several processes and threads must be there once, whole, although the file is rotated under them many
+// times.
+TEST_F(Application, SharesItsLogWithOtherProcessesThroughRotations) {
+    constexpr int processes = 4, threads = 2, lines = 700;  // about 5 MiB: four rotations
+    const std::string filling(900, 'x');
+    std::vector<pid_t> children;
+    for (int p = 0; p < processes; ++p) {
+        children.push_back(fork());
+        if (children.back() != 0) continue;
+        Start();
+        std::vector<std::thread> writers;
+        for (int t = 0; t < threads; ++t)
+            writers.emplace_back([&, t] {
+                for (int i = 0; i < lines; ++i)
+                    LogInfo(platform::ToWide("<" + std::to_string(p) + "." + std::to_string(t) + "." +
+                                             std::to_string(i) + filling + ">"));
+            });
+        for (auto& writer : writers)
+            writer.join();
+        CNorvikApp::Stop();
+        _exit(0);
+    }
+    for (const auto child : children) {
+        int status = -1;
+        waitpid(child, &status, 0);
+        EXPECT_EQ(status, 0);
+    }
+    std::multiset<std::string> found;
+    int files = 0;
+    for (const auto& entry : fs::directory_iterator(LogFolder(profile_))) {
+        if (entry.path().extension() != ".log") continue;
+        ++files;
+        EXPECT_LE(entry.file_size(), 0x100000u) << entry.path();
+        std::ifstream file(entry.path());
+        for (std::string line; std::getline(file, line);) {
+            const auto open = line.find('<');
+            ASSERT_NE(open, std::string::npos) << line;
+            ASSERT_EQ(line.back(), '>') << "a line is torn: " << line;
+            found.insert(line.substr(open + 1, line.find('x', open) - open - 1));
+        }
+    }
+    EXPECT_GE(files, 5);
+    EXPECT_EQ(found.size(), static_cast<std::size_t>(processes * threads * lines));
+    EXPECT_EQ(std::set<std::string>(found.begin(), found.end()).size(), found.size()) << "a line stands twice";
+}
+
+TEST_F(Application, KeepsFiveOldLogsAtMost) {
+    Start();
+    const std::u16string filling(100'000, u'x');
+    for (int i = 0; i < 100; ++i)
+        LogInfo(filling);
+    std::set<std::string> names;
+    for (const auto& entry : fs::directory_iterator(LogFolder(profile_)))
+        if (entry.is_regular_file()) names.insert(entry.path().filename().string());
+    EXPECT_THAT(names, testing::ElementsAre("Norvik.1.log", "Norvik.2.log", "Norvik.3.log", "Norvik.4.log",
+                                            "Norvik.5.log", "Norvik.log"));
+}
+
+// The library as an application sees it: loaded, called from several threads, and unloaded, again and again.
+TEST_F(Application, ComesWithTheLibraryAndGoesWithIt) {
+    for (int round = 0; round < 3; ++round) {
+        void* library = dlopen(NORVIK_BINARY_DIR "/lib/libNorvik.so", RTLD_NOW | RTLD_LOCAL);
+        ASSERT_NE(library, nullptr) << dlerror();
+        const auto init = reinterpret_cast<void (*)(void*)>(dlsym(library, "NorvikInit"));
+        ASSERT_NE(init, nullptr);
+        std::vector<std::thread> callers;
+        for (int i = 0; i < 4; ++i)
+            callers.emplace_back([&] { init(&library); });
+        for (auto& caller : callers)
+            caller.join();
+        EXPECT_EQ(CNorvikApp::Current()->parentWindow, &library);
+        const auto folder = CNorvikApp::Current()->SessionFolder();
+        EXPECT_TRUE(fs::is_directory(folder));
+        dlclose(library);
+        EXPECT_FALSE(fs::exists(folder)) << "round " << round;
+    }
+}
+
+TEST_F(Application, CleansUpWhenTheProcessEndsWithThreadsInsideIt) {
+    const pid_t child = fork();
+    if (child == 0) {
+        void* library = dlopen(NORVIK_BINARY_DIR "/lib/libNorvik.so", RTLD_NOW);
+        if (library == nullptr) _exit(3);
+        for (int i = 0; i < 4; ++i) {
+            std::thread([] {
+                for (;;)
+                    LogInfo(u"still here");
+            }).detach();
+        }
+        usleep(20'000);
+        std::exit(0);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+    for (const auto& entry : fs::directory_iterator(LogFolder(profile_)))
+        EXPECT_FALSE(entry.is_directory()) << "left behind: " << entry.path();
+}
+
+}  // namespace

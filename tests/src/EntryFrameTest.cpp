@@ -1,0 +1,153 @@
+#include "src/EntryFrame.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <regex>
+#include <set>
+#include <sstream>
+#include <stdexcept>
+
+#include "tests/support/Process.h"
+#include "tests/support/Profile.h"
+#include "tests/support/ScriptedInterface.h"
+
+namespace {
+
+// The high word must come back too.
+constexpr std::uint64_t kContext = 0xFEDC'BA98'7654'3210;
+
+struct Heard {
+    int calls = 0;
+    std::uint64_t context = 0;
+    std::u16string text;
+    bool error = false, othersNull = false;
+} heard;
+
+void HearJson(std::uint64_t context, const char16_t* json) {
+    ++heard.calls;
+    heard.context = context;
+    heard.text = json;
+}
+void HearRecord(std::uint64_t context, bool error, const char16_t* message, const char16_t* name, const char16_t* from,
+                const char16_t* to, const char16_t* thumbprint, const char16_t* issuer) {
+    HearJson(context, message);
+    heard.error = error;
+    heard.othersNull = !name && !from && !to && !thumbprint && !issuer;
+}
+void HearRecordFlag(std::uint64_t context, bool error, const char16_t* message, const char16_t* name,
+                    const char16_t* from, const char16_t* to, const char16_t* thumbprint, const char16_t* issuer,
+                    bool) {
+    HearRecord(context, error, message, name, from, to, thumbprint, issuer);
+}
+void HearSignature(std::uint64_t context, int error, const char16_t* message, int, const char16_t* time, int,
+                   const char16_t* text, const char16_t* subject, const char16_t* from, const char16_t* to,
+                   const char16_t* thumbprint, const char16_t* issuer) {
+    HearRecord(context, error == 1, message, text, from, to, thumbprint, issuer);
+    heard.othersNull = heard.othersNull && !time && !subject;
+}
+
+class Frame : public testing::Test {
+  protected:
+    Frame() {
+        heard = {};
+        CNorvikApp::Start(std::make_unique<tests::ScriptedInterface>(script_));
+    }
+    ~Frame() override { CNorvikApp::Stop(); }
+    tests::Profile profile_;
+    tests::Script script_;
+};
+
+[[noreturn]] bool Throw() {
+    throw std::runtime_error("Липсва файл");
+}
+
+TEST_F(Frame, HandsTheResultThroughWhenNothingIsThrown) {
+    EXPECT_TRUE(EntryFrame::Run(JsonFailure{HearJson, kContext}, [] { return true; }));
+    EXPECT_EQ(EntryFrame::Run(MessageBoxFailure{}, [] { return 7; }), 7);
+    EXPECT_EQ(heard.calls, 0);
+    EXPECT_TRUE(script_.shown.empty());
+}
+
+TEST_F(Frame, TurnsAnExceptionIntoOneJsonObjectOverSeveralLines) {
+    EXPECT_FALSE(EntryFrame::Run(JsonFailure{HearJson, kContext}, Throw));
+    EXPECT_EQ(heard.calls, 1);
+    EXPECT_EQ(heard.context, kContext);
+    EXPECT_EQ(heard.text, u"{\r\n  \"Error\": true,\r\n  \"ErrorMessage\": \"Липсва файл\"\r\n}\r\n");
+}
+
+TEST_F(Frame, PutsTheObjectIntoAnArrayWhereTheAnswerIsOne) {
+    EXPECT_FALSE(EntryFrame::Run(JsonArrayFailure{HearJson, kContext}, Throw));
+    EXPECT_EQ(heard.text, u"[\r\n  {\r\n    \"Error\": true,\r\n    \"ErrorMessage\": \"Липсва файл\"\r\n  }\r\n]\r\n");
+}
+
+TEST_F(Frame, TellsRecordCallbacksTheMessageAloneAndKeepsTheFunctionsOwnResult) {
+    EXPECT_FALSE(EntryFrame::Run(RecordFailure{HearRecord, kContext}, Throw));
+    EXPECT_TRUE(EntryFrame::Run(RecordFlagFailure{HearRecordFlag, kContext, true}, Throw));
+    EntryFrame::Run(SignInfoFailure{HearSignature, kContext}, [] { Throw(); });
+    EXPECT_EQ(heard.calls, 3);
+    EXPECT_EQ(heard.context, kContext);
+    EXPECT_TRUE(heard.error && heard.othersNull);
+    EXPECT_EQ(heard.text, u"Липсва файл");
+}
+
+TEST_F(Frame, ShowsABoxAndAnswersOneWhereThereIsNoCallback) {
+    EXPECT_EQ(EntryFrame::Run(MessageBoxFailure{}, []() -> int { throw std::runtime_error("why"); }), 1);
+    ASSERT_EQ(script_.shown.size(), 1u);
+    EXPECT_EQ(script_.shown[0].title, u"Грешка");
+    EXPECT_EQ(script_.shown[0].text, u"why");
+    EXPECT_EQ(script_.shown[0].icon, ui::Message::Icon::error);
+}
+
+TEST_F(Frame, LogsTheExceptionAsAnError) {
+    EXPECT_FALSE(EntryFrame::Run(LogFailure{}, Throw));
+    EXPECT_THAT(tests::ReadFile(profile_.Folder() / "tmp/Norvik/Norvik.log"),
+                testing::HasSubstr("[Norvik_logger] [error] Липсва файл"));
+    EXPECT_TRUE(script_.shown.empty());
+}
+
+TEST_F(Frame, CallsNoNullCallback) {
+    EXPECT_FALSE(EntryFrame::Run(JsonFailure{nullptr, 0}, Throw));
+    EXPECT_FALSE(EntryFrame::Run(JsonArrayFailure{nullptr, 0}, Throw));
+    EXPECT_FALSE(EntryFrame::Run(RecordFailure{nullptr, 0}, Throw));
+    EXPECT_FALSE(EntryFrame::Run(RecordFlagFailure{nullptr, 0}, Throw));
+    EXPECT_NO_THROW(EntryFrame::Run(SignInfoFailure{nullptr, 0}, [] { Throw(); }));
+}
+
+TEST(EntryFrame, LetsNothingOutWithoutAnApplication) {
+    ASSERT_EQ(CNorvikApp::Current(), nullptr);
+    EXPECT_EQ(EntryFrame::Run(MessageBoxFailure{}, []() -> int { throw std::runtime_error("why"); }), 1);
+}
+
+// --- The exported list ---
+
+std::set<std::string> Lines(const std::string& text) {
+    std::istringstream stream(text);
+    std::set<std::string> lines;
+    for (std::string line; std::getline(stream, line);)
+        lines.insert(line);
+    return lines;
+}
+
+TEST(ExportedList, NamesTheFunctionsThatTheHeaderDeclares) {
+    const auto header = tests::ReadFile(NORVIK_SOURCE_DIR "/include/norvik/norvik.h");
+    const std::regex declaration(R"(NORVIK_EXPORT \w+ (\w+)\()");
+    std::set<std::string> declared;
+    for (std::sregex_iterator at(header.begin(), header.end(), declaration), end; at != end; ++at)
+        declared.insert((*at)[1]);
+    EXPECT_EQ(declared.size(), 46u);
+    EXPECT_EQ(declared, Lines(tests::ReadFile(NORVIK_SOURCE_DIR "/src/Norvik.exports")));
+}
+
+TEST(ExportedList, HoldsEveryDynamicSymbolOfTheLibrary) {
+    const auto shown = tests::Run(
+        {"nm", "--dynamic", "--defined-only", "--format=just-symbols", NORVIK_BINARY_DIR "/lib/libNorvik.so"});
+    ASSERT_EQ(shown.status, 0) << shown.error;
+    const auto symbols = Lines(shown.output);
+    EXPECT_THAT(symbols, testing::Contains("NorvikInit"));
+    const auto allowed = Lines(tests::ReadFile(NORVIK_SOURCE_DIR "/src/Norvik.exports"));
+    for (const auto& symbol : symbols)
+        EXPECT_TRUE(allowed.contains(symbol)) << symbol;
+}
+
+}  // namespace

@@ -1,0 +1,42 @@
+#pragma once
+// The person in a test: remembers what was shown and answers PIN questions from a list.
+
+#include <deque>
+#include <string>
+#include <vector>
+
+#include "platform/Text.h"
+#include "src/ui/UserInterface.h"
+
+namespace tests {
+
+// What happened; outlives the interface that an application object owns.
+struct Script {
+    std::deque<std::string> pins;
+    std::vector<platform::PinRequest> asked;
+    std::vector<ui::Message> shown;
+    [[nodiscard]] std::vector<std::string> Texts() const {
+        std::vector<std::string> texts;
+        for (const auto& message : shown)
+            texts.push_back(platform::ToUtf8(message.text));
+        return texts;
+    }
+};
+
+class ScriptedInterface : public ui::UserInterface {
+  public:
+    explicit ScriptedInterface(Script& script) : script_(script) {}
+    void ShowMessage(const ui::Message& message) override { script_.shown.push_back(message); }
+    std::optional<platform::Secret> AskPin(const platform::PinRequest& request) override {
+        script_.asked.push_back(request);
+        if (script_.pins.empty()) return std::nullopt;
+        platform::Secret pin(script_.pins.front());
+        script_.pins.pop_front();
+        return pin;
+    }
+
+  private:
+    Script& script_;
+};
+
+}  // namespace tests

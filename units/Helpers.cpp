@@ -1,0 +1,56 @@
+#include "units/Helpers.h"
+
+#include <cstring>
+
+#include "platform/Text.h"
+
+namespace units {
+namespace {
+
+struct TableEntry {
+    unsigned id;
+    std::u16string_view text;
+};
+constexpr TableEntry kStringTable[] = {
+    {101, u"Windows sockets initialization failed."},
+    {288, u"Грешка"},
+    {294, u"Страница %d"},
+};
+
+}  // namespace
+
+std::u16string SourceMarkedText(std::u16string_view sourcePath, int line, std::u16string_view text) {
+    const auto slash = sourcePath.find_last_of(u"/\\");
+    const auto name = slash == std::u16string_view::npos ? sourcePath : sourcePath.substr(slash + 1);
+    return std::u16string(name) + u":" + platform::ToWide(std::to_string(line)) + u"\r\n\r\n" + std::u16string(text);
+}
+
+std::optional<std::u16string> WideFromNarrow(const char* text) {
+    constexpr std::size_t maximum = 0x3fffffff;
+    if (text == nullptr) return std::nullopt;
+    const std::string_view bytes(text);
+    if (bytes.size() + 1 > maximum) return std::nullopt;
+    return platform::MultiByteToWideChar(platform::CP_THREAD_ACP, bytes);
+}
+
+std::u16string WideFromWhat(const char* what) {
+    if (const auto text = platform::MultiByteToWideChar(platform::CP_UTF8, what)) return *text;
+    if (const auto text = platform::MultiByteToWideChar(platform::CP_THREAD_ACP, what)) return *text;
+    return platform::ToWide(what);
+}
+
+std::u16string LoadStringW(unsigned id) {
+    for (const auto& entry : kStringTable) {
+        if (entry.id == id) return std::u16string(entry.text);
+    }
+    return {};
+}
+
+std::u16string FormatString1(unsigned id, std::u16string_view argument) {
+    auto text = LoadStringW(id);
+    for (auto at = text.find(u"%1"); at != std::u16string::npos; at = text.find(u"%1", at + argument.size()))
+        text.replace(at, 2, argument);
+    return text;
+}
+
+}  // namespace units
