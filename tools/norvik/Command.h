@@ -1,0 +1,57 @@
+#pragma once
+// What the subcommands of `norvik` share: each file adds one subcommand to the parser and says what it does when
+// chosen.
+
+#include <CLI/CLI.hpp>
+#include <functional>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+#include "platform/Certificates.h"
+#include "platform/Secret.h"
+#include "src/ui/TerminalInterface.h"
+
+namespace cli {
+
+constexpr int kDone = 0;
+constexpr int kFailed = 1;
+constexpr int kWrongUse = 2;
+
+// Runs the chosen subcommand; answers the exit status.
+using Action = std::function<int(ui::TerminalInterface&)>;
+
+void AddSign(CLI::App& norvik, Action& chosen);
+void AddVerify(CLI::App& norvik, Action& chosen);
+void AddStore(CLI::App& norvik, Action& chosen);
+void AddSettings(CLI::App& norvik, Action& chosen);
+void AddTsa(CLI::App& norvik, Action& chosen);
+
+// Something that the person who calls has to put right: told on standard error, exit status 2.
+class WrongUse : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+void PrintLine(std::string_view utf8);                  // standard output
+int Fail(std::string_view utf8, int status = kFailed);  // standard error; answers the status
+
+// One line of standard input without its line end. Throws WrongUse if there is none.
+platform::Secret ReadSecretLine();
+// A line asked for on the terminal, shown as it is typed; empty optional without one.
+bool CanAsk();  // standard input and standard error are terminals
+std::optional<std::string> AskLine(std::string_view prompt);
+
+// Text padded or not to a number of characters, for columns (UTF-8, one column a character).
+std::string Padded(std::string_view utf8, std::size_t columns);
+
+// Several options of the certificates' listings.
+struct CertificateLine {
+    std::string thumbprint, subject, issuer, validFrom, validTo;
+};
+CertificateLine Describe(const platform::CertificateContext& certificate);
+// Forty hexadecimal digits in any letter case, blanks and colons allowed. Throws WrongUse for others.
+platform::Bytes Sha1FromThumbprint(const std::string& text);
+
+}  // namespace cli

@@ -1,0 +1,84 @@
+#include "tools/norvik/Help.h"
+
+namespace cli {
+namespace {
+
+constexpr char kEpilogue[] =
+    "Изход: 0 - изпълнено, 1 - неуспех или невалиден подпис, 2 - грешна употреба.\n"
+    "Технически подробности се записват в Norvik/Norvik.log във временната папка на потребителя.";
+
+// Asked for by the build, not by people.
+class ManRequest : public CLI::Success {
+  public:
+    ManRequest() : CLI::Success("ManRequest", "", CLI::ExitCodes::Success) {}
+};
+
+void SpeakBulgarian(CLI::App& app) {
+    const auto formatter = std::make_shared<CLI::Formatter>();
+    formatter->column_width(34);
+    formatter->label("Usage", "Употреба");
+    formatter->label("OPTIONS", "ОПЦИИ");
+    formatter->label("SUBCOMMAND", "КОМАНДА");
+    formatter->label("SUBCOMMANDS", "КОМАНДИ");
+    formatter->label("Options", "Опции");
+    formatter->label("Positionals", "Аргументи");
+    formatter->label("Subcommands", "Команди");
+    formatter->label("REQUIRED", "(задължително)");
+    formatter->label("TEXT", "");
+    formatter->label("Needs", "Изисква");
+    formatter->label("Excludes", "Не се съчетава с");
+    app.formatter(formatter);
+}
+
+std::string AllHelp(const CLI::App& app) {
+    // The deepest subcommand that was named before --help is the one whose help is wanted.
+    const CLI::App* wanted = &app;
+    while (!wanted->get_subcommands().empty())
+        wanted = wanted->get_subcommands().front();
+    std::string path;
+    for (const CLI::App* step = wanted->get_parent(); step != nullptr; step = step->get_parent())
+        path = step->get_name().empty() ? path : step->get_name() + (path.empty() ? "" : " " + path);
+    return wanted->help(path);
+}
+
+}  // namespace
+
+void BuildCommandLine(CLI::App& norvik, Action& chosen) {
+    norvik.name("norvik");
+    SpeakBulgarian(norvik);
+    norvik.set_help_flag("-h,--help", "Показва тази помощ");
+    norvik.set_version_flag("--version", std::string("norvik " NORVIK_VERSION), "Показва версията");
+    norvik.add_flag_callback("--man", [] { throw ManRequest(); })->group("");
+    norvik.footer(kEpilogue);
+    norvik.require_subcommand(1);
+    AddSign(norvik, chosen);
+    AddVerify(norvik, chosen);
+    AddStore(norvik, chosen);
+    AddSettings(norvik, chosen);
+    AddTsa(norvik, chosen);
+}
+
+int PrintRequested(const CLI::App& norvik, const CLI::Success& request) {
+    if (dynamic_cast<const CLI::CallForVersion*>(&request) != nullptr) {
+        PrintLine(request.what());
+    } else if (dynamic_cast<const ManRequest*>(&request) != nullptr) {
+        PrintLine(ManPage(norvik));
+    } else {
+        PrintLine(AllHelp(norvik));
+    }
+    return kDone;
+}
+
+std::string ExplainWrongUse(const CLI::ParseError& error) {
+    const std::string& kind = error.get_name();
+    const std::string detail = error.what();
+    if (kind == "RequiredError") return "Липсва задължителна част: " + detail;
+    if (kind == "ExtrasError") return "Непозната част: " + detail;
+    if (kind == "ArgumentMismatch") return "Липсва стойност: " + detail;
+    if (kind == "ConversionError" || kind == "ValidationError") return "Неподходяща стойност: " + detail;
+    if (kind == "ExcludesError") return "Опциите не се съчетават: " + detail;
+    if (kind == "RequiresError") return "Опцията изисква друга: " + detail;
+    return "Грешна употреба: " + detail;
+}
+
+}  // namespace cli

@@ -1,0 +1,96 @@
+#include <algorithm>
+
+#include "platform/Text.h"
+#include "src/settings/TsaList.h"
+#include "tools/norvik/Command.h"
+
+namespace cli {
+namespace {
+
+struct TsaOptions {
+    std::string title, url, user;
+    bool passwordFromStdin = false, makeDefault = false;
+};
+
+void Save(const settings::TsaList& list) {
+    if (!settings::SaveTsaList(list)) throw std::runtime_error("Списъкът на TSA не може да се запише.");
+}
+
+auto FindByTitle(settings::TsaList& list, const std::string& title) {
+    return std::find_if(list.begin(), list.end(),
+                        [wanted = platform::ToWide(title)](const auto& record) { return record.title == wanted; });
+}
+
+int List() {
+    const auto list = settings::LoadTsaList(nullptr);
+    if (list.empty()) return Fail("Няма записани TSA.", kDone);
+    for (const auto& record : list) {
+        PrintLine((record.selected ? "* " : "  ") + Padded(platform::ToUtf8(record.title), 24) + " " +
+                  platform::ToUtf8(record.url) +
+                  (record.username.empty() ? "" : "  (потребител " + platform::ToUtf8(record.username) + ")"));
+    }
+    return kDone;
+}
+
+int Add(const TsaOptions& options) {
+    if (!options.url.starts_with("http://") && !options.url.starts_with("https://"))
+        throw WrongUse("Адресът трябва да започва с http:// или https://: " + options.url);
+    if (options.passwordFromStdin && options.user.empty()) throw WrongUse("Парола без потребител: добавете --user.");
+    auto list = settings::LoadTsaList(nullptr);
+    if (FindByTitle(list, options.title) != list.end())
+        throw WrongUse("Вече има TSA с име „" + options.title + "“. Премахнете го с: norvik tsa remove");
+    settings::TsaRecord record;
+    record.title = platform::ToWide(options.title);
+    record.url = platform::ToWide(options.url);
+    record.username = platform::ToWide(options.user);
+    if (!options.user.empty()) {
+        const auto password = options.passwordFromStdin ? std::optional(ReadSecretLine())
+                                                        : ui::ReadHidden("Парола за " + options.user + ": ");
+        if (!password) throw WrongUse("Подайте паролата на терминала или с --password-stdin.");
+        record.password = platform::ToWide(password->Text());
+    }
+    if (options.makeDefault) {
+        for (auto& other : list)
+            other.selected = false;
+        record.selected = true;
+    }
+    list.push_back(std::move(record));
+    Save(list);
+    return kDone;
+}
+
+int Remove(const TsaOptions& options) {
+    auto list = settings::LoadTsaList(nullptr);
+    const auto found = FindByTitle(list, options.title);
+    if (found == list.end()) throw std::runtime_error("Няма TSA с име „" + options.title + "“.");
+    list.erase(found);
+    Save(list);
+    return kDone;
+}
+
+}  // namespace
+
+void AddTsa(CLI::App& norvik, Action& chosen) {
+    auto* command = norvik.add_subcommand("tsa", "Списъкът на органите за удостоверяване на време (TSA)");
+    command->require_subcommand(1);
+    const auto options = std::make_shared<TsaOptions>();
+    const auto choose = [&chosen, options](CLI::App* subcommand, int (*run)(const TsaOptions&)) {
+        subcommand->callback([&chosen, options, run] { chosen = [options, run](auto&) { return run(*options); }; });
+    };
+    choose(command->add_subcommand("list", "Показва списъка; * е TSA по подразбиране"),
+           [](const TsaOptions&) { return List(); });
+
+    auto* add = command->add_subcommand("add", "Добавя TSA");
+    add->add_option("ИМЕ", options->title, "Име, под което се избира")->required()->option_text(" ");
+    add->add_option("URL", options->url, "Адресът (http или https)")->required()->option_text(" ");
+    add->add_option("--user", options->user, "Потребител, ако TSA го изисква; паролата се пита")->option_text("ИМЕ");
+    add->add_flag("--password-stdin", options->passwordFromStdin, "Чете паролата от първия ред на стандартния вход");
+    add->add_flag("--default", options->makeDefault, "Прави го TSA по подразбиране за norvik sign");
+    choose(add, Add);
+
+    auto* remove = command->add_subcommand("remove", "Премахва TSA от списъка");
+    remove->add_option("ИМЕ", options->title, "Името")->required()->option_text(" ");
+    choose(remove, Remove);
+}
+
+}  // namespace cli

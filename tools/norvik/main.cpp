@@ -1,0 +1,52 @@
+// The command-line front end: the operations of the library for terminals, scripts and servers.
+
+#include <clocale>
+#include <cstdio>
+#include <exception>
+
+#include "platform/Text.h"
+#include "src/Norvik.h"
+#include "tools/norvik/Command.h"
+#include "tools/norvik/Help.h"
+#include "units/Helpers.h"
+
+namespace {
+
+int RunChosen(const cli::Action& chosen) {
+    auto owned = std::make_unique<ui::TerminalInterface>();
+    auto& interface = *owned;
+    const auto app = CNorvikApp::Start(std::move(owned));
+    int status = cli::kFailed;
+    try {
+        status = chosen(interface);
+    } catch (const cli::WrongUse& error) {
+        status = cli::Fail(error.what(), cli::kWrongUse);
+    } catch (const std::exception& error) {
+        const auto what = units::WideFromWhat(error.what());
+        LogError(what);
+        status = cli::Fail(platform::ToUtf8(what));
+    }
+    CNorvikApp::Stop();
+    return status;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    std::setlocale(LC_ALL, "");
+    CLI::App norvik("Електронни подписи и защита на документи");
+    cli::Action chosen;
+    cli::BuildCommandLine(norvik, chosen);
+    try {
+        norvik.parse(argc, argv);
+    } catch (const CLI::Success& request) {
+        return cli::PrintRequested(norvik, request);
+    } catch (const CLI::ParseError& error) {
+        return cli::Fail(cli::ExplainWrongUse(error) + "\nВижте: norvik --help", cli::kWrongUse);
+    }
+    const int status = RunChosen(chosen);
+    // What standard output could not take is a failure too: a full disk must not look like a verdict.
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
+        return cli::Fail("Стандартният изход не може да се запише.", cli::kFailed);
+    return status;
+}
