@@ -1,0 +1,417 @@
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <thread>
+
+#include "platform/Keys.h"
+#include "platform/posix/Native.h"
+#include "tests/support/FakeToken.h"
+#include "tests/support/Pins.h"
+#include "tests/support/Pki.h"
+#include "tests/support/SoftToken.h"
+
+namespace {
+
+using namespace platform;
+using tests::Certificate;
+using tests::FakeToken;
+using tests::KeyType;
+using tests::ScriptedPins;
+using tests::SoftToken;
+
+const Bytes kContent = {'N', 'o', 'r', 'v', 'i', 'k'};
+
+Certificate Signer(KeyType type, unsigned index = 0) {
+    return tests::Issue({.subject = {{"CN", "Иван Петров"}}, .key = tests::TestKey(type, index)});
+}
+
+CertificateContext FindOnTokens(const Certificate& certificate) {
+    for (const auto& found : posix::CertificatesOnTokens())
+        if (CopyOf(found.Encoded()) == certificate.Der()) return found;
+    return {};
+}
+
+std::optional<AcquiredKey> Acquire(const CertificateContext& certificate) {
+    SetLastError(ERROR_SUCCESS);
+    return CryptAcquireCertificatePrivateKey(certificate,
+                                             CRYPT_ACQUIRE_PREFER_NCRYPT_KEY_FLAG | CRYPT_ACQUIRE_COMPARE_KEY_FLAG);
+}
+
+Bytes Sign(const PrivateKey& key, HashAlgorithm hash = HashAlgorithm::sha256) {
+    SetLastError(ERROR_SUCCESS);
+    return NCryptSignHash(key, hash, Digest(hash, kContent));
+}
+
+// Judged by the crypto library's own way from content to verdict.
+bool VerifiesElsewhere(const Certificate& certificate, HashAlgorithm hash, const Bytes& signature) {
+    EVP_MD_CTX* context = EVP_MD_CTX_new();
+    const std::string name(NameOf(hash));
+    EVP_PKEY* key = X509_get0_pubkey(certificate.Native());
+    const bool good =
+        EVP_DigestVerifyInit(context, nullptr, EVP_get_digestbyname(name.c_str()), nullptr, key) == 1 &&
+        EVP_DigestVerify(context, signature.data(), signature.size(), kContent.data(), kContent.size()) == 1;
+    EVP_MD_CTX_free(context);
+    return good;
+}
+
+// --- A real token in software ---
+
+class Tokens : public testing::Test {
+  protected:
+    void SetUp() override {
+        if (!SoftToken::Available()) GTEST_SKIP() << "SoftHSM2 or pkcs11-tool is not installed";
+    }
+    tests::Profile profile_;
+};
+
+TEST_F(Tokens, SignWithEachKindOfKeyWhatOthersVerify) {
+    SoftToken token(profile_);
+    struct Case {
+        KeyType type;
+        HashAlgorithm hash;
+        const char* id;
+    };
+    const Case cases[] = {
+        {KeyType::rsa2048, HashAlgorithm::sha256, "01"}, {KeyType::rsa2048, HashAlgorithm::sha1, "01"},
+        {KeyType::p256, HashAlgorithm::sha256, "02"},    {KeyType::p256, HashAlgorithm::sha512, "02"},
+        {KeyType::p384, HashAlgorithm::sha384, "03"},    {KeyType::dsa2048, HashAlgorithm::sha256, "04"}};
+    std::string last;
+    for (const auto& [type, hash, id] : cases) {
+        if (last != id) token.Put(Signer(type), id);
+        last = id;
+    }
+    for (const auto& [type, hash, id] : cases) {
+        const auto found = posix::CertificatesOnTokens();
+        const auto certificate = std::ranges::find_if(found, [&, wanted = type](const CertificateContext& candidate) {
+            return CopyOf(candidate.Info().SubjectPublicKeyInfo) == Signer(wanted).PublicKeyInfo();
+        });
+        ASSERT_NE(certificate, found.end()) << id;
+        ScriptedPins user({token.Pin()});
+        const auto acquired = Acquire(*certificate);
+        ASSERT_TRUE(acquired) << std::hex << GetLastError();
+        EXPECT_FALSE(acquired->key.IsExportable());
+        EXPECT_TRUE(user.asked.empty());
+        const Bytes signature = Sign(acquired->key, hash);
+        ASSERT_FALSE(signature.empty()) << id << " " << std::hex << GetLastError();
+        EXPECT_LE(signature.size(), acquired->key.SignatureSize());
+        EXPECT_TRUE(VerifiesElsewhere(Signer(type), hash, signature)) << id;
+        ASSERT_EQ(user.asked.size(), 1U);
+        EXPECT_EQ(user.asked[0].kind, PinRequest::Kind::token);
+        EXPECT_EQ(user.asked[0].subject, u"Карта");
+    }
+}
+
+TEST_F(Tokens, ShowTheCertificatesWhoseKeyTheyHold) {
+    SoftToken token(profile_);
+    const Certificate signer = Signer(KeyType::rsa2048), other = Signer(KeyType::rsa2048, 1);
+    token.Put(signer, "01");
+    token.Put(other, "02", false);
+    // Somebody else's certificate under the id of our key: the id alone is no proof.
+    token.Put(Signer(KeyType::rsa2048, 2), "01", false);
+    const auto listed = posix::CertificatesOnTokens();
+    ASSERT_EQ(listed.size(), 1U);
+    EXPECT_EQ(CopyOf(listed[0].Encoded()), signer.Der());
+    EXPECT_TRUE(CertHasPrivateKey(listed[0]));
+
+    const auto my = CertEnumCertificatesInStore(CertOpenSystemStoreW(u"MY"));
+    ASSERT_EQ(my.size(), 1U);
+    EXPECT_TRUE(CertHasPrivateKey(my[0]));
+
+    for (const std::u16string_view provider : {u"Карта", u"softhsm2", u"libsofthsm2.so"}) {
+        const auto keys = NCryptEnumKeys(provider);
+        EXPECT_EQ(GetLastError(), NTE_NO_MORE_ITEMS);
+        ASSERT_EQ(keys.size(), 1U);
+        EXPECT_EQ(keys[0].pszName, u"key01");
+        EXPECT_EQ(keys[0].pszAlgid, u"RSA");
+        EXPECT_EQ(CopyOf(keys[0].certificate.Encoded()), signer.Der());
+    }
+    EXPECT_TRUE(NCryptEnumKeys(u"Друга карта").empty());
+    EXPECT_EQ(GetLastError(), NTE_KEYSET_NOT_DEF);
+}
+
+TEST_F(Tokens, RefuseAWrongPinOnce) {
+    SoftToken token(profile_);
+    const Certificate signer = Signer(KeyType::p256);
+    token.Put(signer, "01");
+    const auto acquired = Acquire(FindOnTokens(signer));
+    ASSERT_TRUE(acquired);
+    {
+        ScriptedPins user({"111111", token.Pin()});
+        EXPECT_TRUE(Sign(acquired->key).empty());
+        EXPECT_EQ(GetLastError(), SCARD_W_WRONG_CHV);
+        EXPECT_EQ(TokenErrorDetail(), u"CKR_PIN_INCORRECT (0xa0)");
+        EXPECT_EQ(user.asked.size(), 1U);
+    }
+    ScriptedPins user({token.Pin()});
+    EXPECT_FALSE(Sign(acquired->key).empty());
+    EXPECT_TRUE(TokenErrorDetail().empty());
+}
+
+TEST_F(Tokens, ThatVanishGiveAnError) {
+    SoftToken token(profile_);
+    const Certificate signer = Signer(KeyType::p256);
+    token.Put(signer, "01");
+    const auto certificate = FindOnTokens(signer);
+    ScriptedPins user({token.Pin(), token.Pin(), token.Pin()});
+    const auto acquired = Acquire(certificate);
+    ASSERT_TRUE(acquired);
+    ASSERT_FALSE(Sign(acquired->key).empty());
+    for (const auto& entry : std::filesystem::directory_iterator(token.Folder()))
+        std::filesystem::remove_all(entry);
+    EXPECT_TRUE(Sign(acquired->key).empty());
+    EXPECT_NE(GetLastError(), ERROR_SUCCESS);
+    EXPECT_NE(GetLastError(), SCARD_W_WRONG_CHV);
+    EXPECT_FALSE(TokenErrorMessage(GetLastError()).empty());
+}
+
+TEST_F(Tokens, ServeAChildOfTheProcessAnew) {
+    SoftToken token(profile_);
+    const Certificate signer = Signer(KeyType::p256);
+    token.Put(signer, "01");
+    const auto certificate = FindOnTokens(signer);
+    ScriptedPins user({token.Pin(), token.Pin()});
+    const auto acquired = Acquire(certificate);
+    ASSERT_TRUE(acquired);
+    ASSERT_FALSE(Sign(acquired->key).empty());
+    const pid_t child = fork();
+    if (child == 0) {
+        const bool good = VerifiesElsewhere(signer, HashAlgorithm::sha256, Sign(acquired->key));
+        _exit(good && user.asked.size() == 2 ? 0 : 1);  // its own login
+    }
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    EXPECT_FALSE(Sign(acquired->key).empty());  // the parent's login was not touched
+    EXPECT_EQ(user.asked.size(), 1U);
+}
+
+TEST_F(Tokens, ServeSeveralThreads) {
+    SoftToken token(profile_);
+    const Certificate signer = Signer(KeyType::p256);
+    token.Put(signer, "01");
+    const auto certificate = FindOnTokens(signer);
+    std::vector<int> good(4, 0);
+    {
+        std::vector<std::jthread> threads;
+        for (int& count : good)
+            threads.emplace_back([&] {
+                for (int i = 0; i < 10; ++i) {
+                    ScriptedPins user({token.Pin()});
+                    const auto acquired = Acquire(certificate);
+                    if (acquired && VerifiesElsewhere(signer, HashAlgorithm::sha256, Sign(acquired->key))) ++count;
+                }
+            });
+    }
+    EXPECT_EQ(good, std::vector<int>(4, 10));
+}
+
+// --- A card that does as it is told ---
+
+class Cards : public testing::Test {
+  protected:
+    [[nodiscard]] PrivateKey Key() {
+        const auto acquired = Acquire(FindOnTokens(signer_));
+        if (!acquired) ADD_FAILURE() << std::hex << GetLastError();
+        return acquired ? acquired->key : PrivateKey();
+    }
+    tests::Profile profile_;
+    Certificate signer_ = Signer(KeyType::rsa2048);
+    FakeToken card_{profile_, signer_};
+};
+
+TEST_F(Cards, AreLeftAsTheyWereFound) {
+    {
+        const PrivateKey key = Key();
+        ScriptedPins user({"1234"});
+        EXPECT_TRUE(VerifiesElsewhere(signer_, HashAlgorithm::sha256, Sign(key)));
+        EXPECT_FALSE(Sign(key).empty());
+        EXPECT_EQ(user.asked.size(), 1U);  // a handle logs in once
+        EXPECT_EQ(card_->userLogins, 1);
+    }
+    EXPECT_FALSE(card_->loggedIn);
+    EXPECT_EQ(card_->logouts, 1);
+    EXPECT_EQ(card_->openSessions, 0);
+}
+
+TEST_F(Cards, ThatWantThePinForEachUseAskForEachUse) {
+    card_->alwaysAuthenticate = true;
+    const PrivateKey key = Key();
+    ScriptedPins user({"1234", "1234", "1234", std::nullopt, "1234"});
+    EXPECT_TRUE(VerifiesElsewhere(signer_, HashAlgorithm::sha256, Sign(key)));
+    EXPECT_FALSE(Sign(key).empty());
+    ASSERT_EQ(user.asked.size(), 3U);
+    EXPECT_EQ(user.asked[0].kind, PinRequest::Kind::token);
+    EXPECT_EQ(user.asked[1].kind, PinRequest::Kind::signature);
+    EXPECT_EQ(user.asked[2].kind, PinRequest::Kind::signature);
+    EXPECT_EQ(card_->contextLogins, 2);
+
+    EXPECT_TRUE(Sign(key).empty());  // the user gives up
+    EXPECT_EQ(GetLastError(), SCARD_W_CANCELLED_BY_USER);
+    EXPECT_EQ(card_->signatures, 2);
+    EXPECT_EQ(card_->openSessions, 0);  // nothing half-done is left open
+}
+
+TEST_F(Cards, WithAPadOfTheirOwnAskNobody) {
+    card_->protectedPath = true;
+    card_->alwaysAuthenticate = true;
+    ScriptedPins user({});
+    EXPECT_FALSE(Sign(Key()).empty());
+    EXPECT_TRUE(user.asked.empty());
+    EXPECT_EQ(card_->contextLogins, 1);
+}
+
+TEST_F(Cards, WarnBeforeTheLastTryAndAreNotTriedWhenBlocked) {
+    const PrivateKey key = Key();
+    ScriptedPins user({"0000", "0000", "0000", "1234"});
+    EXPECT_TRUE(Sign(key).empty());
+    EXPECT_EQ(GetLastError(), SCARD_W_WRONG_CHV);
+    EXPECT_TRUE(Sign(key).empty());
+    EXPECT_EQ(GetLastError(), SCARD_W_WRONG_CHV);
+    EXPECT_TRUE(Sign(key).empty());
+    EXPECT_EQ(GetLastError(), SCARD_W_CHV_BLOCKED);  // it was the last one
+    ASSERT_EQ(user.asked.size(), 3U);
+    EXPECT_FALSE(user.asked[0].fewTriesLeft || user.asked[0].lastTry);
+    EXPECT_TRUE(user.asked[1].fewTriesLeft && !user.asked[1].lastTry);
+    EXPECT_TRUE(user.asked[2].fewTriesLeft && user.asked[2].lastTry);
+
+    EXPECT_TRUE(Sign(key).empty());
+    EXPECT_EQ(GetLastError(), SCARD_W_CHV_BLOCKED);
+    EXPECT_EQ(user.asked.size(), 3U);
+    EXPECT_EQ(card_->wrongPins, 3);
+    EXPECT_TRUE(TokenErrorMessage(SCARD_W_CHV_BLOCKED).starts_with(u"Картата е блокирана"));
+}
+
+TEST_F(Cards, AreNotTriedWithAnEmptyPin) {
+    ScriptedPins user({""});
+    EXPECT_TRUE(Sign(Key()).empty());
+    EXPECT_EQ(GetLastError(), SCARD_E_INVALID_CHV);
+    EXPECT_EQ(card_->triesLeft, 3);
+}
+
+TEST_F(Cards, TellEachFaultByItsOwnName) {
+    struct Fault {
+        const char* call;
+        CK_RV value;
+        ErrorCode code;
+        const char16_t* detail;
+    };
+    const Fault faults[] = {
+        {"C_Sign", CKR_FUNCTION_FAILED, SCARD_F_INTERNAL_ERROR, u"CKR_FUNCTION_FAILED (0x6)"},
+        {"C_Sign", CKR_DEVICE_ERROR, SCARD_F_COMM_ERROR, u"CKR_DEVICE_ERROR (0x30)"},
+        {"C_Sign", CKR_DEVICE_REMOVED, SCARD_W_REMOVED_CARD, u"CKR_DEVICE_REMOVED (0x32)"},
+        {"C_Sign", CKR_USER_NOT_LOGGED_IN, SCARD_W_RESET_CARD, u"CKR_USER_NOT_LOGGED_IN (0x101)"},
+        {"C_Sign", 0x80000123, SCARD_F_INTERNAL_ERROR, u"CKR_VENDOR_DEFINED (0x80000123)"},
+        {"C_Sign", 0x77777777, SCARD_F_INTERNAL_ERROR, u"CKR (0x77777777)"},
+        {"C_SignInit", CKR_MECHANISM_INVALID, SCARD_E_UNSUPPORTED_FEATURE, u"CKR_MECHANISM_INVALID (0x70)"},
+        {"C_SignInit", CKR_TOKEN_NOT_PRESENT, SCARD_W_REMOVED_CARD, u"CKR_TOKEN_NOT_PRESENT (0xe0)"},
+        {"C_Login", CKR_PIN_LOCKED, SCARD_W_CHV_BLOCKED, u"CKR_PIN_LOCKED (0xa4)"},
+        {"C_Login", CKR_PIN_EXPIRED, ERROR_PASSWORD_MUST_CHANGE, u"CKR_PIN_EXPIRED (0xa3)"},
+        {"C_Login", CKR_PIN_LEN_RANGE, SCARD_E_INVALID_CHV, u"CKR_PIN_LEN_RANGE (0xa2)"},
+        {"C_Login", CKR_FUNCTION_CANCELED, SCARD_W_CANCELLED_BY_USER, u"CKR_FUNCTION_CANCELED (0x50)"},
+        {"C_Login", CKR_GENERAL_ERROR, SCARD_F_INTERNAL_ERROR, u"CKR_GENERAL_ERROR (0x5)"},
+        {"C_OpenSession", CKR_SESSION_COUNT, SCARD_E_SHARING_VIOLATION, u"CKR_SESSION_COUNT (0xb1)"},
+    };
+    const PrivateKey key = Key();
+    for (const auto& [call, value, code, detail] : faults) {
+        ScriptedPins user({"1234"});
+        card_->failingCall = call;
+        card_->fault = value;
+        EXPECT_TRUE(Sign(key).empty()) << call;
+        EXPECT_EQ(GetLastError(), code) << call << " " << std::hex << value;
+        EXPECT_EQ(TokenErrorDetail(), detail);
+        EXPECT_FALSE(TokenErrorMessage(code).empty());
+        card_->failingCall.clear();
+        ScriptedPins again({"1234"});
+        EXPECT_FALSE(Sign(key).empty()) << "after " << call << " " << std::hex << value << " " << GetLastError();
+    }
+    EXPECT_EQ(card_->wrongPins, 0);
+    card_->failingCall = "C_Sign";
+    card_->fault = CKR_FUNCTION_FAILED;
+    ScriptedPins user({"1234"});
+    EXPECT_TRUE(Sign(key).empty());
+    EXPECT_EQ(TokenErrorMessage(GetLastError()), u"Картата отказа операцията. (CKR_FUNCTION_FAILED (0x6))");
+    EXPECT_EQ(TokenErrorMessage(SCARD_W_WRONG_CHV), u"Грешен ПИН код.");
+}
+
+TEST_F(Cards, PulledOutAtAnyMomentGiveAnErrorAndWorkAgainWhenPutBack) {
+    const PrivateKey key = Key();
+    for (const char* call : {"C_GetSlotList", "C_GetTokenInfo", "C_OpenSession", "C_GetSessionInfo", "C_Login",
+                             "C_FindObjectsInit", "C_FindObjects", "C_GetAttributeValue", "C_SignInit", "C_Sign"}) {
+        ScriptedPins user({"1234", "1234"});
+        card_->pulledOutAt = call;
+        EXPECT_TRUE(Sign(key).empty()) << call;
+        EXPECT_TRUE(GetLastError() == SCARD_W_REMOVED_CARD || GetLastError() == SCARD_W_RESET_CARD)
+            << call << " " << std::hex << GetLastError();
+        card_->pulledOutAt.clear();
+        card_->present = true;
+        EXPECT_FALSE(Sign(key).empty()) << "after " << call << " " << std::hex << GetLastError();
+    }
+    card_->present = false;
+    EXPECT_TRUE(posix::CertificatesOnTokens().empty());
+    EXPECT_TRUE(Sign(key).empty());
+    EXPECT_EQ(GetLastError(), SCARD_W_REMOVED_CARD);
+}
+
+// The card says that the key is the certificate's; only the signature shows that it is not.
+TEST_F(Cards, ThatSignWithAnotherKeyGiveNoSignature) {
+    const PrivateKey key = Key();
+    const tests::Key other = tests::TestKey(KeyType::rsa2048, 1);
+    card_->signingKey = other.get();
+    ScriptedPins user({"1234"});
+    EXPECT_TRUE(Sign(key).empty());
+    EXPECT_EQ(GetLastError(), NTE_BAD_KEY_STATE);
+    EXPECT_EQ(card_->signatures, 1);
+}
+
+TEST_F(Cards, ThatHideTheirKeysShowCertificatesButNotThoseOfAuthorities) {
+    card_->showsPublicKey = false;
+    card_->authority =
+        tests::Issue({.subject = {{"CN", "CA"}}, .key = tests::TestKey(KeyType::rsa2048, 1), .ca = true}).Der();
+    const auto listed = posix::CertificatesOnTokens();
+    ASSERT_EQ(listed.size(), 1U);
+    EXPECT_EQ(CopyOf(listed[0].Encoded()), signer_.Der());
+    ScriptedPins user({"1234"});
+    EXPECT_TRUE(VerifiesElsewhere(signer_, HashAlgorithm::sha256, Sign(Key())));
+}
+
+TEST_F(Cards, WithoutALoginJustSign) {
+    card_->loginRequired = false;
+    EXPECT_FALSE(Sign(Key()).empty());
+    EXPECT_EQ(card_->userLogins, 0);
+    EXPECT_EQ(card_->openSessions, 0);
+}
+
+TEST_F(Cards, WithACertificateThatCannotBeReadAreSkipped) {
+    for (const Bytes& broken : {Bytes{0x30}, Bytes(100, 0xFF), Bytes()}) {
+        card_->certificate = broken.empty() ? Bytes{0} : broken;
+        card_->loginRequired = true;
+        card_->showsPublicKey = false;
+        EXPECT_TRUE(posix::CertificatesOnTokens().empty());
+    }
+}
+
+TEST(Modules, ThatCannotBeLoadedHideNothing) {
+    tests::Profile profile;
+    const Certificate signer = Signer(KeyType::rsa2048);
+    FakeToken card(profile, signer);
+    profile.Write("pkcs11/modules/missing.module", "module: /nonexistent/driver.so\n");
+    profile.Write("pkcs11/modules/garbage.module",
+                  "module: " + profile.Write("garbage.so", "no library").string() + "\n");
+    EXPECT_TRUE(FindOnTokens(signer));
+    EXPECT_TRUE(NCryptEnumKeys(u"/nonexistent/driver.so").empty());
+    EXPECT_EQ(GetLastError(), NTE_KEYSET_NOT_DEF);
+    EXPECT_TRUE(NCryptEnumKeys(u"/etc/hostname").empty());
+    EXPECT_EQ(GetLastError(), SCARD_E_NO_SERVICE);
+
+    tests::UseNoPkcs11Modules(profile);
+    EXPECT_TRUE(posix::CertificatesOnTokens().empty());
+    const std::u16string path = std::filesystem::path(NORVIK_BINARY_DIR "/lib/norvik-fake-token.so").u16string();
+    const auto keys = NCryptEnumKeys(path);
+    ASSERT_EQ(keys.size(), 1U);
+    EXPECT_EQ(keys[0].pszName, u"45");
+    EXPECT_EQ(CopyOf(keys[0].certificate.Encoded()), signer.Der());
+}
+
+}  // namespace
