@@ -73,8 +73,10 @@ CertificateContext CertificateOf(const posix::Pkcs11Session& session, const Toke
 void AddKeysOf(const TokenSlot& token, std::vector<NCryptKeyName>& names) {
     const auto session = posix::Pkcs11Session::Open(token);
     if (!session) return;
+    auto keys = KeysOf(*session);
+    if (!keys) return;
     std::vector<TokenKeyObject> listed;
-    for (TokenKeyObject& key : KeysOf(*session)) {
+    for (TokenKeyObject& key : *keys) {
         const bool known = std::ranges::any_of(listed, [&](const TokenKeyObject& other) {
             return other.isPrivate != key.isPrivate && !key.id.empty() && other.id == key.id && other.type == key.type;
         });

@@ -91,11 +91,14 @@ class Pkcs11Session {
     [[nodiscard]] Bytes Attribute(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type) const;
     [[nodiscard]] std::optional<CK_ULONG> Number(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type) const;
     [[nodiscard]] bool Flag(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type) const;
+    // An attribute could not be read because the token failed, not because the object has none.
+    [[nodiscard]] bool HasFailed() const { return failed_; }
 
   private:
     Pkcs11Session(TokenSlot token, CK_SESSION_HANDLE handle) : token_(std::move(token)), handle_(handle) {}
     TokenSlot token_;
     CK_SESSION_HANDLE handle_;
+    mutable bool failed_ = false;
 };
 
 }  // namespace platform::posix

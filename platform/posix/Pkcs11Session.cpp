@@ -113,12 +113,20 @@ std::optional<std::vector<CK_OBJECT_HANDLE>> Pkcs11Session::Find(std::span<CK_AT
 Bytes Pkcs11Session::Attribute(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type) const {
     CK_FUNCTION_LIST* functions = token_.Functions();
     CK_ATTRIBUTE attribute{type, nullptr, 0};
-    if (functions->C_GetAttributeValue(handle_, object, &attribute, 1) != CKR_OK) return {};
+    const auto read = [&] {
+        const CK_RV result = functions->C_GetAttributeValue(handle_, object, &attribute, 1);
+        // A private object vanishes under our hands when another thread logs out.
+        const bool objectsAnswer = result == CKR_ATTRIBUTE_TYPE_INVALID || result == CKR_ATTRIBUTE_SENSITIVE ||
+                                   result == CKR_OBJECT_HANDLE_INVALID;
+        failed_ = failed_ || (result != CKR_OK && !objectsAnswer);
+        return result == CKR_OK || (!objectsAnswer && TokenFault(result, "C_GetAttributeValue", token_.label));
+    };
+    if (!read()) return {};
     if (attribute.ulValueLen == 0 || attribute.ulValueLen > kLongestAttribute)
         return {};  // also "unavailable", all ones
     Bytes value(attribute.ulValueLen);
     attribute.pValue = value.data();
-    if (functions->C_GetAttributeValue(handle_, object, &attribute, 1) != CKR_OK) return {};
+    if (!read()) return {};
     value.resize(std::min<std::size_t>(value.size(), attribute.ulValueLen));
     return value;
 }

@@ -21,7 +21,8 @@ struct TokenKeyObject {
     std::string label;
     Bytes publicValue;  // modulus, encoded point or y, as far as the object tells it
 };
-std::vector<TokenKeyObject> KeysOf(const Pkcs11Session& session);
+// Empty if the token fails.
+std::optional<std::vector<TokenKeyObject>> KeysOf(const Pkcs11Session& session);
 
 // How surely a key on the token belongs to the certificate.
 enum class KeyMatch { no, possible, sure };

@@ -13,6 +13,7 @@
 namespace platform::posix {
 namespace {
 
+constexpr const char* kKeyIsMissing = "the private key is not on the token";
 constexpr std::size_t kLongestSignature = 2048;  // RSA with 16384 bits
 
 // The size of the group's order, which bounds what of a digest is signed (FIPS 186-4, 4.6 and 6.4).
@@ -82,7 +83,7 @@ class TokenKey final : public PrivateKey::Impl {
 
   private:
     bool FindToken();
-    std::optional<TokenKeyObject> FindKey(const Pkcs11Session& session, bool mayBeHidden);
+    [[nodiscard]] const TokenKeyObject* PickFrom(const std::vector<TokenKeyObject>& keys) const;
     [[nodiscard]] Bytes InputFor(HashAlgorithm algorithm, ByteView digest) const;
     Bytes SignIn(Pkcs11Session& session, HashAlgorithm algorithm, ByteView digest);
     Bytes SignRaw(Pkcs11Session& session, CK_OBJECT_HANDLE key, Bytes input);
@@ -114,16 +115,14 @@ bool TokenKey::FindToken() {
     return TokenTrouble(SCARD_W_REMOVED_CARD, "the token is gone", token_.label);
 }
 
-// Empty with an unchanged last error if the key is not there; with `mayBeHidden` that is no fault.
-std::optional<TokenKeyObject> TokenKey::FindKey(const Pkcs11Session& session, bool mayBeHidden) {
-    std::optional<TokenKeyObject> found;
-    for (TokenKeyObject& key : KeysOf(session)) {
-        if (!key.isPrivate) continue;
-        const KeyMatch match = MatchKey(certificate_, keyId_, key);
-        if (match == KeyMatch::sure) return key;
-        if (match == KeyMatch::possible && !found) found = std::move(key);
+// The private key that is surely the certificate's, else the first that may be; null if there is none.
+const TokenKeyObject* TokenKey::PickFrom(const std::vector<TokenKeyObject>& keys) const {
+    const TokenKeyObject* found = nullptr;
+    for (const TokenKeyObject& key : keys) {
+        const KeyMatch match = key.isPrivate ? MatchKey(certificate_, keyId_, key) : KeyMatch::no;
+        if (match == KeyMatch::sure) return &key;
+        if (match == KeyMatch::possible && found == nullptr) found = &key;
     }
-    if (!found && !mayBeHidden) TokenTrouble(NTE_NO_KEY, "the private key is not on the token", token_.label);
     return found;
 }
 
@@ -137,8 +136,11 @@ bool TokenKey::Unlock() {
     if (!FindToken()) return false;
     const auto session = Pkcs11Session::Open(token_);
     if (!session) return false;
-    const bool hidden = (token_.flags & CKF_LOGIN_REQUIRED) != 0 && !session->IsUserLoggedIn();
-    return FindKey(*session, hidden).has_value() || hidden;
+    const auto keys = KeysOf(*session);
+    if (!keys) return false;
+    // Before login the key is hidden, and whether another thread is logged in just now may change at any moment.
+    const bool mayBeHidden = (token_.flags & CKF_LOGIN_REQUIRED) != 0;
+    return mayBeHidden || PickFrom(*keys) != nullptr || TokenTrouble(NTE_NO_KEY, kKeyIsMissing, token_.label);
 }
 
 Bytes TokenKey::Sign(HashAlgorithm algorithm, ByteView digest) {
@@ -168,8 +170,13 @@ Bytes TokenKey::SignIn(Pkcs11Session& session, HashAlgorithm algorithm, ByteView
         SetLastError(ERROR_INVALID_PARAMETER);
         return {};
     }
-    const auto key = FindKey(session, false);
-    if (!key) return {};
+    const auto keys = KeysOf(session);
+    if (!keys) return {};
+    const TokenKeyObject* key = PickFrom(*keys);
+    if (key == nullptr) {
+        TokenTrouble(NTE_NO_KEY, kKeyIsMissing, token_.label);
+        return {};
+    }
     Bytes signature = SignRaw(session, key->handle, std::move(input));
     if (signature.empty()) return {};
     if (algorithm_ != KeyAlgorithm::rsa) signature = EncodePair(signature);

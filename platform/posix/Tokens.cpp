@@ -75,10 +75,11 @@ Bytes PublicValueOf(const Pkcs11Session& session, const TokenKeyObject& key) {
     return session.Attribute(key.handle, key.type == CKK_EC ? CKA_EC_POINT : CKA_VALUE);
 }
 
-void AddKeys(const Pkcs11Session& session, CK_OBJECT_CLASS objectClass, std::vector<TokenKeyObject>& keys) {
+// False if the token fails.
+bool AddKeys(const Pkcs11Session& session, CK_OBJECT_CLASS objectClass, std::vector<TokenKeyObject>& keys) {
     CK_ATTRIBUTE wanted{CKA_CLASS, &objectClass, sizeof objectClass};
     const auto handles = session.Find({&wanted, 1});
-    if (!handles) return;
+    if (!handles) return false;
     for (const CK_OBJECT_HANDLE handle : *handles) {
         const auto type = session.Number(handle, CKA_KEY_TYPE);
         if (!type || (*type != CKK_RSA && *type != CKK_EC && *type != CKK_DSA)) continue;
@@ -91,6 +92,7 @@ void AddKeys(const Pkcs11Session& session, CK_OBJECT_CLASS objectClass, std::vec
         key.publicValue = PublicValueOf(session, key);
         keys.push_back(std::move(key));
     }
+    return !session.HasFailed();
 }
 
 // The id under which to look for the certificate's key; empty optional if the key is not on this token.
@@ -116,25 +118,27 @@ void AddCertificatesOf(const TokenSlot& token, std::vector<CertificateContext>& 
     CK_ATTRIBUTE wanted[] = {{CKA_CLASS, &objectClass, sizeof objectClass}, {CKA_CERTIFICATE_TYPE, &type, sizeof type}};
     const auto handles = session->Find(wanted);
     if (!handles || handles->empty()) return;
+    const bool wasLoggedIn = session->IsUserLoggedIn();
     const auto keys = KeysOf(*session);
-    const bool hidden = keys.empty() && (token.flags & CKF_LOGIN_REQUIRED) != 0 && !session->IsUserLoggedIn();
+    if (!keys) return;
+    const bool hidden =
+        keys->empty() && (token.flags & CKF_LOGIN_REQUIRED) != 0 && !(wasLoggedIn && session->IsUserLoggedIn());
     for (const CK_OBJECT_HANDLE handle : *handles) {
         const auto certificate = CertCreateCertificateContext(session->Attribute(handle, CKA_VALUE));
         if (NativeOf(certificate) == nullptr) {
             LogHost("Token \"" + token.label + "\": a certificate that cannot be read is skipped.");
             continue;
         }
-        if (auto id = FindKeyFor(certificate, session->Attribute(handle, CKA_ID), keys, hidden))
+        if (auto id = FindKeyFor(certificate, session->Attribute(handle, CKA_ID), *keys, hidden))
             certificates.push_back(WithOwnState(certificate, MakeTokenKey(token, std::move(*id), certificate)));
     }
 }
 
 }  // namespace
 
-std::vector<TokenKeyObject> KeysOf(const Pkcs11Session& session) {
+std::optional<std::vector<TokenKeyObject>> KeysOf(const Pkcs11Session& session) {
     std::vector<TokenKeyObject> keys;
-    AddKeys(session, CKO_PRIVATE_KEY, keys);
-    AddKeys(session, CKO_PUBLIC_KEY, keys);
+    if (!AddKeys(session, CKO_PRIVATE_KEY, keys) || !AddKeys(session, CKO_PUBLIC_KEY, keys)) return std::nullopt;
     return keys;
 }
 

@@ -83,7 +83,7 @@ TEST_P(VerifyScheme, AcceptsTheSignatureAndNothingNearIt) {
         refused(scheme, digest, changed, "one bit of the signature");
     }
     Bytes changed = digest;
-    changed.back() ^= 0x80;
+    changed.front() ^= 0x80;
     refused(scheme, changed, signature, "one bit of the digest");
     refused(scheme, Bytes(digest.begin(), digest.end() - 1), signature, "a digest cut short");
     refused(scheme, digest, Bytes(signature.begin(), signature.end() - 1), "a signature cut short");
