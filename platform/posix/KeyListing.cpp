@@ -73,6 +73,7 @@ CertificateContext CertificateOf(const posix::Pkcs11Session& session, const Toke
 void AddKeysOf(const TokenSlot& token, std::vector<NCryptKeyName>& names) {
     const auto session = posix::Pkcs11Session::Open(token);
     if (!session) return;
+    const auto held = posix::TokenLogin::HoldLogouts();
     auto keys = KeysOf(*session);
     if (!keys) return;
     std::vector<TokenKeyObject> listed;

@@ -2,6 +2,7 @@
 // The upper floor of the token code: a token in our words - its keys, its login and the signature of one key.
 
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <vector>
 
@@ -34,6 +35,9 @@ class TokenLogin {
   public:
     // The login that stands, or a new one: asks for the PIN unless the token has a pad of its own. Null on failure.
     static std::shared_ptr<TokenLogin> For(const TokenSlot& token);
+    // While it is held nobody here logs out: whoever reads a token for all to see is not caught between its private
+    // objects and their end.
+    [[nodiscard]] static std::unique_lock<std::mutex> HoldLogouts();
     TokenLogin(const TokenLogin&) = delete;
     TokenLogin& operator=(const TokenLogin&) = delete;
     ~TokenLogin();

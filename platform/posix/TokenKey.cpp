@@ -136,11 +136,10 @@ bool TokenKey::Unlock() {
     if (!FindToken()) return false;
     const auto session = Pkcs11Session::Open(token_);
     if (!session) return false;
+    // Before login the key is hidden.
+    if ((token_.flags & CKF_LOGIN_REQUIRED) != 0) return true;
     const auto keys = KeysOf(*session);
-    if (!keys) return false;
-    // Before login the key is hidden, and whether another thread is logged in just now may change at any moment.
-    const bool mayBeHidden = (token_.flags & CKF_LOGIN_REQUIRED) != 0;
-    return mayBeHidden || PickFrom(*keys) != nullptr || TokenTrouble(NTE_NO_KEY, kKeyIsMissing, token_.label);
+    return keys && (PickFrom(*keys) != nullptr || TokenTrouble(NTE_NO_KEY, kKeyIsMissing, token_.label));
 }
 
 Bytes TokenKey::Sign(HashAlgorithm algorithm, ByteView digest) {

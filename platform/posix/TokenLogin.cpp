@@ -127,6 +127,10 @@ std::shared_ptr<TokenLogin> TokenLogin::For(const TokenSlot& token) {
     return nullptr;
 }
 
+std::unique_lock<std::mutex> TokenLogin::HoldLogouts() {
+    return std::unique_lock(Register::Get().lock);
+}
+
 TokenLogin::~TokenLogin() {
     const TokenSlot& token = session_->Token();
     if (ours_ && token.modules->IsOurs()) token.Functions()->C_Logout(session_->Handle());

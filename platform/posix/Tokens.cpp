@@ -118,11 +118,11 @@ void AddCertificatesOf(const TokenSlot& token, std::vector<CertificateContext>& 
     CK_ATTRIBUTE wanted[] = {{CKA_CLASS, &objectClass, sizeof objectClass}, {CKA_CERTIFICATE_TYPE, &type, sizeof type}};
     const auto handles = session->Find(wanted);
     if (!handles || handles->empty()) return;
-    const bool wasLoggedIn = session->IsUserLoggedIn();
+    const auto held = TokenLogin::HoldLogouts();
+    const bool loggedIn = session->IsUserLoggedIn();
     const auto keys = KeysOf(*session);
     if (!keys) return;
-    const bool hidden =
-        keys->empty() && (token.flags & CKF_LOGIN_REQUIRED) != 0 && !(wasLoggedIn && session->IsUserLoggedIn());
+    const bool hidden = keys->empty() && !loggedIn && (token.flags & CKF_LOGIN_REQUIRED) != 0;
     for (const CK_OBJECT_HANDLE handle : *handles) {
         const auto certificate = CertCreateCertificateContext(session->Attribute(handle, CKA_VALUE));
         if (NativeOf(certificate) == nullptr) {
