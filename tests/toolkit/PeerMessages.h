@@ -1,0 +1,38 @@
+#pragma once
+// Messages that the openssl command signs with certificates of the test.
+
+#include <gtest/gtest.h>
+
+#include "tests/support/Pki.h"
+#include "tests/support/Process.h"
+#include "tests/support/Profile.h"
+#include "tests/toolkit/VerifySupport.h"
+
+namespace testing_support {
+
+// The certificate and its key as PEM files NAME.pem and NAME.key.
+inline void WritePem(const tests::Profile& profile, const std::string& name, const tests::Certificate& certificate) {
+    profile.Write(name + ".pem", certificate.Pem());
+    profile.Write(name + ".key", certificate.KeyPem());
+}
+
+// Runs a program in the profile's folder; its failure is the test's.
+inline bool RunIn(const tests::Profile& profile, const std::vector<std::string>& command,
+                  const std::string& input = {}) {
+    const auto result = tests::RunProgram(command, {.input = input, .folder = profile.Folder()});
+    EXPECT_EQ(result.status, 0) << command.front() << ' ' << command.at(1) << ": " << result.Summary();
+    return result.status == 0;
+}
+
+// `openssl cms -sign` of the file "content" by "signer", with more options; empty on failure.
+inline platform::Bytes OpenSslSign(const tests::Profile& profile, const std::vector<std::string>& options = {},
+                                   const std::string& signer = "signer") {
+    std::vector<std::string> command{"openssl",  "cms",     "-sign",         "-binary", "-in",
+                                     "content",  "-signer", signer + ".pem", "-inkey",  signer + ".key",
+                                     "-outform", "DER",     "-out",          "message"};
+    command.insert(command.end(), options.begin(), options.end());
+    if (!RunIn(profile, command)) return {};
+    return ReadFile(profile.Folder() / "message");
+}
+
+}  // namespace testing_support

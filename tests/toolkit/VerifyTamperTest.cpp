@@ -1,0 +1,275 @@
+// What an attacker can do to a message without the key.
+
+#include <algorithm>
+#include <chrono>
+
+#include "tests/toolkit/MessageParts.h"
+#include "tests/toolkit/PeerMessages.h"
+#include "toolkit/cms/Algorithms.h"
+#include "toolkit/cms/SignerInfo.h"
+
+namespace {
+
+using platform::Bytes;
+using platform::ByteView;
+using testing_support::ElementsOf;
+using testing_support::MessageParts;
+using testing_support::OpenSslSign;
+using testing_support::Verify;
+using testing_support::Wrap;
+using testing_support::WritePem;
+using tests::KeyType;
+using tests::Profile;
+namespace tag = units::tag;
+
+// Where an encoded part stands in the message.
+struct Range {
+    const char* what;
+    std::size_t start, end;
+};
+Range RangeOf(const char* what, const Bytes& message, const Bytes& part) {
+    const auto found = std::search(message.begin(), message.end(), part.begin(), part.end());
+    EXPECT_NE(found, message.end()) << what;
+    const auto start = static_cast<std::size_t>(found - message.begin());
+    return {what, start, start + part.size()};
+}
+
+// The signed attributes cover content, type and certificate (-cades); what stays is what RFC 5652 leaves unsigned.
+TEST(VerifyTamper, EveryChangedByteIsNoticedExceptWhereNoSignatureReaches) {
+    const Profile profile;
+    WritePem(profile, "signer", tests::Issue({.subject = {{"CN", "T"}}, .key = tests::TestKey(KeyType::p256)}));
+    profile.Write("content", "pay 100");
+    const Bytes message = OpenSslSign(profile, {"-nodetach", "-cades", "-nosmimecap"});
+    ASSERT_TRUE(Verify(message).valid);
+    const MessageParts parts(message);
+    const auto& signer = parts.signers.at(0);
+    const Bytes signerStart = Wrap(tag::kSequence, signer);
+    const Range signerInfo = RangeOf("signer", message, signerStart);
+    const Range sid = RangeOf("signer's identifier", message, signer.at(1));
+    const std::vector<Range> unsignedParts = {
+        {"version of SignedData", 0, RangeOf("", message, parts.fields.at(1)).start},
+        RangeOf("digests to be made: a hint", message, parts.fields.at(1)),
+        {"version of SignerInfo and the identifier, a hint where to look", signerInfo.start, sid.end},
+    };
+    int accepted = 0;
+    for (std::size_t at = 0; at < message.size(); ++at) {
+        for (const int mask : {0x01, 0x20, 0x80, 0xFF}) {
+            Bytes changed = message;
+            changed[at] = static_cast<std::uint8_t>(changed[at] ^ mask);
+            const auto verdict = Verify(changed);
+            if (!verdict.valid) continue;
+            ++accepted;
+            const bool known = std::any_of(unsignedParts.begin(), unsignedParts.end(),
+                                           [&](const Range& range) { return at >= range.start && at < range.end; });
+            EXPECT_TRUE(known) << "byte " << at << " mask " << mask;
+            EXPECT_EQ(platform::AsText(verdict.content), "pay 100") << at;
+            EXPECT_EQ(verdict.findings.signers[0].certificate.Encoded().size(), parts.certificates.at(0).size());
+        }
+    }
+    EXPECT_GT(accepted, 0);
+    // Nor is a message that was cut.
+    for (std::size_t size = 0; size < message.size(); ++size)
+        EXPECT_FALSE(Verify(ByteView(message).first(size)).valid);
+}
+
+class Crafted : public testing::Test {
+  protected:
+    Crafted() { profile_.Write("content", "pay 100"); }
+    Bytes Sign(const tests::Certificate& signer, const std::vector<std::string>& options) {
+        WritePem(profile_, "signer", signer);
+        auto all = options;
+        all.insert(all.end(), {"-nodetach", "-nosmimecap"});
+        return OpenSslSign(profile_, all);
+    }
+    static void ExpectRefused(const MessageParts& parts, const char* reason) {
+        const auto verdict = Verify(parts.Assemble());
+        EXPECT_FALSE(verdict.valid);
+        EXPECT_NE(verdict.log.find(reason), std::string::npos) << verdict.log;
+    }
+
+    Profile profile_;
+    const tests::CertificateSpec spec_{
+        .subject = {{"CN", "Signer"}}, .serial = {7}, .key = tests::TestKey(KeyType::p256)};
+};
+
+TEST_F(Crafted, SignedAttributesPassedOffAsContentAreRefused) {
+    MessageParts parts(Sign(tests::Issue(spec_), {}));
+    Bytes attributes = parts.signers[0].at(3);
+    attributes[0] = tag::kSet;
+    parts.signers[0].erase(parts.signers[0].begin() + 3);
+    parts.SetContent("1.2.840.113549.1.7.1", attributes);
+    ExpectRefused(parts, "The content is itself a set of signed attributes");
+}
+
+TEST_F(Crafted, ASignatureWithoutAttributesIsForPlainDataOnly) {
+    MessageParts parts(Sign(tests::Issue(spec_), {"-noattr"}));
+    ASSERT_TRUE(Verify(parts.Assemble()).valid);
+    parts.SetContent("1.2.840.113549.1.9.16.1.4", platform::AsBytes("pay 100"));
+    ExpectRefused(parts, "needs signed attributes");
+}
+
+TEST_F(Crafted, NoSignersAreNoSignature) {
+    MessageParts parts(Sign(tests::Issue(spec_), {}));
+    parts.signers.clear();
+    ExpectRefused(parts, "The message has no signers.");
+}
+
+TEST_F(Crafted, ACertificateWithTheSameIssuerAndSerialDoesNotConfuse) {
+    auto decoySpec = spec_;
+    decoySpec.key = tests::TestKey(KeyType::p256, 1);
+    const auto signer = tests::Issue(spec_), decoy = tests::Issue(decoySpec);
+    MessageParts parts(Sign(signer, {}));
+    for (const bool decoyFirst : {true, false}) {
+        parts.certificates =
+            decoyFirst ? std::vector{decoy.Der(), signer.Der()} : std::vector{signer.Der(), decoy.Der()};
+        const auto verdict = Verify(parts.Assemble());
+        EXPECT_TRUE(verdict.valid) << verdict.log;
+        EXPECT_EQ(platform::CopyOf(verdict.findings.signers.at(0).certificate.Encoded()), signer.Der());
+    }
+    parts.certificates = {decoy.Der()};
+    ExpectRefused(parts, "does not match the decrypted digest");
+}
+
+TEST_F(Crafted, AReferenceToAnotherCertificateOfTheSameKeyIsInvalid) {
+    auto otherSpec = spec_;
+    otherSpec.keyUsage = "critical,keyAgreement";
+    const auto signer = tests::Issue(spec_);
+    MessageParts parts(Sign(signer, {"-cades"}));
+    ASSERT_TRUE(Verify(parts.Assemble()).valid);
+    const auto other = tests::Issue(otherSpec);
+    parts.certificates = {other.Der()};
+    ExpectRefused(parts, "The signing certificate reference is to another certificate.");
+    // Both of them: the one that is meant is taken.
+    parts.certificates = {other.Der(), signer.Der()};
+    const auto verdict = Verify(parts.Assemble());
+    EXPECT_TRUE(verdict.valid) << verdict.log;
+    EXPECT_EQ(platform::CopyOf(verdict.findings.signers.at(0).certificate.Encoded()), signer.Der());
+}
+
+TEST_F(Crafted, AttributesAreGoodAsStoredOrInDerOrder) {
+    MessageParts parts(Sign(tests::Issue(spec_), {}));
+    auto attributes = ElementsOf(parts.signers[0].at(3));
+    ASSERT_GE(attributes.size(), 3U);
+    // OpenSSL signs DER order; a writer that stores another order signed the same.
+    std::swap(attributes.front(), attributes.back());
+    parts.signers[0][3] = Wrap(tag::ContextConstructed(0), attributes);
+    EXPECT_TRUE(Verify(parts.Assemble()).valid);
+    // An attribute twice, or one less, is something else.
+    auto twice = attributes;
+    twice.push_back(attributes.front());
+    parts.signers[0][3] = Wrap(tag::ContextConstructed(0), twice);
+    EXPECT_FALSE(Verify(parts.Assemble()).valid);
+    attributes.pop_back();
+    parts.signers[0][3] = Wrap(tag::ContextConstructed(0), attributes);
+    EXPECT_FALSE(Verify(parts.Assemble()).valid);
+}
+
+TEST_F(Crafted, OnlyPaddingMayStandBehindTheMessage) {
+    const Bytes message = Sign(tests::Issue(spec_), {});
+    struct Case {
+        Bytes behind;
+        bool valid;
+    };
+    for (const auto& [behind, valid] : {Case{{0, 0, 0}, true}, Case{{'\r', '\n'}, true}, Case{Bytes(9000, 0), true},
+                                        Case{{1}, false}, Case{{0, 0, 'x'}, false}, Case{message, false}}) {
+        Bytes all = message;
+        all.insert(all.end(), behind.begin(), behind.end());
+        EXPECT_EQ(Verify(all).valid, valid) << behind.size();
+    }
+}
+
+TEST_F(Crafted, EveryTextFormOfAMessageIsTheSameMessage) {
+    const Bytes message = Sign(tests::Issue(spec_), {});
+    profile_.Write("message", platform::AsText(message));
+    const auto base64 =
+        tests::RunProgram({"openssl", "base64", "-in", "message"}, {.folder = profile_.Folder()}).output;
+    std::string crlf;
+    for (const char c : base64)
+        crlf += c == '\n' ? std::string("\r\n") : std::string(1, c);
+    struct Case {
+        const char* name;
+        std::string text;
+        bool valid;
+    };
+    const Case cases[] = {
+        {"bare", base64, true},
+        {"CR LF", crlf, true},
+        {"PKCS7", "-----BEGIN PKCS7-----\n" + base64 + "-----END PKCS7-----\n", true},
+        {"CMS", "-----BEGIN CMS-----\n" + base64 + "-----END CMS-----", true},
+        {"words around", "Signed by: me\n-----BEGIN CMS-----\n" + base64 + "-----END CMS-----\nbye (!)\n", true},
+        {"mail", "Content-Type: application/pkcs7-mime; name=x\n\n" + base64, true},
+        {"no Base64", "*" + base64, false},
+        {"cut", base64.substr(0, base64.size() - 30), false},
+        {"text after padding", base64 + "=\nAAAA", false},
+    };
+    for (const auto& [name, text, valid] : cases) {
+        EXPECT_EQ(Verify(platform::AsBytes(text)).valid, valid) << name;
+    }
+}
+
+// Headers of ContentInfo and SignedData up to encapContentInfo, all of indefinite length, then what is given.
+Bytes Hostile(const Bytes& content) {
+    Bytes bytes{0x30, 0x80, 6, 9, 0x2A, 0x86, 0x48, 0x86, 0xF7, 0x0D, 1, 7, 2, 0xA0, 0x80, 0x30, 0x80, 2, 1, 1, 0x31, 0,
+                0x30, 0x80, 6, 9, 0x2A, 0x86, 0x48, 0x86, 0xF7, 0x0D, 1, 7, 1, 0xA0, 0x80};
+    bytes.insert(bytes.end(), content.begin(), content.end());
+    return bytes;
+}
+
+TEST(VerifyHostile, SizesAndDepthsEndInARefusalAtOnce) {
+    Bytes deep, manyEmpty{0x24, 0x80};
+    for (int i = 0; i < 100'000; ++i)
+        deep.insert(deep.end(), {0x24, 0x80});
+    for (int i = 0; i < 500'000; ++i)
+        manyEmpty.insert(manyEmpty.end(), {4, 0});
+    Bytes deepSets = Hostile({0x24, 0x80, 0, 0, 0, 0, 0, 0});
+    for (int i = 0; i < 500'000; ++i)
+        deepSets.insert(deepSets.end(), {0x31, 0x80});
+    const std::pair<const char*, Bytes> cases[] = {
+        {"content of 2^63 bytes", Hostile({4, 0x88, 0x80, 0, 0, 0, 0, 0, 0, 0, 1})},
+        {"content of 2^64-1 bytes", Hostile({4, 0x88, 255, 255, 255, 255, 255, 255, 255, 255})},
+        {"content beyond the end", Hostile({4, 0x84, 0x7F, 0xFF, 0xFF, 0xFF, 1})},
+        {"pieces 100,000 deep", Hostile(deep)},
+        {"half a million empty pieces", Hostile(manyEmpty)},
+        {"signers half a million deep", deepSets},
+        {"a piece longer than its string", Hostile({0x24, 3, 4, 9, 1, 0, 0})},
+        {"a piece of another type", Hostile({0x24, 0x80, 2, 1, 1, 0, 0})},
+        {"nothing behind the content", Hostile({4, 1, 'x', 0, 0, 0, 0})},
+    };
+    for (const auto& [name, bytes] : cases) {
+        const auto start = std::chrono::steady_clock::now();
+        const auto verdict = Verify(bytes);
+        EXPECT_FALSE(verdict.valid) << name;
+        EXPECT_NE(verdict.log.find("Failed to create PKCS7 from DER."), std::string::npos) << name;
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5)) << name;
+    }
+}
+
+TEST(Algorithms, SchemesFollowTheIdentifiersAndTheirParameters) {
+    using platform::HashAlgorithm;
+    using toolkit::cms::ChooseScheme;
+    using toolkit::cms::SchemeFault;
+    const auto algorithm = [](std::string oid, Bytes parameters = {}) {
+        return units::AlgorithmIdentifier{std::move(oid), std::move(parameters)};
+    };
+    const auto fault = [&](std::string oid, HashAlgorithm hash, Bytes parameters = {}) {
+        return ChooseScheme(algorithm(std::move(oid), std::move(parameters)), hash).fault;
+    };
+    EXPECT_EQ(fault("1.2.840.10045.4.3.2", HashAlgorithm::sha256), SchemeFault::none);
+    EXPECT_EQ(fault("1.2.840.10045.4.3.2", HashAlgorithm::sha1), SchemeFault::differentDigests);
+    EXPECT_EQ(fault("1.2.840.10040.4.3", HashAlgorithm::sha256), SchemeFault::differentDigests);
+    EXPECT_EQ(fault("1.3.101.112", HashAlgorithm::sha512), SchemeFault::needsWholeMessage);
+    EXPECT_EQ(fault("1.2.3", HashAlgorithm::sha256), SchemeFault::unknownAlgorithm);
+    const std::string pss = "1.2.840.113549.1.1.10";
+    EXPECT_EQ(fault(pss, HashAlgorithm::sha1), SchemeFault::badParameters) << "they are not optional here";
+    const auto defaults = ChooseScheme(algorithm(pss, {0x30, 0}), HashAlgorithm::sha1);
+    EXPECT_EQ(defaults.fault, SchemeFault::none);
+    EXPECT_EQ(defaults.scheme.saltLength, 20U);
+    EXPECT_EQ(defaults.scheme.mgf1Hash, HashAlgorithm::sha1);
+    EXPECT_EQ(fault(pss, HashAlgorithm::sha256, {0x30, 0}), SchemeFault::differentDigests);
+    EXPECT_EQ(fault(pss, HashAlgorithm::sha1, {0x30, 5, 0xA3, 3, 2, 1, 2}), SchemeFault::badParameters) << "trailer";
+    EXPECT_EQ(fault(pss, HashAlgorithm::sha1, {0x30, 5, 0xA2, 3, 2, 1, 0xFF}), SchemeFault::badParameters)
+        << "negative";
+    EXPECT_EQ(fault(pss, HashAlgorithm::sha1, {0x30, 2, 5, 0}), SchemeFault::badParameters) << "unknown field";
+}
+
+}  // namespace
