@@ -109,9 +109,13 @@ void ChainSources::AddHostTiers(bool rootsAreTrusted) {
 }
 
 void ChainSources::AddFolders(std::u16string_view name, std::vector<CertStore>& stores) {
+    const auto [entry, isNew] = folders_.try_emplace(std::u16string(name));
+    std::vector<CertStore>& folders = entry->second;
     for (const StoreLocation location : {StoreLocation::currentUser, StoreLocation::localMachine}) {
-        if (const CertStore store = CertOpenSystemStoreAt(location, name, false)) stores.push_back(SnapshotOf(store));
+        const CertStore store = isNew ? CertOpenSystemStoreAt(location, name, false) : CertStore();
+        if (store) folders.push_back(SnapshotOf(store));
     }
+    stores.insert(stores.end(), folders.begin(), folders.end());
 }
 
 bool ChainSources::OpenNextTier(bool incomplete) {

@@ -43,6 +43,7 @@ class ChainSources {
     void AddFolders(std::u16string_view name, std::vector<CertStore>& stores);
 
     std::vector<CertStore> issuers_, roots_, distrusted_, crlStores_;
+    std::map<std::u16string, std::vector<CertStore>> folders_;             // opened already, by name
     std::vector<Tier> tiers_;                                              // those that are not open yet
     std::map<std::string, std::vector<CertificateContext>> foundIssuers_;  // by the name in DER
     std::function<void(ChainSources&)> openCrlStores_;

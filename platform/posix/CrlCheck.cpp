@@ -1,6 +1,7 @@
 #include "platform/posix/CrlCheck.h"
 
 #include <algorithm>
+#include <array>
 
 #include "platform/posix/CrlFacts.h"
 #include "platform/posix/PathBuilder.h"
@@ -23,10 +24,16 @@ bool IsCertificationAuthority(const CertificateContext& certificate) {
 
 // --- Who may have signed ---
 
+// Who is believed as the signer of a CRL. When a signer is asked about itself, only its own issuer is: two keys must
+// not vouch for each other.
+enum class Believed { issuerAlone, alsoItsOtherKeys };
+
+RevocationStatus Check(std::span<const CertificateContext> path, FILETIME at, ChainSources& sources, Believed believed);
+
 class Signers {
   public:
-    Signers(std::span<const CertificateContext> path, FILETIME at, ChainSources& sources)
-        : path_(path), at_(at), sources_(sources) {}
+    Signers(std::span<const CertificateContext> path, FILETIME at, ChainSources& sources, Believed believed)
+        : path_(path), at_(at), sources_(sources), believed_(believed) {}
 
     bool Signed(const CrlContext& crl, const CrlFacts& facts) {
         const auto signs = [&](const CertificateContext& signer) {
@@ -34,6 +41,7 @@ class Signers {
         };
         if (path_.size() < 2) return false;
         if (signs(path_[1])) return true;
+        if (believed_ == Believed::issuerAlone) return false;
         for (const CertificateContext& above : path_.subspan(2)) {
             if (IsIssuerName(path_[0], above) && signs(above)) return true;
         }
@@ -51,15 +59,20 @@ class Signers {
         const bool hasUsage = (X509_get_extension_flags(NativeOf(signer)) & EXFLAG_KUSAGE) != 0;
         if (!hasUsage && !IsCertificationAuthority(signer)) return false;
         if (sources_.IsTrusted(signer)) return true;
-        const auto vouches = [&](const CertificateContext& above) {
-            return IsIssuerName(signer, above) && IsSignedBy(signer, above);
-        };
-        return std::ranges::any_of(path_.subspan(1, std::min<std::size_t>(2, path_.size() - 1)), vouches);
+        return std::ranges::any_of(path_.subspan(1, std::min<std::size_t>(2, path_.size() - 1)),
+                                   [&](const CertificateContext& above) { return Vouches(above, signer); });
+    }
+
+    bool Vouches(const CertificateContext& above, const CertificateContext& signer) {
+        if (!IsIssuerName(signer, above) || !IsSignedBy(signer, above)) return false;
+        const std::array<CertificateContext, 2> path = {signer, above};
+        return Check(path, at_, sources_, Believed::issuerAlone) != RevocationStatus::revoked;
     }
 
     std::span<const CertificateContext> path_;
     FILETIME at_;
     ChainSources& sources_;
+    Believed believed_;
 };
 
 // --- Which part of an authority's certificates a CRL covers ---
@@ -162,12 +175,11 @@ bool IsFromIssuerOf(const CertificateContext& certificate, const CrlContext& crl
     return native && X509_NAME_cmp(X509_get_issuer_name(NativeOf(certificate)), X509_CRL_get_issuer(native)) == 0;
 }
 
-}  // namespace
-
-RevocationStatus CheckCrls(std::span<const CertificateContext> path, FILETIME at, ChainSources& sources) {
+RevocationStatus Check(std::span<const CertificateContext> path, FILETIME at, ChainSources& sources,
+                       Believed believed) {
     const CertificateContext& certificate = path.front();
     if (!NativeOf(certificate)) return RevocationStatus::unknown;
-    Signers signers(path, at, sources);
+    Signers signers(path, at, sources, believed);
     std::vector<Statement> statements;
     std::optional<bool> coveredElsewhere;
     for (const CrlContext& crl : sources.Crls()) {
@@ -185,6 +197,12 @@ RevocationStatus CheckCrls(std::span<const CertificateContext> path, FILETIME at
         statements.push_back(statement);
     }
     return Conclude(statements);
+}
+
+}  // namespace
+
+RevocationStatus CheckCrls(std::span<const CertificateContext> path, FILETIME at, ChainSources& sources) {
+    return Check(path, at, sources, Believed::alsoItsOtherKeys);
 }
 
 }  // namespace platform::posix

@@ -131,7 +131,8 @@ bool CrlFacts::IsSignedBy(const CrlContext& crl, const CertificateContext& issue
 }
 
 std::shared_ptr<const CrlFacts> FactsOf(const CrlContext& crl) {
-    static FactTable table;
+    // Never destroyed: the crypto library may be gone before the process's static objects are.
+    static FactTable& table = *new FactTable;
     if (auto known = table.Find(crl.Backend())) return known;
     auto facts = std::make_shared<CrlFacts>();
     X509_CRL* native = NativeOf(crl);

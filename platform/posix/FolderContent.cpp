@@ -61,9 +61,9 @@ std::shared_ptr<const FolderFile> ReadFile(const std::filesystem::path& folder, 
 
 }  // namespace
 
-std::optional<FileState> FileState::Of(const std::filesystem::path& path) {
+std::optional<FileState> FileState::Of(const char* path) {
     struct stat status {};
-    if (stat(path.c_str(), &status) != 0) return std::nullopt;
+    if (stat(path, &status) != 0) return std::nullopt;
     return FileState{
         status.st_dev,          status.st_ino, status.st_size, Nanoseconds(status.st_mtim), Nanoseconds(status.st_ctim),
         S_ISREG(status.st_mode)};
@@ -141,7 +141,11 @@ bool FolderContent::FolderUnchanged(const std::filesystem::path& folder) const {
 }
 
 bool FolderContent::FileUnchanged(const std::filesystem::path& folder, const FolderFile& file) const {
-    return file.settled && FileState::Of(folder / file.name) == file.state;
+    if (!file.settled) return false;
+    std::string path;  // put together by hand: asked for every file at each operation
+    path.reserve(folder.native().size() + 1 + file.name.size());
+    path.append(folder.native()).append(1, '/').append(file.name);
+    return FileState::Of(path.c_str()) == file.state;
 }
 
 bool FolderContent::Unchanged(const std::filesystem::path& folder) const {

@@ -25,7 +25,8 @@ struct FileState {
     bool regular = false;
     friend bool operator==(const FileState&, const FileState&) = default;
 
-    static std::optional<FileState> Of(const std::filesystem::path& path);
+    static std::optional<FileState> Of(const std::filesystem::path& path) { return Of(path.c_str()); }
+    static std::optional<FileState> Of(const char* path);
     // Whether a later change must show in these values. A file system's clock ticks coarsely, so what was changed just
     // before `moment` (ns since 1970) may change again within the same tick and look the same.
     [[nodiscard]] bool SettledAt(std::int64_t moment) const;

@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <ctime>
+#include <map>
+#include <mutex>
 #include <set>
 #include <unordered_map>
 
@@ -174,14 +177,42 @@ HostSource HostSourceFor(const std::u16string& name) {
     return name == u"ROOT" ? HostSource::trustAnchors : HostSource::none;
 }
 
-void AddFolderNames(StoreLocation location, std::set<std::u16string>& names) {
+std::set<std::u16string> ReadFolderNames(const std::filesystem::path& folder) {
+    std::set<std::u16string> names;
     std::error_code error;
-    std::filesystem::directory_iterator entry(StoresFolder(location), error);
+    std::filesystem::directory_iterator entry(folder, error);
     for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
         const auto name = ToWide(entry->path().filename().string());
         std::error_code ignored;
         if (entry->is_directory(ignored) && FolderName(name) == name) names.insert(name);
     }
+    return names;
+}
+
+// Read again when the folder changed; each chain asks.
+void AddFolderNames(StoreLocation location, std::set<std::u16string>& names) {
+    struct Listing {
+        posix::FileState state;
+        std::set<std::u16string> names;
+    };
+    static std::mutex lock;
+    static std::map<std::string, Listing> listings;
+    const auto folder = StoresFolder(location);
+    const auto state = folder.empty() ? std::nullopt : posix::FileState::Of(folder);
+    if (!state) return;
+    const std::scoped_lock guard(lock);
+    const auto known = listings.find(folder.native());
+    if (known != listings.end() && known->second.state == *state) {
+        names.insert(known->second.names.begin(), known->second.names.end());
+        return;
+    }
+    const std::set<std::u16string> read = ReadFolderNames(folder);
+    names.insert(read.begin(), read.end());
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    if (!state->SettledAt(std::int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec)) return;
+    if (listings.size() >= 16) listings.clear();
+    listings[folder.native()] = {*state, read};
 }
 
 }  // namespace

@@ -349,6 +349,18 @@ TEST(Chains, ThousandsOfNamesakesKeepNobodyBusy) {
     EXPECT_EQ(world.Verdict(Issue(PersonSpec("Person", 2), root)), 0U);
 }
 
+TEST(Chains, APathEndsAtSixteenCertificates) {
+    for (const unsigned length : {16U, 17U}) {
+        Certificate issuer = Issue(AuthoritySpec("Root", 0));
+        const ChainWorld world(issuer, {});
+        for (unsigned i = 1; i + 1 < length; ++i) {
+            issuer = Issue(AuthoritySpec("Authority " + std::to_string(i), i), issuer);
+            world.Know(issuer);
+        }
+        EXPECT_EQ(world.Verdict(Issue(PersonSpec("Person", 99), issuer)), length > 16 ? CERT_E_CHAINING : 0U);
+    }
+}
+
 TEST(Chains, NothingIsJudgedWithoutACertificate) {
     EXPECT_FALSE(CertGetCertificateChain({}, {}));
     EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);

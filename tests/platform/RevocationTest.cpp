@@ -233,6 +233,19 @@ TEST(Revocation, AnotherKeyOfTheAuthorityMustBeVouchedForAndAllowed) {
     }
 }
 
+TEST(Revocation, ARevokedKeyForCrlsCannotClear) {
+    const Trio trio;
+    CertificateSpec spec = PersonSpec("Authority", 5);
+    spec.keyUsage = "cRLSign";
+    const Certificate signer = Issue(spec, trio.root);
+    const ChainWorld world = trio.World();
+    world.Know(signer);
+    world.AddCrl(MakeCrl(signer));
+    EXPECT_EQ(world.VerdictWithCrls(trio.leaf), 0U);
+    world.AddCrl(MakeCrl(trio.root, At({.revoked = {{signer.Serial(), kNow, 1}}}, kNow - 60, kNow + kDay)));
+    EXPECT_EQ(world.VerdictWithCrls(trio.leaf), kUnknown);
+}
+
 TEST(Revocation, ATrustedCertificateThatIsNoRootIsAskedFor) {
     const Trio trio;
     const ChainWorld world(trio.ca, {trio.root});
