@@ -19,14 +19,23 @@ using SafesPtr = Owned<STACK_OF(PKCS7), +[](STACK_OF(PKCS7) * safes) { sk_PKCS7_
 
 // A context of its own for the old ciphers: loading them into the process's default one would hide that the code under
 // test forgot to.
+class OldCipherContext {
+  public:
+    OldCipherContext()
+        : context_(OSSL_LIB_CTX_new()),
+          legacy_(OSSL_PROVIDER_load(context_.get(), "legacy")),
+          default_(OSSL_PROVIDER_load(context_.get(), "default")) {
+        Require(legacy_ != nullptr && default_ != nullptr, "old ciphers");
+    }
+    [[nodiscard]] OSSL_LIB_CTX* Get() const { return context_.get(); }
+
+  private:
+    Owned<OSSL_LIB_CTX, OSSL_LIB_CTX_free> context_;
+    Owned<OSSL_PROVIDER, OSSL_PROVIDER_unload> legacy_, default_;  // unloaded before their context goes
+};
 OSSL_LIB_CTX* OldCiphers() {
-    static const Owned<OSSL_LIB_CTX, OSSL_LIB_CTX_free> context = [] {
-        Owned<OSSL_LIB_CTX, OSSL_LIB_CTX_free> made(OSSL_LIB_CTX_new());
-        Require(OSSL_PROVIDER_load(made.get(), "legacy") != nullptr, "old ciphers");
-        Require(OSSL_PROVIDER_load(made.get(), "default") != nullptr, "default ciphers");
-        return made;
-    }();
-    return context.get();
+    static const OldCipherContext context;
+    return context.Get();
 }
 
 struct Ciphers {
