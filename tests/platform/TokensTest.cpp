@@ -9,20 +9,21 @@
 #include "platform/Keys.h"
 #include "platform/posix/Native.h"
 #include "tests/support/FakeToken.h"
-#include "tests/support/Pins.h"
+#include "tests/support/KeyUse.h"
 #include "tests/support/Pki.h"
 #include "tests/support/SoftToken.h"
 
 namespace {
 
 using namespace platform;
+using tests::AcquireKey;
 using tests::Certificate;
 using tests::FakeToken;
+using tests::IsContentSignature;
 using tests::KeyType;
 using tests::ScriptedPins;
+using tests::SignContent;
 using tests::SoftToken;
-
-const Bytes kContent = {'N', 'o', 'r', 'v', 'i', 'k'};
 
 Certificate Signer(KeyType type, unsigned index = 0) {
     return tests::Issue({.subject = {{"CN", "Иван Петров"}}, .key = tests::TestKey(type, index)});
@@ -32,29 +33,6 @@ CertificateContext FindOnTokens(const Certificate& certificate) {
     for (const auto& found : posix::CertificatesOnTokens())
         if (CopyOf(found.Encoded()) == certificate.Der()) return found;
     return {};
-}
-
-std::optional<AcquiredKey> Acquire(const CertificateContext& certificate) {
-    SetLastError(ERROR_SUCCESS);
-    return CryptAcquireCertificatePrivateKey(certificate,
-                                             CRYPT_ACQUIRE_PREFER_NCRYPT_KEY_FLAG | CRYPT_ACQUIRE_COMPARE_KEY_FLAG);
-}
-
-Bytes Sign(const PrivateKey& key, HashAlgorithm hash = HashAlgorithm::sha256) {
-    SetLastError(ERROR_SUCCESS);
-    return NCryptSignHash(key, hash, Digest(hash, kContent));
-}
-
-// Judged by the crypto library's own way from content to verdict.
-bool VerifiesElsewhere(const Certificate& certificate, HashAlgorithm hash, const Bytes& signature) {
-    EVP_MD_CTX* context = EVP_MD_CTX_new();
-    const std::string name(NameOf(hash));
-    EVP_PKEY* key = X509_get0_pubkey(certificate.Native());
-    const bool good =
-        EVP_DigestVerifyInit(context, nullptr, EVP_get_digestbyname(name.c_str()), nullptr, key) == 1 &&
-        EVP_DigestVerify(context, signature.data(), signature.size(), kContent.data(), kContent.size()) == 1;
-    EVP_MD_CTX_free(context);
-    return good;
 }
 
 // --- A real token in software ---
@@ -90,14 +68,14 @@ TEST_F(Tokens, SignWithEachKindOfKeyWhatOthersVerify) {
         });
         ASSERT_NE(certificate, found.end()) << id;
         ScriptedPins user({token.Pin()});
-        const auto acquired = Acquire(*certificate);
+        const auto acquired = AcquireKey(*certificate);
         ASSERT_TRUE(acquired) << std::hex << GetLastError();
         EXPECT_FALSE(acquired->key.IsExportable());
         EXPECT_TRUE(user.asked.empty());
-        const Bytes signature = Sign(acquired->key, hash);
+        const Bytes signature = SignContent(acquired->key, hash);
         ASSERT_FALSE(signature.empty()) << id << " " << std::hex << GetLastError();
         EXPECT_LE(signature.size(), acquired->key.SignatureSize());
-        EXPECT_TRUE(VerifiesElsewhere(Signer(type), hash, signature)) << id;
+        EXPECT_TRUE(IsContentSignature(Signer(type), signature, hash)) << id;
         ASSERT_EQ(user.asked.size(), 1U);
         EXPECT_EQ(user.asked[0].kind, PinRequest::Kind::token);
         EXPECT_EQ(user.asked[0].subject, u"Карта");
@@ -136,17 +114,17 @@ TEST_F(Tokens, RefuseAWrongPinOnce) {
     SoftToken token(profile_);
     const Certificate signer = Signer(KeyType::p256);
     token.Put(signer, "01");
-    const auto acquired = Acquire(FindOnTokens(signer));
+    const auto acquired = AcquireKey(FindOnTokens(signer));
     ASSERT_TRUE(acquired);
     {
         ScriptedPins user({"111111", token.Pin()});
-        EXPECT_TRUE(Sign(acquired->key).empty());
+        EXPECT_TRUE(SignContent(acquired->key).empty());
         EXPECT_EQ(GetLastError(), SCARD_W_WRONG_CHV);
         EXPECT_EQ(TokenErrorDetail(), u"CKR_PIN_INCORRECT (0xa0)");
         EXPECT_EQ(user.asked.size(), 1U);
     }
     ScriptedPins user({token.Pin()});
-    EXPECT_FALSE(Sign(acquired->key).empty());
+    EXPECT_FALSE(SignContent(acquired->key).empty());
     EXPECT_TRUE(TokenErrorDetail().empty());
 }
 
@@ -156,12 +134,12 @@ TEST_F(Tokens, ThatVanishGiveAnError) {
     token.Put(signer, "01");
     const auto certificate = FindOnTokens(signer);
     ScriptedPins user({token.Pin(), token.Pin(), token.Pin()});
-    const auto acquired = Acquire(certificate);
+    const auto acquired = AcquireKey(certificate);
     ASSERT_TRUE(acquired);
-    ASSERT_FALSE(Sign(acquired->key).empty());
+    ASSERT_FALSE(SignContent(acquired->key).empty());
     for (const auto& entry : std::filesystem::directory_iterator(token.Folder()))
         std::filesystem::remove_all(entry);
-    EXPECT_TRUE(Sign(acquired->key).empty());
+    EXPECT_TRUE(SignContent(acquired->key).empty());
     EXPECT_NE(GetLastError(), ERROR_SUCCESS);
     EXPECT_NE(GetLastError(), SCARD_W_WRONG_CHV);
     EXPECT_FALSE(TokenErrorMessage(GetLastError()).empty());
@@ -173,18 +151,18 @@ TEST_F(Tokens, ServeAChildOfTheProcessAnew) {
     token.Put(signer, "01");
     const auto certificate = FindOnTokens(signer);
     ScriptedPins user({token.Pin(), token.Pin()});
-    const auto acquired = Acquire(certificate);
+    const auto acquired = AcquireKey(certificate);
     ASSERT_TRUE(acquired);
-    ASSERT_FALSE(Sign(acquired->key).empty());
+    ASSERT_FALSE(SignContent(acquired->key).empty());
     const pid_t child = fork();
     if (child == 0) {
-        const bool good = VerifiesElsewhere(signer, HashAlgorithm::sha256, Sign(acquired->key));
+        const bool good = IsContentSignature(signer, SignContent(acquired->key));
         _exit(good ? 0 : 1);
     }
     int status = -1;
     ASSERT_EQ(waitpid(child, &status, 0), child);
     EXPECT_EQ(status, 0);
-    EXPECT_FALSE(Sign(acquired->key).empty());  // the parent's login was not touched
+    EXPECT_FALSE(SignContent(acquired->key).empty());  // the parent's login was not touched
     EXPECT_EQ(user.asked.size(), 1U);
 }
 
@@ -200,8 +178,8 @@ TEST_F(Tokens, ServeSeveralThreads) {
             threads.emplace_back([&] {
                 for (int i = 0; i < 10; ++i) {
                     ScriptedPins user({token.Pin()});
-                    const auto acquired = Acquire(certificate);
-                    if (acquired && VerifiesElsewhere(signer, HashAlgorithm::sha256, Sign(acquired->key))) ++count;
+                    const auto acquired = AcquireKey(certificate);
+                    if (acquired && IsContentSignature(signer, SignContent(acquired->key))) ++count;
                 }
             });
     }
@@ -213,7 +191,7 @@ TEST_F(Tokens, ServeSeveralThreads) {
 class Cards : public testing::Test {
   protected:
     [[nodiscard]] PrivateKey Key() {
-        const auto acquired = Acquire(FindOnTokens(signer_));
+        const auto acquired = AcquireKey(FindOnTokens(signer_));
         if (!acquired) ADD_FAILURE() << std::hex << GetLastError();
         return acquired ? acquired->key : PrivateKey();
     }
@@ -226,8 +204,8 @@ TEST_F(Cards, AreLeftAsTheyWereFound) {
     {
         const PrivateKey key = Key();
         ScriptedPins user({"1234"});
-        EXPECT_TRUE(VerifiesElsewhere(signer_, HashAlgorithm::sha256, Sign(key)));
-        EXPECT_FALSE(Sign(key).empty());
+        EXPECT_TRUE(IsContentSignature(signer_, SignContent(key)));
+        EXPECT_FALSE(SignContent(key).empty());
         EXPECT_EQ(user.asked.size(), 1U);  // a handle logs in once
         EXPECT_EQ(card_->userLogins, 1);
     }
@@ -240,15 +218,15 @@ TEST_F(Cards, ThatWantThePinForEachUseAskForEachUse) {
     card_->alwaysAuthenticate = true;
     const PrivateKey key = Key();
     ScriptedPins user({"1234", "1234", "1234", std::nullopt, "1234"});
-    EXPECT_TRUE(VerifiesElsewhere(signer_, HashAlgorithm::sha256, Sign(key)));
-    EXPECT_FALSE(Sign(key).empty());
+    EXPECT_TRUE(IsContentSignature(signer_, SignContent(key)));
+    EXPECT_FALSE(SignContent(key).empty());
     ASSERT_EQ(user.asked.size(), 3U);
     EXPECT_EQ(user.asked[0].kind, PinRequest::Kind::token);
     EXPECT_EQ(user.asked[1].kind, PinRequest::Kind::signature);
     EXPECT_EQ(user.asked[2].kind, PinRequest::Kind::signature);
     EXPECT_EQ(card_->contextLogins, 2);
 
-    EXPECT_TRUE(Sign(key).empty());  // the user gives up
+    EXPECT_TRUE(SignContent(key).empty());  // the user gives up
     EXPECT_EQ(GetLastError(), SCARD_W_CANCELLED_BY_USER);
     EXPECT_EQ(card_->signatures, 2);
     EXPECT_EQ(card_->openSessions, 0);  // nothing half-done is left open
@@ -258,7 +236,7 @@ TEST_F(Cards, WithAPadOfTheirOwnAskNobody) {
     card_->protectedPath = true;
     card_->alwaysAuthenticate = true;
     ScriptedPins user({});
-    EXPECT_FALSE(Sign(Key()).empty());
+    EXPECT_FALSE(SignContent(Key()).empty());
     EXPECT_TRUE(user.asked.empty());
     EXPECT_EQ(card_->contextLogins, 1);
 }
@@ -266,18 +244,18 @@ TEST_F(Cards, WithAPadOfTheirOwnAskNobody) {
 TEST_F(Cards, WarnBeforeTheLastTryAndAreNotTriedWhenBlocked) {
     const PrivateKey key = Key();
     ScriptedPins user({"0000", "0000", "0000", "1234"});
-    EXPECT_TRUE(Sign(key).empty());
+    EXPECT_TRUE(SignContent(key).empty());
     EXPECT_EQ(GetLastError(), SCARD_W_WRONG_CHV);
-    EXPECT_TRUE(Sign(key).empty());
+    EXPECT_TRUE(SignContent(key).empty());
     EXPECT_EQ(GetLastError(), SCARD_W_WRONG_CHV);
-    EXPECT_TRUE(Sign(key).empty());
+    EXPECT_TRUE(SignContent(key).empty());
     EXPECT_EQ(GetLastError(), SCARD_W_CHV_BLOCKED);  // it was the last one
     ASSERT_EQ(user.asked.size(), 3U);
     EXPECT_FALSE(user.asked[0].fewTriesLeft || user.asked[0].lastTry);
     EXPECT_TRUE(user.asked[1].fewTriesLeft && !user.asked[1].lastTry);
     EXPECT_TRUE(user.asked[2].fewTriesLeft && user.asked[2].lastTry);
 
-    EXPECT_TRUE(Sign(key).empty());
+    EXPECT_TRUE(SignContent(key).empty());
     EXPECT_EQ(GetLastError(), SCARD_W_CHV_BLOCKED);
     EXPECT_EQ(user.asked.size(), 3U);
     EXPECT_EQ(card_->wrongPins, 3);
@@ -286,7 +264,7 @@ TEST_F(Cards, WarnBeforeTheLastTryAndAreNotTriedWhenBlocked) {
 
 TEST_F(Cards, AreNotTriedWithAnEmptyPin) {
     ScriptedPins user({""});
-    EXPECT_TRUE(Sign(Key()).empty());
+    EXPECT_TRUE(SignContent(Key()).empty());
     EXPECT_EQ(GetLastError(), SCARD_E_INVALID_CHV);
     EXPECT_EQ(card_->triesLeft, 3);
 }
@@ -319,20 +297,20 @@ TEST_F(Cards, TellEachFaultByItsOwnName) {
         ScriptedPins user({"1234"});
         card_->failingCall = call;
         card_->fault = value;
-        EXPECT_TRUE(Sign(key).empty()) << call;
+        EXPECT_TRUE(SignContent(key).empty()) << call;
         EXPECT_EQ(GetLastError(), code) << call << " " << std::hex << value;
         EXPECT_EQ(TokenErrorDetail(), detail);
         EXPECT_FALSE(TokenErrorMessage(code).empty());
         card_->failingCall.clear();
         ScriptedPins again({"1234"});
-        EXPECT_FALSE(Sign(key).empty()) << "after " << call << " " << std::hex << value << " " << GetLastError();
+        EXPECT_FALSE(SignContent(key).empty()) << "after " << call << " " << std::hex << value << " " << GetLastError();
     }
     EXPECT_EQ(card_->wrongPins, 0);
     const PrivateKey key = Key();
     card_->failingCall = "C_Sign";
     card_->fault = CKR_FUNCTION_FAILED;
     ScriptedPins user({"1234"});
-    EXPECT_TRUE(Sign(key).empty());
+    EXPECT_TRUE(SignContent(key).empty());
     EXPECT_EQ(TokenErrorMessage(GetLastError()), u"Картата отказа операцията. (CKR_FUNCTION_FAILED (0x6))");
     EXPECT_EQ(TokenErrorMessage(SCARD_W_WRONG_CHV), u"Грешен ПИН код.");
 }
@@ -343,17 +321,17 @@ TEST_F(Cards, PulledOutAtAnyMomentGiveAnErrorAndWorkAgainWhenPutBack) {
         const PrivateKey key = Key();
         ScriptedPins user({"1234", "1234"});
         card_->pulledOutAt = call;
-        EXPECT_TRUE(Sign(key).empty()) << call;
+        EXPECT_TRUE(SignContent(key).empty()) << call;
         EXPECT_TRUE(GetLastError() == SCARD_W_REMOVED_CARD || GetLastError() == SCARD_W_RESET_CARD)
             << call << " " << std::hex << GetLastError();
         card_->pulledOutAt.clear();
         card_->present = true;
-        EXPECT_FALSE(Sign(key).empty()) << "after " << call << " " << std::hex << GetLastError();
+        EXPECT_FALSE(SignContent(key).empty()) << "after " << call << " " << std::hex << GetLastError();
     }
     const PrivateKey key = Key();
     card_->present = false;
     EXPECT_TRUE(posix::CertificatesOnTokens().empty());
-    EXPECT_TRUE(Sign(key).empty());
+    EXPECT_TRUE(SignContent(key).empty());
     EXPECT_EQ(GetLastError(), SCARD_W_REMOVED_CARD);
 }
 
@@ -363,7 +341,7 @@ TEST_F(Cards, ThatSignWithAnotherKeyGiveNoSignature) {
     const tests::Key other = tests::TestKey(KeyType::rsa2048, 1);
     card_->signingKey = other.get();
     ScriptedPins user({"1234"});
-    EXPECT_TRUE(Sign(key).empty());
+    EXPECT_TRUE(SignContent(key).empty());
     EXPECT_EQ(GetLastError(), NTE_BAD_KEY_STATE);
     EXPECT_EQ(card_->signatures, 1);
 }
@@ -376,12 +354,12 @@ TEST_F(Cards, ThatHideTheirKeysShowCertificatesButNotThoseOfAuthorities) {
     ASSERT_EQ(listed.size(), 1U);
     EXPECT_EQ(CopyOf(listed[0].Encoded()), signer_.Der());
     ScriptedPins user({"1234"});
-    EXPECT_TRUE(VerifiesElsewhere(signer_, HashAlgorithm::sha256, Sign(Key())));
+    EXPECT_TRUE(IsContentSignature(signer_, SignContent(Key())));
 }
 
 TEST_F(Cards, WithoutALoginJustSign) {
     card_->loginRequired = false;
-    EXPECT_FALSE(Sign(Key()).empty());
+    EXPECT_FALSE(SignContent(Key()).empty());
     EXPECT_EQ(card_->userLogins, 0);
     EXPECT_EQ(card_->openSessions, 0);
 }

@@ -1,5 +1,6 @@
 #pragma once
-// A user who is asked for a PIN or passphrase in a test, and remembers the questions.
+// Private keys as an operation uses them, and a user who is asked for their PINs and passphrases and remembers the
+// questions.
 
 #include <deque>
 #include <optional>
@@ -7,6 +8,7 @@
 #include <vector>
 
 #include "platform/Keys.h"
+#include "tests/support/Pki.h"
 
 namespace tests {
 
@@ -28,5 +30,15 @@ class ScriptedPins : public platform::PinPrompt {
     std::deque<std::optional<std::string>> answers_;
     platform::PinPromptScope scope_{*this};
 };
+
+// The key as the signing operations ask for it.
+std::optional<platform::AcquiredKey> AcquireKey(const platform::CertificateContext& certificate);
+
+// A signature over a small fixed content, and the verdict on it by the crypto library's own way from content to answer,
+// which shares no step with ours.
+platform::Bytes SignContent(const platform::PrivateKey& key,
+                            platform::HashAlgorithm hash = platform::HashAlgorithm::sha256);
+bool IsContentSignature(const Certificate& signer, const platform::Bytes& signature,
+                        platform::HashAlgorithm hash = platform::HashAlgorithm::sha256);
 
 }  // namespace tests
