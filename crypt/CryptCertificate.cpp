@@ -142,7 +142,6 @@ std::vector<std::u16string> CryptCertificate::GetCrlUrls() {
 
 bool CryptCertificate::LoadEnhancedKeyUsage() {
     if (!usagesCritical_.empty() && !usagesNonCritical_.empty()) return true;
-    if (!context_) return false;
     const auto usages = platform::CertGetEnhancedKeyUsage(context_);
     if (!usages) {
         lastError = platform::GetLastError();

@@ -11,7 +11,8 @@ namespace tessaly {
 class CryptContext : public CommonClass {
   public:
     CryptContext() = default;
-    // Finds the key that belongs to the certificate and compares the public keys. False with the reason in lastError.
+    // Finds the key that belongs to the certificate and compares the public keys. False with the reason in lastError,
+    // and without a key.
     bool Acquire(const platform::CertificateContext& certificate);
 
     platform::PrivateKey handle;
