@@ -1,0 +1,106 @@
+#include "src/settings/TsaList.h"
+
+#include <gmock/gmock.h>
+
+#include "src/settings/Settings.h"
+#include "tests/support/Profile.h"
+#include "units/Registry.h"
+
+namespace settings {
+namespace {
+
+using testing::ElementsAre;
+using testing::Field;
+
+class TsaList : public testing::Test {
+  protected:
+    static void Write(std::u16string_view json) {
+        CRegistry registry;
+        ASSERT_TRUE(registry.Open(kTsaKey, true));
+        ASSERT_TRUE(registry.WriteString(u"JSON", json));
+    }
+    static std::vector<std::u16string> Titles(const std::vector<TsaRecord>& list) {
+        std::vector<std::u16string> titles;
+        for (const auto& record : list)
+            titles.push_back(record.title);
+        return titles;
+    }
+    tests::Profile profile;
+};
+
+TEST_F(TsaList, ReadsTheStoredRecordsInTheirOrder) {
+    // "тайна" in UTF-16LE.
+    Write(
+        uR"([{"title":"Сървър 1","url":"http://tsa.example/ts","username":"иван","password":"QgQwBDkEPQQwBA=="},
+               {"title":"second","url":"http://second.example","username":"","password":"","selected":true}])");
+    const auto list = LoadTsaList(nullptr);
+    ASSERT_EQ(list.size(), 2u);
+    EXPECT_EQ(list[0].title, u"Сървър 1");
+    EXPECT_EQ(list[0].url, u"http://tsa.example/ts");
+    EXPECT_EQ(list[0].username, u"иван");
+    EXPECT_EQ(list[0].password, u"тайна");
+    EXPECT_FALSE(list[0].selected);
+    EXPECT_EQ(list[1].title, u"second");
+    EXPECT_EQ(list[1].password, u"");
+    EXPECT_TRUE(list[1].selected);
+}
+
+TEST_F(TsaList, ATextIsReadInPlaceOfTheStoredList) {
+    Write(uR"([{"title":"stored"}])");
+    EXPECT_THAT(Titles(LoadTsaList(uR"([{"title":"given"}])")), ElementsAre(u"given"));
+    EXPECT_THAT(LoadTsaList(u"[]"), ElementsAre());
+}
+
+TEST_F(TsaList, TheFirstSelectedRecordWins) {
+    const auto list = LoadTsaList(
+        uR"([{"title":"a","selected":false},{"title":"b","selected":"True"},{"title":"c","selected":true}])");
+    EXPECT_THAT(list, ElementsAre(Field(&TsaRecord::selected, false), Field(&TsaRecord::selected, true),
+                                  Field(&TsaRecord::selected, false)));
+}
+
+TEST_F(TsaList, ARecordNeedsATitleOrAnAddress) {
+    const auto list = LoadTsaList(
+        uR"([{"username":"u"}, 7, "text", null, [], {"url":"http://only.example"}, {"title":"only title"}, {}])");
+    ASSERT_THAT(Titles(list), ElementsAre(u"", u"only title"));
+    EXPECT_EQ(list[0].url, u"http://only.example");
+    EXPECT_EQ(list[1].url, u"");
+}
+
+TEST_F(TsaList, WhatIsMissingOrBrokenIsAnEmptyList) {
+    EXPECT_THAT(LoadTsaList(nullptr), ElementsAre());
+    EXPECT_FALSE(std::filesystem::exists(profile.Folder() / "config/norvik")) << "looking makes no key";
+    for (const auto* text : {u"", u"no json", u"{\"title\":\"x\"}", u"[", u"[}", u"<a/>"}) {
+        EXPECT_THAT(LoadTsaList(text), ElementsAre());
+        Write(text);
+        EXPECT_THAT(LoadTsaList(nullptr), ElementsAre());
+    }
+    EXPECT_THAT(Titles(LoadTsaList(u"[{\"title\":\"whole\"},{\"username\":")), ElementsAre(u"whole"));
+    const auto list = LoadTsaList(uR"([{"title":"x","username":"u","password":"!!not base64!!"}])");
+    EXPECT_THAT(Titles(list), ElementsAre(u"x"));
+}
+
+TEST_F(TsaList, AStoredListComesBackAsItWas) {
+    const std::vector<TsaRecord> list = {
+        {u"http://a.example/?x=1&y=\"2\"", u"А \\ \"Б\"\n🔑", u"потребител", u"пàrola 🔑 \"", false},
+        {u"https://b.example", u"b", u"", u"", true}};
+    ASSERT_EQ(StoreTsaList(list), platform::ERROR_SUCCESS);
+    const auto back = LoadTsaList(nullptr);
+    ASSERT_EQ(back.size(), 2u);
+    for (std::size_t i = 0; i < 2; ++i) {
+        EXPECT_EQ(back[i].url, list[i].url);
+        EXPECT_EQ(back[i].title, list[i].title);
+        EXPECT_EQ(back[i].username, list[i].username);
+        EXPECT_EQ(back[i].password, list[i].password);
+        EXPECT_EQ(back[i].selected, list[i].selected);
+    }
+}
+
+TEST_F(TsaList, TheStoredFormIsCompactWithTheMembersInTheirOrder) {
+    EXPECT_EQ(FormatTsaList({{u"http://a.example", u"А", u"u", u"ab", false}, {u"x", u"y", u"", u"", true}}),
+              uR"([{"title":"А","url":"http://a.example","username":"u","password":"YQBiAA=="},)"
+              uR"({"title":"y","url":"x","username":"","password":"","selected":true}])");
+    EXPECT_EQ(FormatTsaList({}), u"[]");
+}
+
+}  // namespace
+}  // namespace settings
