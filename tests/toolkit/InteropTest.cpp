@@ -69,12 +69,16 @@ class InteropTest : public SignFixture, public testing::WithParamInterface<Peeri
     }
 };
 
-TEST_P(InteropTest, OthersAcceptAttachedAndDetached) {
+TEST_P(InteropTest, AttachedAndDetachedAreAccepted) {
     const std::string content = "Договор\r\nсъс съдържание\n\0 и край"s;
     for (const bool attached : {true, false}) {
         for (const bool derOrder : {false, true}) {
             SCOPED_TRACE(testing::Message() << "attached " << attached << ", DER order " << derOrder);
             const auto message = Sign(content, {.attached = attached, .derOrder = derOrder, .hash = GetParam().hash});
+            toolkit::CkCrypt2W ours;
+            EXPECT_TRUE(attached ? ours.Implementation().VerifyFile(message)
+                                 : ours.Implementation().VerifyDetachedFile(Scratch("document.bin"), message))
+                << Narrow(ours.lastErrorText());
             const auto openssl = OpenSsl(message, attached);
             EXPECT_EQ(openssl.status, 0) << openssl.Summary();
             EXPECT_EQ(ReadFile(Scratch("content.out")), content);
@@ -91,7 +95,7 @@ TEST_P(InteropTest, OthersAcceptAttachedAndDetached) {
     }
 }
 
-TEST_P(InteropTest, OthersRejectWhatWasTamperedWith) {
+TEST_P(InteropTest, TamperedContentIsRejected) {
     const auto message = Sign("some content", {.hash = GetParam().hash});
     std::string bytes = ReadFile(message);
     bytes[bytes.find("some content")] ^= 1;

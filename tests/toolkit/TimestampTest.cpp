@@ -54,6 +54,10 @@ TEST_F(TimestampTest, TokenIsEmbeddedAsItCameAndOthersAcceptAllOfIt) {
             EXPECT_THAT(signer.signedTypes, ElementsAre(kContentType, kMessageDigest, kSigningCertificateV2));
             ASSERT_THAT(signer.unsignedTypes, ElementsAre(kTimestampToken)) << log_;
 
+            toolkit::CkCrypt2W ours;
+            ours.put_CmsOptions(u"{\"ValidateTimestampTokens\":true}");
+            EXPECT_TRUE(ours.Implementation().VerifyFile(message)) << Narrow(ours.lastErrorText());
+
             const Bytes token = AttributeValue(signer.unsignedAttributes, kTimestampToken);
             const auto tokenFile = profile_.Write("token.der", platform::AsText(token));
             const auto value = profile_.Write("value.bin", platform::AsText(signer.signature));
