@@ -6,9 +6,11 @@
 #include <openssl/sha.h>
 
 #include <array>
+#include <chrono>
 #include <cstdlib>
 #include <iostream>
 #include <memory>
+#include <thread>
 
 #include "platform/Chains.h"
 #include "platform/posix/OpenSsl.h"
@@ -45,6 +47,8 @@ std::unique_ptr<tests::Profile> MakeProfile() {
 struct Desk {
     Desk() {
         pki.Install(*profile);
+        // A folder that changed a moment ago is read anew at each use; nobody signs in that moment.
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
         file = profile->Write("work/letter", std::string(10 << 10, 'n'));
         thumbprint = Wide(pki.signer.Thumbprint());
         Sign(true);
