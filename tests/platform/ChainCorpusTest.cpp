@@ -12,6 +12,7 @@
 #include <sstream>
 
 #include "platform/Chains.h"
+#include "tests/support/ChainWorld.h"
 #include "tests/support/PemFile.h"
 
 namespace {
@@ -227,6 +228,37 @@ TEST(ChainCorpus, ChainsOfAnotherVerifierGetItsVerdictOrAKnownOther) {
     std::cout << "chains: " << agreed << " verdicts agree, " << differed << " differ for a reason, of " << cases.size()
               << "\n";
     EXPECT_GE(cases.size(), 150U);
+}
+
+// Malformed certificates and CRLs, all in one heap: nothing in it may become valid, and none of it may do harm.
+TEST(ChainCorpus, NothingMalformedIsEverValid) {
+    const fs::path seeds = kCorpus / "../../fuzz";
+    if (!fs::exists(seeds / "x509")) GTEST_SKIP() << "the malformed certificates are not here";
+    const tests::Certificate root = tests::Issue(tests::AuthoritySpec("Root", 0));
+    const tests::ChainWorld world(root, {});
+    std::vector<CertificateContext> leaves;
+    for (const auto& entry : fs::directory_iterator(seeds / "x509")) {
+        const std::string bytes = tests::ReadFile(entry.path());
+        if (const CertificateContext certificate = CertCreateCertificateContext(AsBytes(bytes))) {
+            leaves.push_back(certificate);
+            CertAddCertificateContextToStore(world.others, certificate, CERT_STORE_ADD_ALWAYS);
+        }
+    }
+    std::size_t crls = 0;
+    for (const auto& entry : fs::directory_iterator(seeds / "crl")) {
+        const std::string bytes = tests::ReadFile(entry.path());
+        if (const CrlContext crl = CertCreateCRLContext(AsBytes(bytes))) {
+            CertAddCRLContextToStore(world.crls, crl);
+            ++crls;
+        }
+    }
+    EXPECT_GT(leaves.size(), 20U);
+    EXPECT_GT(crls, 3U);
+    for (const CertificateContext& leaf : leaves)
+        EXPECT_NE(world.VerdictWithCrls(leaf), 0U);
+    const tests::Certificate leaf = tests::Issue(tests::PersonSpec("Person", 2), root);
+    EXPECT_EQ(world.VerdictWithCrls(leaf), CRYPT_E_NO_REVOCATION_CHECK);
+    std::cout << "malformed: " << leaves.size() << " certificates and " << crls << " CRLs were read\n";
 }
 
 }  // namespace

@@ -32,12 +32,17 @@ void ChainWorld::AddCrl(const Bytes& der) const {
 
 ChainContext ChainWorld::Chain(const Certificate& leaf, std::int64_t at, std::uint32_t flags,
                                std::vector<std::string> usages) const {
+    return Chain(ContextOf(leaf), at, flags, std::move(usages));
+}
+
+ChainContext ChainWorld::Chain(const CertificateContext& leaf, std::int64_t at, std::uint32_t flags,
+                               std::vector<std::string> usages) const {
     const ChainEngine engine{.roots = {roots}, .intermediates = {others}, .crls = {crls}, .distrusted = distrusted};
-    return CertGetCertificateChain(ContextOf(leaf), {.time = FileTimeFromUnix(at),
-                                                     .additionalStore = {},
-                                                     .flags = flags,
-                                                     .engine = &engine,
-                                                     .requestedUsage = std::move(usages)})
+    return CertGetCertificateChain(leaf, {.time = FileTimeFromUnix(at),
+                                          .additionalStore = {},
+                                          .flags = flags,
+                                          .engine = &engine,
+                                          .requestedUsage = std::move(usages)})
         .value_or(ChainContext{});
 }
 
@@ -47,6 +52,11 @@ ErrorCode ChainWorld::Verdict(const Certificate& leaf, std::int64_t at) const {
 
 ErrorCode ChainWorld::VerdictWithCrls(const Certificate& leaf, std::int64_t at) const {
     return CertVerifyCertificateChainPolicy(Chain(leaf, at, CERT_CHAIN_REVOCATION_CHECK_CHAIN));
+}
+
+ErrorCode ChainWorld::VerdictWithCrls(const CertificateContext& leaf) const {
+    return CertVerifyCertificateChainPolicy(
+        Chain(leaf, std::time(nullptr), CERT_CHAIN_REVOCATION_CHECK_CHAIN, std::vector<std::string>()));
 }
 
 CertificateSpec AuthoritySpec(const std::string& name, unsigned keyIndex) {

@@ -27,10 +27,13 @@ struct ChainWorld {
     // At this moment (unix seconds), with the flags of CertGetCertificateChain.
     [[nodiscard]] platform::ChainContext Chain(const Certificate& leaf, std::int64_t at = std::time(nullptr),
                                                std::uint32_t flags = 0, std::vector<std::string> usages = {}) const;
+    [[nodiscard]] platform::ChainContext Chain(const platform::CertificateContext& leaf, std::int64_t at,
+                                               std::uint32_t flags, std::vector<std::string> usages) const;
     [[nodiscard]] platform::ErrorCode Verdict(const Certificate& leaf, std::int64_t at = std::time(nullptr)) const;
     // The same, asking for revocation.
     [[nodiscard]] platform::ErrorCode VerdictWithCrls(const Certificate& leaf,
                                                       std::int64_t at = std::time(nullptr)) const;
+    [[nodiscard]] platform::ErrorCode VerdictWithCrls(const platform::CertificateContext& leaf) const;
 };
 
 // A certification authority on a P-256 key, and somebody who is none.
