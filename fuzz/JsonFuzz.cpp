@@ -1,6 +1,7 @@
 // JSON texts and paths. The first line is a path, the rest a text; what was read must come back the same from what is
 // emitted, unless it was not whole.
 
+#include <algorithm>
 #include <cstdlib>
 #include <string>
 
@@ -19,7 +20,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string_view input(reinterpret_cast<const char*>(data), size);
     const std::string_view path = input.substr(0, input.find('\n'));
     // A brace keeps the text from being taken for the name of a file.
-    const std::string text = "{" + std::string(input.substr(std::min(path.size() + 1, size)));
+    const std::string text = std::string("{").append(input.substr(std::min(path.size() + 1, size)));
 
     toolkit::ClsJsonObject json;
     json.SetI(1);
@@ -46,7 +47,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         if (laidOut) (void)again.Load(*laidOut);
     }
     toolkit::ClsJsonArray array;
-    (void)array.Load("[" + text);
+    (void)array.Load(std::string("[").append(text));
     (void)array.Emit();
     return 0;
 }
