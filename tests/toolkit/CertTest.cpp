@@ -1,6 +1,7 @@
 // Certificates found by their hash, and what is said of their revocation.
 
 #include "platform/HostLog.h"
+#include "tests/support/SoftToken.h"
 #include "tests/toolkit/SignFixture.h"
 #include "toolkit/CkTrustedRootsW.h"
 
@@ -11,6 +12,7 @@ using testing::HasSubstr;
 
 class CertTest : public testing::Test {
   protected:
+    CertTest() { UseNoPkcs11Modules(profile_); }
     bool Load(const std::string& thumbprint, const char16_t* encoding = u"hex") {
         certificate_.put_VerboseLogging(true);
         const bool found = certificate_.LoadByThumbprint(Wide(thumbprint).c_str(), encoding);

@@ -1,6 +1,7 @@
 #include "tests/toolkit/SignFixture.h"
 
 #include "platform/Text.h"
+#include "tests/support/SoftToken.h"
 #include "units/Der.h"
 #include "units/Oid.h"
 
@@ -24,6 +25,12 @@ std::string UsualAttributes(const std::string& tsaUrl, const std::string& hash) 
                 R"(","hashAlg":")" + hash + "\"}";
     }
     return json + "}";
+}
+
+SignFixture::SignFixture(KeyType type) : pki_(type) {
+    pki_.Install(profile_);
+    // Who has no key in a folder is looked for on tokens: not on those of the person who runs the tests.
+    UseNoPkcs11Modules(profile_);
 }
 
 bool SignFixture::TrySign(const std::filesystem::path& input, const std::filesystem::path& output,

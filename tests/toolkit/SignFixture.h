@@ -34,7 +34,7 @@ struct SignOptions {
 
 class SignFixture : public testing::Test {
   protected:
-    explicit SignFixture(KeyType type = KeyType::rsa2048) : pki_(type) { pki_.Install(profile_); }
+    explicit SignFixture(KeyType type = KeyType::rsa2048);
 
     // Signs with the certificate of that thumbprint; what was noted goes to log_.
     bool TrySign(const std::filesystem::path& input, const std::filesystem::path& output, const SignOptions& options,
