@@ -26,7 +26,7 @@ struct VerifyOptions {
     bool validateTimestamps = false;  // a fault of a timestamp token makes the message not valid
     bool checkChains = false;         // notes in the log whether the signers' certificates lead to a trusted root
     // Told while the content is read: bytes done and in all.
-    std::function<void(std::uint64_t done, std::uint64_t total)> progress;
+    std::function<void(std::uint64_t done, std::uint64_t total)> progress = {};
 };
 
 // The message holds its content. The sink, if any, gets it before the verdict: it must keep it to itself until then.
