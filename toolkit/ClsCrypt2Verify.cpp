@@ -1,4 +1,5 @@
 #include "platform/Files.h"
+#include "toolkit/ClsBinData.h"
 #include "toolkit/ClsCrypt2.h"
 #include "toolkit/ClsJsonObject.h"
 #include "toolkit/cms/FindingsJson.h"
@@ -92,6 +93,14 @@ bool ClsCrypt2::VerifyOpaque(Operation& operation, ByteView message, Bytes& cont
         return true;
     }));
     return lastFindings_ && lastFindings_->valid;
+}
+
+bool ClsCrypt2::OpaqueVerifyBd(ClsBinData& data) {
+    Operation operation(*this, "OpaqueVerifyBd");
+    Bytes content;
+    if (!VerifyOpaque(operation, data.Content(), content)) return false;
+    data.Replace(std::move(content));
+    return operation.Finish(true);
 }
 
 bool ClsCrypt2::VerifyP7M(const std::filesystem::path& input, const std::filesystem::path& output) {

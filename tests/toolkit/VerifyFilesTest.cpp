@@ -1,7 +1,10 @@
 // The operations on files and buffers: what they read, what they write and what they say.
 
+#include <algorithm>
+
 #include "tests/toolkit/MessageParts.h"
 #include "tests/toolkit/PeerMessages.h"
+#include "toolkit/ClsBinData.h"
 #include "toolkit/ClsCrypt2.h"
 #include "toolkit/ClsJsonObject.h"
 #include "toolkit/cms/Findings.h"
@@ -85,6 +88,24 @@ TEST_F(VerifyFiles, TamperedContentNeverStandsUnderTheOutputsName) {
         EXPECT_TRUE(Says(crypt_, "One more more digests did not match."));
     }
     EXPECT_EQ(tests::ReadFile(Path("out")), "old");
+}
+
+TEST_F(VerifyFiles, ABufferIsReplacedByItsContentOnlyWhenTheSignatureIsGood) {
+    const Bytes message = Sign("data");
+    Bytes tampered = message;
+    const auto content = std::search(tampered.begin(), tampered.end(), std::begin("data"), std::end("data") - 1);
+    ASSERT_NE(content, tampered.end());
+    *content ^= 1;
+    toolkit::ClsBinData data;
+    data.Replace(tampered);
+    EXPECT_FALSE(crypt_.OpaqueVerifyBd(data));
+    EXPECT_EQ(platform::CopyOf(data.Content()), tampered);
+    data.Replace(message);
+    EXPECT_TRUE(crypt_.OpaqueVerifyBd(data)) << crypt_.LastErrorText();
+    EXPECT_EQ(platform::AsText(data.Content()), "data");
+    data.Replace({});
+    EXPECT_FALSE(crypt_.OpaqueVerifyBd(data));
+    EXPECT_TRUE(Says(crypt_, "No input data to verify"));
 }
 
 TEST_F(VerifyFiles, WhatCannotBeReadOrWrittenIsToldAndLeavesNothing) {

@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "toolkit/Base64.h"
 #include "toolkit/cms/Names.h"
 
 namespace toolkit::cms {
@@ -69,22 +70,6 @@ Bytes ReferencedHash(const DerElement& value) {
 
 }  // namespace
 
-std::string Base64(platform::ByteView bytes) {
-    constexpr std::string_view kDigits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    std::string text;
-    text.reserve((bytes.size() + 2) / 3 * 4);
-    for (std::size_t i = 0; i < bytes.size(); i += 3) {
-        const std::size_t left = bytes.size() - i;
-        const unsigned group =
-            static_cast<unsigned>(bytes[i]) << 16 | (left > 1 ? bytes[i + 1] << 8 : 0) | (left > 2 ? bytes[i + 2] : 0);
-        text.push_back(kDigits[group >> 18]);
-        text.push_back(kDigits[group >> 12 & 63]);
-        text.push_back(left > 1 ? kDigits[group >> 6 & 63] : '=');
-        text.push_back(left > 2 ? kDigits[group & 63] : '=');
-    }
-    return text;
-}
-
 AttributeFindings DescribeAttribute(const Attribute& attribute) {
     AttributeFindings findings;
     findings.oid = attribute.oid;
@@ -95,7 +80,7 @@ AttributeFindings DescribeAttribute(const Attribute& attribute) {
         DerReader reader(value.encoded, DerRules::ber);
         findings.members.emplace_back("oid", reader.Oid().value_or(""));
     } else if (attribute.oid == oid::kMessageDigest) {
-        findings.members.emplace_back("digest", Base64(units::OctetStringValue(value).value_or(Bytes{})));
+        findings.members.emplace_back("digest", EncodeBase64(units::OctetStringValue(value).value_or(Bytes{})));
     } else if (attribute.oid == oid::kSigningTime) {
         findings.members.emplace_back("time", std::string(platform::AsText(value.contents)));
     } else if (attribute.oid == oid::kSigningCertificate || attribute.oid == oid::kSigningCertificateV2) {

@@ -11,6 +11,4 @@ namespace toolkit::cms {
 // upper-case hexadecimal.
 AttributeFindings DescribeAttribute(const Attribute& attribute);
 
-std::string Base64(platform::ByteView bytes);
-
 }  // namespace toolkit::cms

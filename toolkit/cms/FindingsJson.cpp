@@ -3,7 +3,7 @@
 #include <set>
 #include <string_view>
 
-#include "toolkit/cms/AttributeNames.h"
+#include "toolkit/Base64.h"
 #include "toolkit/cms/Names.h"
 
 namespace toolkit::cms {
@@ -95,7 +95,7 @@ void WriteTstInfo(Writer& out, const TimestampFindings& timestamp) {
         out.Text("tsaPolicyId", info.policy);
         out.Object("messageImprint", [&] {
             out.Text("hashAlg", timestamp.imprintHash);
-            out.Text("digest", Base64(info.imprint));
+            out.Text("digest", EncodeBase64(info.imprint));
             out.Bool("digestMatches", timestamp.digestMatches);
         });
         out.Text("serialNumber", UpperHex(info.serialNumber));
