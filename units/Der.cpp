@@ -154,7 +154,7 @@ std::optional<Bytes> ToDer(ByteView ber) {
             continue;
         }
         const auto element = current.rest.Next();
-        if (!element) return std::nullopt;
+        if (!element || (element->tag & 0x1F) == 0x1F) return std::nullopt;
         // Pieces of a string are strings of the same type, cut further or not.
         if (current.joinsPieces && (element->tag | tag::kConstructed) != current.tag) return std::nullopt;
         if ((element->tag & tag::kConstructed) != 0) {

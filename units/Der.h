@@ -63,7 +63,7 @@ std::optional<DerElement> SoleElement(platform::ByteView bytes, std::uint8_t tag
 std::optional<platform::Bytes> OctetStringValue(const DerElement& element);
 
 // The same value in DER: definite shortest lengths, strings in one piece. The order of SET OF is left as it stands.
-// Empty for what does not decode or nests deeper than 64.
+// Empty for what does not decode, nests deeper than 64, or has tag numbers above 30, which no format here uses.
 std::optional<platform::Bytes> ToDer(platform::ByteView ber);
 
 // An AlgorithmIdentifier (RFC 5280 4.1.1.2).

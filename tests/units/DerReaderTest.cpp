@@ -110,6 +110,7 @@ TEST(ToDer, GivesTheEncodingThatAnybodyWouldHaveWritten) {
     // A piece of another type in a string, and a piece that does not end.
     EXPECT_FALSE(units::ToDer(Bytes{0x24, 3, 2, 1, 5}));
     EXPECT_FALSE(units::ToDer(Bytes{0x24, 3, 4, 9, 5}));
+    EXPECT_FALSE(units::ToDer(Bytes{0x1F, 0x81, 1, 0})) << "an identifier of several octets is not cut to one";
 }
 
 TEST(ByteSource, FilesAndMemoryAnswerTheSame) {
