@@ -142,7 +142,7 @@ TEST(ExportedList, NamesTheFunctionsThatTheHeaderDeclares) {
 TEST(ExportedList, HoldsEveryDynamicSymbolOfTheLibrary) {
     const auto shown = tests::Run(
         {"nm", "--dynamic", "--defined-only", "--format=just-symbols", NORVIK_BINARY_DIR "/lib/libNorvik.so"});
-    ASSERT_EQ(shown.status, 0) << shown.error;
+    ASSERT_EQ(shown.status, 0) << shown.errors;
     const auto symbols = Lines(shown.output);
     EXPECT_THAT(symbols, testing::Contains("NorvikInit"));
     const auto allowed = Lines(tests::ReadFile(NORVIK_SOURCE_DIR "/src/Norvik.exports"));
