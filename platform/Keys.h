@@ -123,5 +123,8 @@ bool CryptVerifySignature(const CertificateContext& certificate, const Signature
 // Puts a PKCS#8 private key (DER, plain) beside the certificate in the user's "MY", mode 0600, encrypted if there is a
 // passphrase. Fails with NTE_BAD_KEY_STATE if the public keys differ.
 bool ImportPrivateKey(const CertificateContext& certificate, const Secret& pkcs8, const Secret& passphrase);
+// The private key that came with the certificate, as plain PKCS#8 in DER. Empty (CRYPT_E_NO_KEY_PROPERTY) without one,
+// and for a token's key, which never leaves it.
+Secret ExportPrivateKey(const CertificateContext& certificate);
 
 }  // namespace platform

@@ -90,4 +90,11 @@ bool ImportPrivateKey(const CertificateContext& certificate, const Secret& pkcs8
     return store.MakeFolder() && posix::WriteKeyFile(posix::KeyFileIn(folder, certificate), pkcs8, passphrase);
 }
 
+Secret ExportPrivateKey(const CertificateContext& certificate) {
+    const auto key = posix::AttachedKeyOf(certificate);
+    if (key && key->IsExportable()) return key->ExportPkcs8();
+    SetLastError(CRYPT_E_NO_KEY_PROPERTY);
+    return {};
+}
+
 }  // namespace platform

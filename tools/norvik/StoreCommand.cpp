@@ -106,12 +106,14 @@ void ImportOne(const CertificateContext& certificate, const std::string& storeNa
                const platform::Secret& passphrase) {
     const auto line = Describe(certificate);
     const bool withKey = platform::CertHasPrivateKey(certificate);
+    // A protected key is written first: the store leaves a key that is there already as it is.
+    if (withKey && !passphrase.Empty() &&
+        !platform::ImportPrivateKey(certificate, platform::ExportPrivateKey(certificate), passphrase))
+        throw std::runtime_error(line.subject + ": ключът не може да се запише с парола.");
     if (!platform::CertAddCertificateContextToStore(OpenNamed(storeName), certificate,
                                                     platform::CERT_STORE_ADD_REPLACE_EXISTING))
         throw std::runtime_error(line.subject + ": не може да се запише в " + storeName + ". " +
                                  platform::ToUtf8(platform::FormatMessageW(platform::GetLastError())));
-    if (withKey && !passphrase.Empty() && !platform::ProtectPrivateKey(certificate, passphrase))
-        throw std::runtime_error(line.subject + ": ключът не може да се защити с парола.");
     PrintLine(storeName + ": " + line.subject + (withKey ? " (с частен ключ)" : "") + "  " + line.thumbprint);
 }
 
