@@ -6,7 +6,7 @@
 #include <string>
 
 #include "platform/Certificates.h"
-#include "src/settings/TsaRecord.h"
+#include "src/settings/TsaList.h"
 
 namespace signing {
 

@@ -129,8 +129,12 @@ TEST_F(Application, SharesItsLogWithOtherProcessesThroughRotations) {
         for (int t = 0; t < threads; ++t)
             writers.emplace_back([&, t] {
                 for (int i = 0; i < lines; ++i)
-                    LogInfo(platform::ToWide("<" + std::to_string(p) + "." + std::to_string(t) + "." +
-                                             std::to_string(i) + filling + ">"));
+                    LogInfo(platform::ToWide(std::string("<")
+                                                 .append(std::to_string(p))
+                                                 .append(".")
+                                                 .append(std::to_string(t))
+                                                 .append(".") std::to_string(i) +
+                                             filling + ">"));
             });
         for (auto& writer : writers)
             writer.join();

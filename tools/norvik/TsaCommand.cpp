@@ -12,11 +12,14 @@ struct TsaOptions {
     bool passwordFromStdin = false, makeDefault = false;
 };
 
-void Save(const settings::TsaList& list) {
-    if (!settings::SaveTsaList(list)) throw std::runtime_error("Списъкът на TSA не може да се запише.");
+void Save(const std::vector<settings::TsaRecord>& list) {
+    const auto code = settings::StoreTsaList(list);
+    if (code != platform::ERROR_SUCCESS)
+        throw std::runtime_error("Списъкът на TSA не може да се запише. " +
+                                 platform::ToUtf8(platform::FormatMessageW(code)));
 }
 
-auto FindByTitle(settings::TsaList& list, const std::string& title) {
+auto FindByTitle(std::vector<settings::TsaRecord>& list, const std::string& title) {
     return std::find_if(list.begin(), list.end(),
                         [wanted = platform::ToWide(title)](const auto& record) { return record.title == wanted; });
 }
