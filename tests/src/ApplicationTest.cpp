@@ -7,6 +7,7 @@
 
 #include <fstream>
 #include <set>
+#include <sstream>
 #include <thread>
 
 #include "platform/Registry.h"
@@ -128,13 +129,11 @@ TEST_F(Application, SharesItsLogWithOtherProcessesThroughRotations) {
         std::vector<std::thread> writers;
         for (int t = 0; t < threads; ++t)
             writers.emplace_back([&, t] {
-                for (int i = 0; i < lines; ++i)
-                    LogInfo(platform::ToWide(std::string("<")
-                                                 .append(std::to_string(p))
-                                                 .append(".")
-                                                 .append(std::to_string(t))
-                                                 .append(".") std::to_string(i) +
-                                             filling + ">"));
+                for (int i = 0; i < lines; ++i) {
+                    std::ostringstream line;
+                    line << '<' << p << '.' << t << '.' << i << filling << '>';
+                    LogInfo(platform::ToWide(line.str()));
+                }
             });
         for (auto& writer : writers)
             writer.join();

@@ -140,7 +140,7 @@ TEST(ExportedList, NamesTheFunctionsThatTheHeaderDeclares) {
 }
 
 TEST(ExportedList, HoldsEveryDynamicSymbolOfTheLibrary) {
-    const auto shown = tests::Run(
+    const auto shown = tests::RunProgram(
         {"nm", "--dynamic", "--defined-only", "--format=just-symbols", NORVIK_BINARY_DIR "/lib/libNorvik.so"});
     ASSERT_EQ(shown.status, 0) << shown.errors;
     const auto symbols = Lines(shown.output);
