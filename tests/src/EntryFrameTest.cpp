@@ -131,7 +131,7 @@ std::set<std::string> Lines(const std::string& text) {
 
 TEST(ExportedList, NamesTheFunctionsThatTheHeaderDeclares) {
     const auto header = tests::ReadFile(NORVIK_SOURCE_DIR "/include/norvik/norvik.h");
-    const std::regex declaration(R"(NORVIK_EXPORT \w+ (\w+)\()");
+    const std::regex declaration(R"(\nNORVIK_EXPORT \w+ (\w+)\()");
     std::set<std::string> declared;
     for (std::sregex_iterator at(header.begin(), header.end(), declaration), end; at != end; ++at)
         declared.insert((*at)[1]);

@@ -13,21 +13,44 @@ class ManRequest : public CLI::Success {
     ManRequest() : CLI::Success("ManRequest", "", CLI::ExitCodes::Success) {}
 };
 
-void SpeakBulgarian(CLI::App& app) {
-    const auto formatter = std::make_shared<CLI::Formatter>();
-    formatter->column_width(34);
-    formatter->label("Usage", "Употреба");
-    formatter->label("OPTIONS", "ОПЦИИ");
-    formatter->label("SUBCOMMAND", "КОМАНДА");
-    formatter->label("SUBCOMMANDS", "КОМАНДИ");
-    formatter->label("Options", "Опции");
-    formatter->label("Positionals", "Аргументи");
-    formatter->label("Subcommands", "Команди");
-    formatter->label("REQUIRED", "(задължително)");
-    formatter->label("TEXT", "");
-    formatter->label("Needs", "Изисква");
-    formatter->label("Excludes", "Не се съчетава с");
-    app.formatter(formatter);
+// Columns are counted in characters, not in bytes.
+class BulgarianFormatter : public CLI::Formatter {
+  public:
+    BulgarianFormatter() {
+        label("Usage", "Употреба");
+        label("OPTIONS", "ОПЦИИ");
+        label("SUBCOMMAND", "КОМАНДА");
+        label("SUBCOMMANDS", "КОМАНДИ");
+        label("Positionals", "Аргументи");
+    }
+    std::string make_option(const CLI::Option* option, bool positional) const override {
+        return Row(make_option_name(option, positional) + make_option_opts(option), make_option_desc(option));
+    }
+    std::string make_option_opts(const CLI::Option* option) const override {
+        const auto& text = option->get_option_text();
+        return text.empty() || text == " " ? "" : " " + text;
+    }
+    std::string make_subcommand(const CLI::App* command) const override {
+        return Row(command->get_name(), command->get_description());
+    }
+
+  private:
+    static std::string Row(const std::string& name, const std::string& description) {
+        constexpr std::size_t columns = 24;
+        auto row = Padded("  " + name, columns);
+        if (row.back() != ' ') row += "\n" + std::string(columns, ' ');
+        return row + description + "\n";
+    }
+};
+
+void NameGroups(CLI::App& app) {
+    for (auto* option : app.get_options()) {
+        if (option->get_group() == "Options") option->group("Опции");
+    }
+    for (auto* command : app.get_subcommands([](const CLI::App*) { return true; })) {
+        command->group("Команди");
+        NameGroups(*command);
+    }
 }
 
 std::string AllHelp(const CLI::App& app) {
@@ -45,7 +68,7 @@ std::string AllHelp(const CLI::App& app) {
 
 void BuildCommandLine(CLI::App& norvik, Action& chosen) {
     norvik.name("norvik");
-    SpeakBulgarian(norvik);
+    norvik.formatter(std::make_shared<BulgarianFormatter>());
     norvik.set_help_flag("-h,--help", "Показва тази помощ");
     norvik.set_version_flag("--version", std::string("norvik " NORVIK_VERSION), "Показва версията");
     norvik.add_flag_callback("--man", [] { throw ManRequest(); })->group("");
@@ -56,6 +79,7 @@ void BuildCommandLine(CLI::App& norvik, Action& chosen) {
     AddStore(norvik, chosen);
     AddSettings(norvik, chosen);
     AddTsa(norvik, chosen);
+    NameGroups(norvik);
 }
 
 int PrintRequested(const CLI::App& norvik, const CLI::Success& request) {
