@@ -4,10 +4,16 @@
 
 #include <filesystem>
 #include <fstream>
+#include <ostream>
 #include <vector>
 
 #include "FuzzTargets.h"
 #include "tests/support/Profile.h"
+
+// For the names under which a test runner lists the cases: without it they would hold addresses.
+void PrintTo(const FuzzTarget& target, std::ostream* out) {
+    *out << target.name;
+}
 
 namespace {
 
