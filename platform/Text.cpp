@@ -14,6 +14,12 @@ constexpr bool IsLowSurrogate(char16_t unit) {
     return unit >= 0xDC00 && unit < 0xE000;
 }
 
+// Also those of the second half of Latin-1, and the marks that order text of two directions.
+constexpr bool IsControl(char16_t unit) {
+    return unit < 0x20 || (unit >= 0x7F && unit < 0xA0) || unit == 0x061C || unit == 0x200E || unit == 0x200F ||
+           (unit >= 0x2028 && unit <= 0x202E) || (unit >= 0x2066 && unit <= 0x2069);
+}
+
 // A lead byte's sequence: how long it is and the range of its second byte, which shuts out overlong forms, surrogates
 // and values above U+10FFFF (RFC 3629, 4). Length 0 for what cannot lead.
 struct Sequence {
@@ -103,6 +109,12 @@ std::string ToUtf8(std::u16string_view text) {
         out.push_back(static_cast<char>(0x80 | (character & 0x3F)));
     }
     return out;
+}
+
+std::string OneLineUtf8(std::u16string_view text) {
+    std::u16string line(text);
+    std::replace_if(line.begin(), line.end(), IsControl, kReplacement);
+    return ToUtf8(line);
 }
 
 }  // namespace platform

@@ -24,6 +24,10 @@ std::string WideCharToMultiByte(std::uint32_t codePage, std::u16string_view text
 // UTF-8 to UTF-16 and back, never failing: what is malformed (also an unpaired surrogate) becomes U+FFFD.
 std::u16string ToWide(std::string_view utf8);
 std::string ToUtf8(std::u16string_view text);
+// The same for a name that is shown on a terminal: U+FFFD stands for control characters, line ends and what turns the
+// direction of writing. Whoever made a certificate or a token chose its names, and one of them could pass for lines of
+// ours.
+std::string OneLineUtf8(std::u16string_view text);
 
 // One letter in the other case, in every script; what has no other case stays.
 char16_t CharLowerW(char16_t c);

@@ -1,5 +1,7 @@
 #include "toolkit/ClsBase.h"
 
+#include <algorithm>
+
 namespace toolkit {
 
 void OperationLog::Clear() {
@@ -12,7 +14,11 @@ void OperationLog::Line(std::string_view text) {
 }
 
 void OperationLog::Value(std::string_view name, std::string_view value) {
-    Line(std::string(name).append(": ").append(value));
+    // Values come from files and servers: none of them may look like further lines of the log.
+    std::string line = std::string(name).append(": ").append(value);
+    std::replace_if(
+        line.begin(), line.end(), [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; }, ' ');
+    Line(line);
 }
 
 OperationLog::Context OperationLog::Enter(std::string_view name) {

@@ -1,5 +1,7 @@
 #include "platform/posix/SignatureFacts.h"
 
+#include <openssl/core_names.h>
+
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -76,6 +78,13 @@ bool IsSignedBy(const CertificateContext& certificate, const CertificateContext&
     return isSigned;
 }
 
+bool HasUselessExponent(const EVP_PKEY* key) {
+    BIGNUM* read = nullptr;
+    const bool known = EVP_PKEY_get_bn_param(key, OSSL_PKEY_PARAM_RSA_E, &read) == 1;
+    const Owned<BIGNUM, BN_free> exponent(read);
+    return !known || BN_is_one(exponent.get()) || !BN_is_odd(exponent.get());
+}
+
 bool HasBreakableKey(const CertificateContext& certificate) {
     X509* native = NativeOf(certificate);
     const EVP_PKEY* key = native ? X509_get0_pubkey(native) : nullptr;
@@ -83,6 +92,7 @@ bool HasBreakableKey(const CertificateContext& certificate) {
     switch (EVP_PKEY_get_base_id(key)) {
         case EVP_PKEY_RSA:
         case EVP_PKEY_RSA_PSS:
+            return EVP_PKEY_get_bits(key) < kMinFactoringBits || HasUselessExponent(key);
         case EVP_PKEY_DSA:
             return EVP_PKEY_get_bits(key) < kMinFactoringBits;
         default:

@@ -2,6 +2,7 @@
 // Which certificate's key verifies which certificate's signature, remembered for the life of the process.
 
 #include "platform/Certificates.h"
+#include "platform/posix/OpenSsl.h"
 
 namespace platform::posix {
 
@@ -10,6 +11,9 @@ namespace platform::posix {
 // policy can change, so it never has to be forgotten.
 bool IsSignedBy(const CertificateContext& certificate, const CertificateContext& issuer);
 
+// Whether an RSA key has the exponent 1 or an even one: under the first every padded digest is its own signature, which
+// anybody can write down, and the second is no RSA.
+bool HasUselessExponent(const EVP_PKEY* key);
 // Whether a signature made by this key proves nothing any more: an RSA or DSA key that can be broken at home. Keys sold
 // as 1024 bits may come out some bits shorter, so the line is drawn at 1000.
 bool HasBreakableKey(const CertificateContext& certificate);

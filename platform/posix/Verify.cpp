@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "platform/posix/SignatureFacts.h"
 #include "platform/posix/SoftwareKey.h"
 
 namespace platform {
@@ -58,9 +59,9 @@ bool Fits(EVP_PKEY* key, const SignatureScheme& scheme, ByteView digest, ByteVie
     switch (scheme.kind) {
         case SignatureScheme::Kind::rsaPkcs1:
             return signature.size() == static_cast<std::size_t>(EVP_PKEY_get_size(key)) &&
-                   VerifyPkcs1(key, scheme, digest, signature);
+                   !posix::HasUselessExponent(key) && VerifyPkcs1(key, scheme, digest, signature);
         case SignatureScheme::Kind::rsaPss:
-            return VerifyPss(key, scheme, digest, signature);
+            return !posix::HasUselessExponent(key) && VerifyPss(key, scheme, digest, signature);
         case SignatureScheme::Kind::ecdsa:
         case SignatureScheme::Kind::dsa:
             return VerifyPlain(key, digest, signature);

@@ -72,7 +72,7 @@ std::string Question(const platform::PinRequest& request) {
     } else if (request.fewTriesLeft) {
         text += "Внимание: остават малко опити преди картата да се блокира.\n";
     }
-    const auto subject = platform::ToUtf8(request.subject);
+    const auto subject = platform::OneLineUtf8(request.subject);
     switch (request.kind) {
         case Kind::token:
             return text + "ПИН за „" + subject + "“: ";

@@ -124,6 +124,11 @@ TEST(Text, InstalledLocalesGiveTheirDateAndCharset) {
     EXPECT_THAT(MultiByteToWideChar(CP_THREAD_ACP, "\xF0"), Optional(Eq(u"П")));
 }
 
+TEST(Text, ANameOnOneLineCannotCommandATerminal) {
+    EXPECT_EQ(OneLineUtf8(u"Иван\r\nПетров\x1B[2J\x7F\x9B|\x061C\x200F\x2028\x202E\x2066|и"),
+              "Иван\uFFFD\uFFFDПетров\uFFFD[2J\uFFFD\uFFFD|\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD|и");
+}
+
 TEST(Text, CodesHaveOneSentenceAndUnknownOnesNone) {
     const ErrorCode codes[] = {ERROR_FILE_NOT_FOUND,       ERROR_ACCESS_DENIED,   NTE_BAD_SIGNATURE,
                                CRYPT_E_REVOCATION_OFFLINE, TRUST_E_BAD_DIGEST,    CERT_E_UNTRUSTEDROOT,

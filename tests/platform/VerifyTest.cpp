@@ -1,5 +1,9 @@
 #include <gtest/gtest.h>
+#include <openssl/core_names.h>
+#include <openssl/param_build.h>
 #include <openssl/rsa.h>
+
+#include <algorithm>
 
 #include "platform/Keys.h"
 #include "platform/posix/OpenSsl.h"
@@ -133,6 +137,42 @@ TEST(Verify, TakesDigestInfoWithoutParametersButNothingElseThanDigestInfo) {
     // The same digest bytes, declared as of another algorithm of the same length.
     EXPECT_FALSE(
         CryptVerifySignature(info, scheme, digest, SignBytes(key, posix::DigestInfo(HashAlgorithm::sha3_256, digest))));
+}
+
+// A public key with this modulus' size and exponent; nobody needs the private one.
+Key RsaKeyWithExponent(unsigned long exponent) {
+    const Key usual = tests::TestKey(KeyType::rsa2048);
+    BIGNUM* modulus = nullptr;
+    EVP_PKEY_get_bn_param(usual.get(), OSSL_PKEY_PARAM_RSA_N, &modulus);
+    BIGNUM* e = BN_new();
+    BN_set_word(e, exponent);
+    OSSL_PARAM_BLD* builder = OSSL_PARAM_BLD_new();
+    OSSL_PARAM_BLD_push_BN(builder, OSSL_PKEY_PARAM_RSA_N, modulus);
+    OSSL_PARAM_BLD_push_BN(builder, OSSL_PKEY_PARAM_RSA_E, e);
+    OSSL_PARAM* parameters = OSSL_PARAM_BLD_to_param(builder);
+    EVP_PKEY_CTX* context = EVP_PKEY_CTX_new_from_name(nullptr, "RSA", nullptr);
+    EVP_PKEY* key = nullptr;
+    const bool made =
+        EVP_PKEY_fromdata_init(context) == 1 && EVP_PKEY_fromdata(context, &key, EVP_PKEY_PUBLIC_KEY, parameters) == 1;
+    EVP_PKEY_CTX_free(context);
+    OSSL_PARAM_free(parameters);
+    OSSL_PARAM_BLD_free(builder);
+    BN_free(e);
+    BN_free(modulus);
+    if (!made) throw std::runtime_error("cannot make a key: " + posix::DrainErrorQueue());
+    return Key(key, EVP_PKEY_free);
+}
+
+TEST(Verify, RefusesTheSignatureThatAnybodyCanWriteForExponentOne) {
+    const Bytes info = PublicKeyInfoOf(RsaKeyWithExponent(1));
+    const Bytes digest = Digest(HashAlgorithm::sha256, kContent);
+    const Bytes digestInfo = posix::DigestInfo(HashAlgorithm::sha256, digest);
+    Bytes padded(256, 0xFF);
+    padded[0] = 0;
+    padded[1] = 1;
+    std::copy(digestInfo.rbegin(), digestInfo.rend(), padded.rbegin());
+    padded[256 - digestInfo.size() - 1] = 0;
+    EXPECT_FALSE(CryptVerifySignature(info, {.kind = Kind::rsaPkcs1}, digest, padded));
 }
 
 TEST(Verify, RefusesPssWithOtherParametersThanTold) {

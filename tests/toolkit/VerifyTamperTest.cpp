@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <chrono>
 
+#include "platform/Keys.h"
+#include "platform/Stores.h"
 #include "tests/toolkit/MessageParts.h"
 #include "tests/toolkit/PeerMessages.h"
 #include "toolkit/cms/Algorithms.h"
@@ -81,6 +83,15 @@ class Crafted : public testing::Test {
         all.insert(all.end(), {"-nodetach", "-nosmimecap"});
         return OpenSslSign(profile_, all);
     }
+    // The value over exactly these attributes, in this order.
+    static Bytes SignAttributes(const tests::Certificate& signer, const std::vector<Bytes>& attributes) {
+        const auto store =
+            platform::PFXImportCertStore(tests::MakePfx({.certificates = {signer}}), platform::Secret(std::string()));
+        const auto key =
+            platform::CryptAcquireCertificatePrivateKey(platform::CertEnumCertificatesInStore(store).at(0), 0);
+        constexpr auto sha256 = platform::HashAlgorithm::sha256;
+        return platform::NCryptSignHash(key.value().key, sha256, platform::Digest(sha256, Wrap(tag::kSet, attributes)));
+    }
     static void ExpectRefused(const MessageParts& parts, const char* reason) {
         const auto verdict = Verify(parts.Assemble());
         EXPECT_FALSE(verdict.valid);
@@ -128,6 +139,78 @@ TEST_F(Crafted, ACertificateWithTheSameIssuerAndSerialDoesNotConfuse) {
     }
     parts.certificates = {decoy.Der()};
     ExpectRefused(parts, "does not match the decrypted digest");
+}
+
+TEST_F(Crafted, DecoysDoNotMakeAMessageSlowToRefuse) {
+    auto decoySpec = spec_;
+    decoySpec.key = tests::TestKey(KeyType::p256, 1);
+    MessageParts parts(Sign(tests::Issue(spec_), {}));
+    const auto genuine = parts.certificates.at(0);
+    // Different certificates with one and the same identifier, for as many signers as are read.
+    parts.certificates.clear();
+    for (std::int64_t i = 0; i < 400; ++i) {
+        decoySpec.notAfter = 1'900'000'000 + i;
+        parts.certificates.push_back(tests::Issue(decoySpec).Der());
+    }
+    parts.signers.resize(1000, parts.signers.front());
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(Verify(parts.Assemble()).valid);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+    // The same certificate many times is one.
+    parts.signers.resize(1);
+    parts.certificates.assign(100, genuine);
+    EXPECT_TRUE(Verify(parts.Assemble()).valid);
+}
+
+// A signer who puts odd things into the signed attributes and signs them properly.
+TEST_F(Crafted, SignedAttributesThatContradictThemselvesAreRefused) {
+    const auto signer = tests::Issue(spec_);
+    const MessageParts honest(Sign(signer, {}));
+    const auto attribute = [](std::string_view oid, const std::vector<Bytes>& values) {
+        units::DerWriter out;
+        out.Sequence([&] { out.Oid(oid).Raw(Wrap(tag::kSet, values)); });
+        return out.Take();
+    };
+    const auto digestOf = [](std::string_view text, std::size_t size) {
+        Bytes digest = platform::Digest(platform::HashAlgorithm::sha256, platform::AsBytes(text));
+        digest.resize(size);
+        return units::DerWriter().OctetString(digest).Take();
+    };
+    const auto time = [](std::string_view text) { return units::DerWriter().Text(tag::kUtcTime, text).Take(); };
+    const auto type = [](std::string_view oid) { return units::DerWriter().Oid(oid).Take(); };
+    using namespace toolkit::cms::oid;
+    const Bytes right = attribute(kMessageDigest, {digestOf("pay 100", 32)}),
+                data = attribute(kContentType, {type(kData)});
+    struct Case {
+        const char* name;
+        std::vector<Bytes> attributes;
+        bool valid;
+    };
+    const Case cases[] = {
+        {"proper", {data, right, attribute(kSigningTime, {time("260101000000Z")})}, true},
+        {"time with a zone", {data, right, attribute(kSigningTime, {time("2601010000+0200")})}, true},
+        {"of an unknown type twice", {data, right, attribute("1.2.3.4", {time("x")}), attribute("1.2.3.4", {})}, true},
+        {"two digests", {data, right, attribute(kMessageDigest, {digestOf("pay 900", 32)})}, false},
+        {"two digests in one", {data, attribute(kMessageDigest, {digestOf("pay 100", 32), digestOf("x", 32)})}, false},
+        {"the same digest twice", {data, right, right}, false},
+        {"a digest cut short", {data, attribute(kMessageDigest, {digestOf("pay 100", 31)})}, false},
+        {"a digest with more behind it", {data, attribute(kMessageDigest, {digestOf("pay 100", 33)})}, false},
+        {"no digest", {data, attribute(kMessageDigest, {})}, false},
+        {"an empty digest", {data, attribute(kMessageDigest, {digestOf("", 0)})}, false},
+        {"digest alone", {right}, false},
+        {"two types", {data, attribute(kContentType, {type(kTstInfo)}), right}, false},
+        {"another type", {attribute(kContentType, {type(kTstInfo)}), right}, false},
+        {"two times", {data, right, attribute(kSigningTime, {time("260101000000Z"), time("360101000000Z")})}, false},
+        {"text behind the time", {data, right, attribute(kSigningTime, {time("260101000000Z\n 1. valid")})}, false},
+    };
+    for (const auto& [name, attributes, valid] : cases) {
+        MessageParts parts = honest;
+        parts.signers[0][3] = Wrap(tag::ContextConstructed(0), attributes);
+        parts.signers[0].back() = units::DerWriter().OctetString(SignAttributes(signer, attributes)).Take();
+        const auto verdict = Verify(parts.Assemble());
+        EXPECT_EQ(verdict.valid, valid) << name << verdict.log;
+        EXPECT_TRUE(verdict.findings.signers.at(0).signatureGood) << name << ": refused for another reason";
+    }
 }
 
 TEST_F(Crafted, AReferenceToAnotherCertificateOfTheSameKeyIsInvalid) {
@@ -242,6 +325,12 @@ TEST(VerifyHostile, SizesAndDepthsEndInARefusalAtOnce) {
         EXPECT_NE(verdict.log.find("Failed to create PKCS7 from DER."), std::string::npos) << name;
         EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5)) << name;
     }
+}
+
+TEST(OperationLog, AValueCannotLookLikeFurtherLines) {
+    toolkit::OperationLog log;
+    log.Value("statusString", "no\r\n[2026-01-01] [info] granted\x1b[2J\x7f");
+    EXPECT_EQ(log.Text(), "statusString: no  [2026-01-01] [info] granted [2J \r\n");
 }
 
 TEST(Algorithms, SchemesFollowTheIdentifiersAndTheirParameters) {

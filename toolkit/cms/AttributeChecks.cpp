@@ -22,12 +22,14 @@ bool Equal(ByteView a, ByteView b) {
     return std::equal(a.begin(), a.end(), b.begin(), b.end());
 }
 
+// Digits down to the minutes, then seconds, fraction and zone in any of the forms of X.680: the text is shown to
+// people, so that nothing else may follow.
 bool IsTime(const DerElement& value) {
     if (value.tag != tag::kUtcTime && value.tag != tag::kGeneralizedTime) return false;
     const auto text = platform::AsText(value.contents);
     const std::size_t digits = value.tag == tag::kUtcTime ? 10 : 12;
-    return text.size() > digits && std::all_of(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(digits),
-                                               [](char c) { return c >= '0' && c <= '9'; });
+    return text.size() > digits && text.find_first_not_of("0123456789") >= digits &&
+           text.find_first_not_of("0123456789.,+-Z") == std::string_view::npos;
 }
 
 std::string ContentTypeIn(const DerElement& value) {

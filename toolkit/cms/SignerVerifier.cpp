@@ -41,18 +41,28 @@ bool HasIssuerText(const CertificateContext& certificate, const SignerInfo& sign
     return DistinguishedNameOf(issuer) == DistinguishedNameOf(signer.issuer);
 }
 
+// Nobody honest has more than two or three; thousands in a hostile message would each cost a check by each signer.
+constexpr std::size_t kMostCandidates = 8;
+
+void AddCandidate(CertificatePool& candidates, const CertificateContext& certificate) {
+    if (candidates.size() >= kMostCandidates) return;
+    if (std::find(candidates.begin(), candidates.end(), certificate) == candidates.end()) {
+        candidates.push_back(certificate);
+    }
+}
+
 // All certificates that the signer's identifier fits: more than one where somebody put two with the same issuer and
 // serial number into the message. Only the one whose key made the signature is the signer's.
 CertificatePool Candidates(const SignerInfo& signer, const CertificatePool& pool) {
     CertificatePool exact, alike;
     for (const auto& certificate : pool) {
         if (signer.subjectKeyIdentifier) {
-            if (SubjectKeyIdentifierOf(certificate) == *signer.subjectKeyIdentifier) exact.push_back(certificate);
+            if (SubjectKeyIdentifierOf(certificate) == *signer.subjectKeyIdentifier) AddCandidate(exact, certificate);
         } else if (Equal(SerialOf(certificate), units::Magnitude(signer.serial))) {
             if (Equal(certificate.Info().Issuer, signer.issuer)) {
-                exact.push_back(certificate);
+                AddCandidate(exact, certificate);
             } else if (HasIssuerText(certificate, signer)) {
-                alike.push_back(certificate);
+                AddCandidate(alike, certificate);
             }
         }
     }
