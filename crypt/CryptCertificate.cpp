@@ -48,6 +48,7 @@ CryptCertificate::CryptCertificate(platform::ByteView encoded)
     if (!context_) lastError = platform::GetLastError();
 }
 
+// NOLINTNEXTLINE(bugprone-copy-constructor-init): the failure of the other's last operation is none of the copy.
 CryptCertificate::CryptCertificate(const CryptCertificate& other)
     : CommonClass(), context_(other.context_), chain_(other.chain_) {}
 

@@ -6,7 +6,7 @@ CryptStore::CryptStore() : store(platform::CertOpenMemoryStore()) {
     if (!store) lastError = platform::GetLastError();
 }
 
-CryptStore::CryptStore(std::u16string name) : store(platform::CertOpenSystemStoreW(name)) {
+CryptStore::CryptStore(const std::u16string& name) : store(platform::CertOpenSystemStoreW(name)) {
     if (!store) lastError = platform::GetLastError();
 }
 

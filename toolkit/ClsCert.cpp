@@ -104,9 +104,9 @@ CertificateContext FindAtHost(std::u16string_view name, const Bytes& hash, Opera
 
 // A certificate that lies in a folder without its key may have been copied there from the token that holds the key.
 CertificateContext Find(const Bytes& hash, OperationLog& log) {
-    const auto inFolder = FindInFolders(hash, log);
+    auto inFolder = FindInFolders(hash, log);
     if (inFolder && platform::CertHasPrivateKey(inFolder)) return inFolder;
-    if (const auto onToken = FindAtHost(u"MY", hash, log)) return onToken;
+    if (auto onToken = FindAtHost(u"MY", hash, log)) return onToken;
     return inFolder ? inFolder : FindAtHost(u"ROOT", hash, log);
 }
 

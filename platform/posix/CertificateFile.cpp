@@ -15,10 +15,10 @@ constexpr std::string_view kBegin = "-----BEGIN ", kEnd = "-----END ", kDashes =
 constexpr std::string_view kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
 constexpr auto kDigitOf = [] {
-    std::array<std::int8_t, 256> digits{};
+    std::array<int, 256> digits{};
     digits.fill(-1);
     for (std::size_t i = 0; i < kAlphabet.size(); ++i)
-        digits[static_cast<unsigned char>(kAlphabet[i])] = static_cast<std::int8_t>(i);
+        digits[static_cast<unsigned char>(kAlphabet[i])] = static_cast<int>(i);
     return digits;
 }();
 

@@ -118,7 +118,7 @@ std::optional<std::u16string> DecodeByHost(const std::string& charset, std::stri
 
 std::string EncodeByHost(const std::string& charset, std::u16string_view text) {
     Converter converter(charset.c_str(), "UTF-8");
-    const std::string utf8 = ToUtf8(text);
+    std::string utf8 = ToUtf8(text);
     if (!converter) return utf8;
     std::string out;
     std::string_view rest = utf8;

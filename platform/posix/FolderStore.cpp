@@ -84,7 +84,7 @@ std::filesystem::path KeyFileIn(const std::filesystem::path& folder, const Certi
 
 std::shared_ptr<const FolderContent> FolderStore::Current() const {
     if (pinned_) return *pinned_;
-    const auto cached = Cache().Find(folder_.native());
+    auto cached = Cache().Find(folder_.native());
     if (cached && cached->Unchanged(folder_)) return cached;
     auto content = FolderContent::Read(folder_, cached.get());
     if (content || cached) Cache().Keep(folder_.native(), content);

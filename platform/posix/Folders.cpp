@@ -68,7 +68,7 @@ std::filesystem::path GetTempPathW() {
     if (!chosen.empty() && stat(chosen.c_str(), &status) == 0 && S_ISDIR(status.st_mode))
         return TempFolderAt(chosen, status);
 
-    const auto runtime = FolderFromEnvironment("XDG_RUNTIME_DIR");
+    auto runtime = FolderFromEnvironment("XDG_RUNTIME_DIR");
     if (!runtime.empty() && stat(runtime.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) {
         if (status.st_uid == geteuid() && (status.st_mode & kWritableByOthers) == 0) return runtime;
         // After a change of user the variable often still names the other user's folder: no reason to stop.

@@ -155,7 +155,7 @@ std::u16string KeyOf(const std::string& oid, std::uint32_t form) {
                                                {"2.5.4.43", u"I"},
                                                {"1.2.840.113549.1.9.1", u"E"},
                                                {"0.9.2342.19200300.100.1.25", u"DC"}});
-    const std::u16string dotted(oid.begin(), oid.end());
+    std::u16string dotted(oid.begin(), oid.end());
     if (form == CERT_OID_NAME_STR) return dotted;
     const auto found = std::find_if(kKeys.begin(), kKeys.end(), [&](const Key& key) { return key.oid == oid; });
     return found == kKeys.end() ? std::u16string(u"OID.").append(dotted) : std::u16string(found->name);

@@ -75,6 +75,7 @@ class Builder {
             return std::pair(!sources_.IsTrusted(issuer), AuthorityKeyIdDiffers(certificate, issuer));
         };
         std::vector<std::pair<std::pair<bool, bool>, CertificateContext>> ranked;
+        ranked.reserve(named.size());
         for (CertificateContext& issuer : named)
             ranked.emplace_back(rank(issuer), std::move(issuer));
         std::ranges::sort(ranked, [](const auto& a, const auto& b) {

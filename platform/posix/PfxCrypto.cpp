@@ -326,7 +326,7 @@ std::optional<Secret> PfxCrypto::DecryptWith(const X509_ALGOR& algorithm, const 
     DrainErrorQueue();
     const Secret plain(std::move(buffer));
     if (!done) return std::nullopt;
-    const ByteView bytes = plain.View().first(static_cast<std::size_t>(size + tail));
+    const ByteView bytes = plain.View().first(static_cast<std::size_t>(size) + static_cast<std::size_t>(tail));
     const auto element = BerReader(bytes).Next(kBerSequence);
     if (!element || bytes.size() - element->whole.size() > kLongestPadding) return std::nullopt;
     return Secret(CopyOf(element->whole));

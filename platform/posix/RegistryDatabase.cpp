@@ -115,7 +115,12 @@ ErrorCode RegistryKey::Database::CheckSchema(bool create) {
         if (result == SQLITE_OK && application == 0) result = header("SELECT count(*) FROM sqlite_schema", tables);
         return result;
     };
-    if (const int result = look(); result != SQLITE_OK) return CodeOf(result);
+    {
+        // The three must be of one moment: a process that is just making the tables would show us its marks half.
+        const posix::SqlTransaction moment(connection, posix::SqlTransaction::Kind::reading);
+        if (moment.Result() != SQLITE_OK) return CodeOf(moment.Result());
+        if (const int result = look(); result != SQLITE_OK) return CodeOf(result);
+    }
     if (application == kApplicationId) return version == kSchemaVersion ? ERROR_SUCCESS : ERROR_NOT_SUPPORTED;
     if (application != 0 || tables != 0) return ERROR_REGISTRY_CORRUPT;
     if (!create) return ERROR_FILE_NOT_FOUND;

@@ -59,11 +59,14 @@ class SqlStatement {
     int error_ = SQLITE_OK;
 };
 
-// Takes the write lock at once, so that what is read inside is still true when it is written; undone unless committed.
+// Writing takes the write lock at once, so that what is read inside is still true when it is written; reading shows the
+// state at its first statement until its end. Undone unless committed.
 class SqlTransaction {
   public:
-    explicit SqlTransaction(sqlite3* connection)
-        : connection_(connection), result_(SqlStatement(connection, "BEGIN IMMEDIATE").Run()) {}
+    enum class Kind { writing, reading };
+    explicit SqlTransaction(sqlite3* connection, Kind kind = Kind::writing)
+        : connection_(connection),
+          result_(SqlStatement(connection, kind == Kind::writing ? "BEGIN IMMEDIATE" : "BEGIN").Run()) {}
     ~SqlTransaction() {
         if (result_ == SQLITE_OK) SqlStatement(connection_, "ROLLBACK").Run();
     }

@@ -167,6 +167,7 @@ std::shared_ptr<FolderStore> FolderStoreAt(StoreLocation location, const std::u1
 
 CertStore Joined(const std::u16string& name, const std::vector<StoreLocation>& locations, HostSource host) {
     std::vector<std::shared_ptr<FolderStore>> folders;
+    folders.reserve(locations.size());
     for (const StoreLocation location : locations)
         folders.push_back(FolderStoreAt(location, name));
     return CertStore(std::make_shared<SystemStore>(std::move(folders), host));

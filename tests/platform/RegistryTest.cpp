@@ -7,6 +7,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
+#include <barrier>
 #include <filesystem>
 #include <functional>
 #include <thread>
@@ -254,6 +256,25 @@ TEST_F(Registry, ProcessesThatWriteAtOnceLoseNothing) {
     ASSERT_EQ(RegEnumValueW(Create(u"software\\shared"), values), ERROR_SUCCESS);
     EXPECT_EQ(values.size(), std::size_t{kProcesses * kValues});
     EXPECT_EQ(Keys(Create(u"software")).size(), std::size_t{kProcesses * kValues + 1});
+}
+
+TEST_F(Registry, OneThatOpensTheHiveWhileOthersMakeItSeesItWholeOrNotAtAll) {
+    constexpr int kRounds = 60, kThreads = 4;
+    for (int round = 0; round < kRounds; ++round) {
+        fs::remove(file);
+        std::array<ErrorCode, kThreads> codes{};
+        std::barrier start(kThreads);
+        std::vector<std::thread> threads;
+        for (int thread = 0; thread < kThreads; ++thread) {
+            threads.emplace_back([&, thread] {
+                start.arrive_and_wait();
+                codes[static_cast<std::size_t>(thread)] = CreateCode(u"software");
+            });
+        }
+        for (auto& thread : threads)
+            thread.join();
+        EXPECT_THAT(codes, testing::Each(ERROR_SUCCESS)) << "round " << round;
+    }
 }
 
 TEST_F(Registry, AKillInTheMiddleOfAWriteLeavesTheOldOrTheNewValue) {

@@ -15,7 +15,6 @@ namespace {
 
 using platform::Bytes;
 using platform::ByteView;
-using platform::HashAlgorithm;
 
 // More than any real message has; a hostile one could keep us busy for hours.
 constexpr std::size_t kMostSigners = 1024;

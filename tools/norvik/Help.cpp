@@ -59,8 +59,11 @@ std::string AllHelp(const CLI::App& app) {
     while (!wanted->get_subcommands().empty())
         wanted = wanted->get_subcommands().front();
     std::string path;
-    for (const CLI::App* step = wanted->get_parent(); step != nullptr; step = step->get_parent())
-        path = step->get_name().empty() ? path : step->get_name() + (path.empty() ? "" : " " + path);
+    for (const CLI::App* step = wanted->get_parent(); step != nullptr; step = step->get_parent()) {
+        if (step->get_name().empty()) continue;
+        if (!path.empty()) path.insert(0, 1, ' ');
+        path.insert(0, step->get_name());
+    }
     return wanted->help(path);
 }
 
