@@ -24,6 +24,8 @@ add_compile_definitions(_FILE_OFFSET_BITS=64)
 if(NORVIK_SANITIZE)
   add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=address,undefined)
+  # What the sanitizers do not see: an element of an empty container, the value of an empty optional.
+  add_compile_definitions(_GLIBCXX_ASSERTIONS)
   # The checks put between the statements hide from g++ what is initialised; the ordinary build keeps the warning.
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     add_compile_options(-Wno-maybe-uninitialized)

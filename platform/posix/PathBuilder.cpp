@@ -51,6 +51,9 @@ class Builder {
         }
         if (!first_.empty() || !again_.empty() || checks_ >= kMaxSignatureChecks)
             LogHost("A chain has more possible paths than are looked at: the rest was left out.");
+        // A mesh in which no path came to its end within the bounds: one that stops on the way stands for all.
+        if (complete_.empty() && incomplete_.empty())
+            Finish(std::move(first_.empty() ? again_.front() : first_.front()), false);
         std::ranges::move(incomplete_, std::back_inserter(complete_));
         return std::move(complete_);
     }

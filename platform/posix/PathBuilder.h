@@ -25,7 +25,8 @@ struct CandidatePath {
 // bears the name and verifies the signature. Only where nobody does, one who bears the name and is not contradicted by
 // the authority key identifier stands in as the issuer with a wrong signature. Bounded against meshes made to keep a
 // verifier busy: paths of 16 certificates, 1000 signature checks, 64 complete paths. Each certificate is first tried on
-// its shortest way, and trusted ones go before others, so that the bounds cut what is least likely to matter.
+// its shortest way, and trusted ones go before others, so that the bounds cut what is least likely to matter. Never
+// empty: if the bounds cut before any path ended, one that goes no further stands for all.
 std::vector<CandidatePath> EnumeratePaths(const CertificateContext& leaf, ChainSources& sources);
 
 // Whether the two name the same person or authority (RFC 5280, 7.1).

@@ -349,6 +349,24 @@ TEST(Chains, ThousandsOfNamesakesKeepNobodyBusy) {
     EXPECT_EQ(world.Verdict(Issue(PersonSpec("Person", 2), root)), 0U);
 }
 
+// Each bears the name of all others' issuer, and none signed another: the bounds cut before any path has ended.
+TEST(Chains, AMeshOfWrongSignaturesIsNotTrusted) {
+    const ChainWorld world(Issue(AuthoritySpec("Root", 0)), {});
+    for (unsigned i = 1; i <= 20; ++i) {
+        CertificateSpec spec = AuthoritySpec("Namesake", i);
+        spec.authorityKeyId = false;
+        spec.signWith = tests::TestKey(tests::KeyType::p256, 30);
+        world.Know(Issue(spec));
+    }
+    CertificateSpec person = PersonSpec("Person", 21);
+    person.authorityKeyId = false;
+    person.issuerName = AuthoritySpec("Namesake", 1).subject;
+    const ChainContext chain = world.Chain(Issue(person));
+    EXPECT_FALSE(chain.elements.empty());
+    EXPECT_NE(chain.dwErrorStatus & CERT_TRUST_IS_NOT_SIGNATURE_VALID, 0U);
+    EXPECT_NE(world.Verdict(Issue(person)), ERROR_SUCCESS);
+}
+
 TEST(Chains, APathEndsAtSixteenCertificates) {
     for (const unsigned length : {16U, 17U}) {
         Certificate issuer = Issue(AuthoritySpec("Root", 0));
