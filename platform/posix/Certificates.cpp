@@ -162,6 +162,11 @@ const std::u16string& DecodedCertificate::CanonicalSubject() const {
     return canonicalSubject_;
 }
 
+const std::u16string& DecodedCertificate::CanonicalIssuer() const {
+    std::call_once(issuerOnce_, [&] { canonicalIssuer_ = CanonicalName(info.Issuer); });
+    return canonicalIssuer_;
+}
+
 X509* NativeOf(const CertificateContext& certificate) {
     return certificate ? certificate.Backend()->decoded->Native() : nullptr;
 }

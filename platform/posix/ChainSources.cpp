@@ -131,8 +131,9 @@ const std::vector<CertificateContext>& ChainSources::IssuersOf(const Certificate
     const auto [entry, isNew] = foundIssuers_.try_emplace(std::string(AsText(certificate.Info().Issuer)));
     std::vector<CertificateContext>& issuers = entry->second;
     if (!isNew) return issuers;
+    const std::u16string& wanted = certificate.Backend()->decoded->CanonicalIssuer();
     for (const CertStore& store : issuers_) {
-        for (CertificateContext& found : CertFindBySubject(store, certificate.Info().Issuer)) {
+        for (CertificateContext& found : FindByCanonicalSubject(store, wanted)) {
             if (std::ranges::find(issuers, found) == issuers.end()) issuers.push_back(std::move(found));
         }
     }
@@ -146,7 +147,8 @@ bool ChainSources::IsTrusted(const CertificateContext& certificate) const {
 bool ChainSources::IsDistrusted(const CertificateContext& certificate) const {
     const CERT_INFO& info = certificate.Info();
     for (const CertStore& store : distrusted_) {
-        for (const CertificateContext& found : CertFindBySubject(store, info.Subject)) {
+        for (const CertificateContext& found :
+             FindByCanonicalSubject(store, certificate.Backend()->decoded->CanonicalSubject())) {
             const CERT_INFO& other = found.Info();
             if (other.SerialNumber == info.SerialNumber && other.Issuer == info.Issuer &&
                 other.SubjectPublicKeyInfo == info.SubjectPublicKeyInfo)

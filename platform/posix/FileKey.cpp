@@ -1,14 +1,13 @@
 // Software keys in files beside their certificates.
 
 #include <openssl/pem.h>
-#include <sys/stat.h>
 
 #include <cerrno>
-#include <ctime>
 #include <list>
 
 #include "platform/Files.h"
 #include "platform/System.h"
+#include "platform/posix/FileState.h"
 #include "platform/posix/SoftwareKey.h"
 
 namespace platform::posix {
@@ -16,46 +15,21 @@ namespace {
 
 constexpr std::uint64_t kLongestKeyFile = 1U << 20;
 
-// What tells one state of a file from the next.
-struct FileIdentity {
-    dev_t device = 0;
-    ino_t inode = 0;
-    off_t size = 0;
-    std::int64_t modified = 0, changed = 0;  // ns
-    friend bool operator==(const FileIdentity&, const FileIdentity&) = default;
-};
-
-std::int64_t Nanoseconds(const timespec& time) {
-    return std::int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
-}
-
-std::optional<FileIdentity> IdentityOf(const std::filesystem::path& file, mode_t* mode = nullptr) {
-    struct stat status {};
-    if (stat(file.c_str(), &status) != 0) return std::nullopt;
-    if (mode != nullptr) *mode = status.st_mode;
-    return FileIdentity{status.st_dev, status.st_ino, status.st_size, Nanoseconds(status.st_mtim),
-                        Nanoseconds(status.st_ctim)};
-}
-
 // Decoded keys of unencrypted files: reading and decoding one again for each of many small signatures would cost a good
 // part of the signature itself, and a key that lies open on the disk is not exposed further by staying in memory.
 class PlainKeyCache {
   public:
-    SoftwareKeyPtr Find(const std::filesystem::path& file, const FileIdentity& identity) {
+    SoftwareKeyPtr Find(const std::filesystem::path& file, const FileState& state) {
         const std::lock_guard lock(mutex_);
         for (const auto& entry : entries_)
-            if (entry.file == file && entry.identity == identity) return entry.key;
+            if (entry.file == file && entry.state == state) return entry.key;
         return nullptr;
     }
 
-    void Keep(const std::filesystem::path& file, const FileIdentity& identity, const SoftwareKeyPtr& key) {
-        // The clock of a file system is coarse: a file written twice within one tick looks the same.
-        timespec now{};
-        clock_gettime(CLOCK_REALTIME, &now);
-        if (Nanoseconds(now) - identity.changed < 1'000'000'000) return;
+    void Keep(const std::filesystem::path& file, const FileState& state, const SoftwareKeyPtr& key) {
         const std::lock_guard lock(mutex_);
         entries_.remove_if([&](const Entry& entry) { return entry.file == file; });
-        entries_.push_front({file, identity, key});
+        entries_.push_front({file, state, key});
         if (entries_.size() > kMost) entries_.pop_back();
     }
 
@@ -68,7 +42,7 @@ class PlainKeyCache {
     static constexpr std::size_t kMost = 8;
     struct Entry {
         std::filesystem::path file;
-        FileIdentity identity;
+        FileState state;
         SoftwareKeyPtr key;
     };
     std::mutex mutex_;
@@ -81,17 +55,17 @@ PlainKeyCache& Cache() {
 }
 
 SoftwareKeyPtr ReadKeyFile(const std::filesystem::path& file, const std::u16string& subject) {
-    mode_t mode = 0;
-    const auto identity = IdentityOf(file, &mode);
-    if (!identity) {
+    const std::int64_t moment = WallClock();
+    const auto state = FileState::Of(file);
+    if (!state) {
         const ErrorCode reason = ErrorFromErrno(errno);
         Cache().Forget(file);
         LogHost("The key file " + file.string() + " is gone or out of reach.");
         SetLastError(reason == ERROR_ACCESS_DENIED ? ERROR_ACCESS_DENIED : NTE_BAD_KEY_STATE);
         return nullptr;
     }
-    if (auto cached = Cache().Find(file, *identity)) return cached;
-    if ((mode & (S_IRWXG | S_IRWXO)) != 0) LogHost("The key file " + file.string() + " is open to others.");
+    if (auto cached = Cache().Find(file, *state)) return cached;
+    if ((state->mode & (S_IRWXG | S_IRWXO)) != 0) LogHost("The key file " + file.string() + " is open to others.");
 
     auto content = ReadWholeFile(file, kLongestKeyFile);
     if (!content) return nullptr;
@@ -103,7 +77,8 @@ SoftwareKeyPtr ReadKeyFile(const std::filesystem::path& file, const std::u16stri
         return nullptr;
     }
     auto decoded = MakeSoftwareKey(std::move(key));
-    if (decoded && !encrypted && IdentityOf(file) == identity) Cache().Keep(file, *identity, decoded);
+    if (decoded && !encrypted && state->SettledAt(moment) && FileState::Of(file) == state)
+        Cache().Keep(file, *state, decoded);
     return decoded;
 }
 

@@ -1,8 +1,6 @@
 #include "platform/posix/FolderContent.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <ctime>
 #include <string_view>
 #include <unordered_set>
 
@@ -14,16 +12,6 @@ namespace {
 
 constexpr std::uint64_t kMaximumFile = std::uint64_t{64} << 20;
 constexpr std::string_view kKeySuffix = ".key";
-
-std::int64_t Nanoseconds(const timespec& time) {
-    return std::int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
-}
-
-std::int64_t Now() {
-    timespec now{};
-    clock_gettime(CLOCK_REALTIME, &now);
-    return Nanoseconds(now);
-}
 
 // Names of what may be files of the store, sorted. Hidden ones are other programs' or half-written.
 std::optional<std::vector<std::string>> ListNames(const std::filesystem::path& folder) {
@@ -61,24 +49,9 @@ std::shared_ptr<const FolderFile> ReadFile(const std::filesystem::path& folder, 
 
 }  // namespace
 
-std::optional<FileState> FileState::Of(const char* path) {
-    struct stat status {};
-    if (stat(path, &status) != 0) return std::nullopt;
-    return FileState{
-        status.st_dev,          status.st_ino, status.st_size, Nanoseconds(status.st_mtim), Nanoseconds(status.st_ctim),
-        S_ISREG(status.st_mode)};
-}
-
-bool FileState::SettledAt(std::int64_t moment) const {
-    constexpr std::int64_t kSecond = 1'000'000'000;
-    // File systems that keep whole or even seconds only show it by having no fraction.
-    const std::int64_t tick = changed % kSecond == 0 ? 3 * kSecond : kSecond / 10;
-    return changed + tick < moment && modified + tick < moment;
-}
-
 std::shared_ptr<const FolderContent> FolderContent::Read(const std::filesystem::path& folder,
                                                          const FolderContent* earlier) {
-    const std::int64_t moment = Now();
+    const std::int64_t moment = WallClock();
     const auto state = FileState::Of(folder);
     const auto names = state ? ListNames(folder) : std::nullopt;
     if (!names) return nullptr;
@@ -92,7 +65,7 @@ std::shared_ptr<const FolderContent> FolderContent::Read(const std::filesystem::
     }
     for (const auto& name : *names) {
         const auto fileState = FileState::Of(folder / name);
-        if (!fileState || !fileState->regular) continue;
+        if (!fileState || !fileState->IsRegular()) continue;
         if (name.ends_with(kKeySuffix)) {
             content->keyFiles_.insert(name);
             continue;

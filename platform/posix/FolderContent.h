@@ -1,8 +1,6 @@
 #pragma once
 // The files of a store's folder, decoded once in a process and seen anew as soon as one of them changes.
 
-#include <sys/stat.h>
-
 #include <filesystem>
 #include <memory>
 #include <mutex>
@@ -13,24 +11,9 @@
 #include <vector>
 
 #include "platform/posix/CertificateFile.h"
+#include "platform/posix/FileState.h"
 
 namespace platform::posix {
-
-// What tells one state of a file or folder from the next.
-struct FileState {
-    dev_t device = 0;
-    ino_t inode = 0;
-    off_t size = 0;
-    std::int64_t modified = 0, changed = 0;  // ns since 1970
-    bool regular = false;
-    friend bool operator==(const FileState&, const FileState&) = default;
-
-    static std::optional<FileState> Of(const std::filesystem::path& path) { return Of(path.c_str()); }
-    static std::optional<FileState> Of(const char* path);
-    // Whether a later change must show in these values. A file system's clock ticks coarsely, so what was changed just
-    // before `moment` (ns since 1970) may change again within the same tick and look the same.
-    [[nodiscard]] bool SettledAt(std::int64_t moment) const;
-};
 
 // One file of the folder, decoded.
 struct FolderFile {

@@ -123,11 +123,11 @@ CertificateContext FolderStore::FindBySha1(ByteView sha1) {
     return entry == nullptr ? CertificateContext() : Present(*content, entry->certificate);
 }
 
-std::vector<CertificateContext> FolderStore::FindBySubject(ByteView subjectName) {
+std::vector<CertificateContext> FolderStore::FindBySubject(const std::u16string& canonicalName) {
     const auto content = Current();
     if (!content) return {};
     std::vector<CertificateContext> found;
-    for (const auto* entry : content->FindBySubject(CanonicalName(subjectName)))
+    for (const auto* entry : content->FindBySubject(canonicalName))
         found.push_back(Present(*content, entry->certificate));
     return found;
 }

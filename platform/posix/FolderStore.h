@@ -22,7 +22,7 @@ class FolderStore : public CertStore::Impl {
     std::vector<CertificateContext> Certificates() override;
     std::vector<CrlContext> Crls() override;
     CertificateContext FindBySha1(ByteView sha1) override;
-    std::vector<CertificateContext> FindBySubject(ByteView subjectName) override;
+    std::vector<CertificateContext> FindBySubject(const std::u16string& canonicalName) override;
     std::shared_ptr<Impl> Snapshot() override;
     // Writes the certificate as `<thumbprint>.cer`, behind its key if it came with one in memory. A key file that is
     // already here is never replaced, and none is deleted but by Remove.

@@ -47,12 +47,13 @@ struct DecodedCertificate {
     [[nodiscard]] const Bytes& Sha1() const;
     [[nodiscard]] const Bytes& Sha256() const;
     [[nodiscard]] const std::u16string& CanonicalSubject() const;
+    [[nodiscard]] const std::u16string& CanonicalIssuer() const;
 
   private:
     LazyNative<X509Ptr> x509_;
-    mutable std::once_flag hashOnce_, sha256Once_, subjectOnce_;
+    mutable std::once_flag hashOnce_, sha256Once_, subjectOnce_, issuerOnce_;
     mutable Bytes sha1_, sha256_;
-    mutable std::u16string canonicalSubject_;
+    mutable std::u16string canonicalSubject_, canonicalIssuer_;
 };
 
 }  // namespace posix
@@ -85,9 +86,9 @@ class CertStore::Impl {
     virtual std::vector<CrlContext> Crls() { return {}; }
     // The lookups have defaults that walk Certificates(); a store with an index answers faster.
     virtual CertificateContext FindBySha1(ByteView sha1);
-    // Names are compared as RFC 5280, 7.1 has it (letter case, blanks and string types do not matter): a chain's names
-    // often differ in their encoding.
-    virtual std::vector<CertificateContext> FindBySubject(ByteView subjectName);
+    // By the name in canonical form, because a chain's names often differ in their encoding (RFC 5280, 7.1). Whoever
+    // asks several stores brings it into that form once.
+    virtual std::vector<CertificateContext> FindBySubject(const std::u16string& canonicalName);
     // Of a store that also opens tokens or trust anchors: the same store without them, so that a chain can ask folders
     // first. Null: this store opens none.
     virtual std::shared_ptr<Impl> WithoutHostSources() { return nullptr; }
@@ -130,6 +131,7 @@ std::shared_ptr<PrivateKey::Impl> AttachedKeyOf(const CertificateContext& certif
 // A text that is equal for two Names in DER when they match by RFC 5280, 7.1: letter case (ASCII), blanks, string types
 // and the order within a relative name do not matter.
 std::u16string CanonicalName(ByteView nameDer);
+std::vector<CertificateContext> FindByCanonicalSubject(const CertStore& store, const std::u16string& canonicalName);
 // The 20 bytes by which stores know a certificate.
 const Bytes& Sha1Of(const CertificateContext& certificate);
 

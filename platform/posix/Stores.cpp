@@ -80,11 +80,10 @@ CertificateContext CertStore::Impl::FindBySha1(ByteView sha1) {
     return {};
 }
 
-std::vector<CertificateContext> CertStore::Impl::FindBySubject(ByteView subjectName) {
+std::vector<CertificateContext> CertStore::Impl::FindBySubject(const std::u16string& canonicalName) {
     auto certificates = Certificates();
-    const std::u16string wanted = posix::CanonicalName(subjectName);
     std::erase_if(certificates, [&](const CertificateContext& certificate) {
-        return certificate.Backend()->decoded->CanonicalSubject() != wanted;
+        return certificate.Backend()->decoded->CanonicalSubject() != canonicalName;
     });
     return certificates;
 }
@@ -153,13 +152,18 @@ CertificateContext CertFindByIssuerAndSerial(const CertStore& store, ByteView is
     return NotFound();
 }
 
-std::vector<CertificateContext> CertFindBySubject(const CertStore& store, ByteView subjectName) {
+std::vector<CertificateContext> posix::FindByCanonicalSubject(const CertStore& store,
+                                                              const std::u16string& canonicalName) {
     if (!IsSet(store)) return {};
-    auto found = store.Backend()->FindBySubject(subjectName);
+    auto found = store.Backend()->FindBySubject(canonicalName);
     for (auto& certificate : found)
         certificate = certificate.FromStore(store);
     if (found.empty()) SetLastError(CRYPT_E_NOT_FOUND);
     return found;
+}
+
+std::vector<CertificateContext> CertFindBySubject(const CertStore& store, ByteView subjectName) {
+    return posix::FindByCanonicalSubject(store, posix::CanonicalName(subjectName));
 }
 
 bool CertAddCertificateContextToStore(const CertStore& store, const CertificateContext& certificate,

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <ctime>
 #include <map>
 #include <mutex>
 #include <set>
@@ -90,15 +89,15 @@ class SystemStore : public CertStore::Impl {
         return found;
     }
 
-    std::vector<CertificateContext> FindBySubject(ByteView subjectName) override {
+    std::vector<CertificateContext> FindBySubject(const std::u16string& canonicalName) override {
         std::vector<CertificateContext> found;
         for (const auto& folder : folders_)
-            std::ranges::move(folder->FindBySubject(subjectName), std::back_inserter(found));
-        if (!found.empty()) return EachOnce(found);
+            std::ranges::move(folder->FindBySubject(canonicalName), std::back_inserter(found));
+        if (found.size() > 1) return EachOnce(found);
+        if (!found.empty()) return found;
         found = CertificatesOf(host_);
-        const std::u16string wanted = posix::CanonicalName(subjectName);
         std::erase_if(found, [&](const CertificateContext& certificate) {
-            return certificate.Backend()->decoded->CanonicalSubject() != wanted;
+            return certificate.Backend()->decoded->CanonicalSubject() != canonicalName;
         });
         return found;
     }
@@ -207,11 +206,10 @@ void AddFolderNames(StoreLocation location, std::set<std::u16string>& names) {
         names.insert(known->second.names.begin(), known->second.names.end());
         return;
     }
+    const std::int64_t moment = posix::WallClock();
     const std::set<std::u16string> read = ReadFolderNames(folder);
     names.insert(read.begin(), read.end());
-    timespec now{};
-    clock_gettime(CLOCK_REALTIME, &now);
-    if (!state->SettledAt(std::int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec)) return;
+    if (!state->SettledAt(moment)) return;
     if (listings.size() >= 16) listings.clear();
     listings[folder.native()] = {*state, read};
 }
