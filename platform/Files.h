@@ -48,6 +48,8 @@ class OutputFile {
     ~OutputFile();
 
     [[nodiscard]] bool Write(ByteView bytes);  // appends
+    // Appends several parts, with one call of the system where that does.
+    [[nodiscard]] bool Write(std::span<const ByteView> parts);
     [[nodiscard]] bool WriteAt(std::uint64_t offset, ByteView bytes);
     // Gives the file its name. A file for its owner alone (no mode bits for others: keys) is on the disk before that;
     // others are left to the system, since waiting for the disk takes longer than making a signature.
@@ -55,11 +57,13 @@ class OutputFile {
     [[nodiscard]] bool Commit();
 
   private:
-    OutputFile(int descriptor, unsigned mode, std::filesystem::path target, std::filesystem::path temporary);
+    OutputFile(int descriptor, unsigned mode, bool replaces, std::filesystem::path target,
+               std::filesystem::path temporary);
     void Discard() noexcept;
     int descriptor_ = -1;
     std::uint64_t position_ = 0;
     unsigned mode_ = 0;
+    bool replaces_ = false;  // something stood at the target when the file was created
     std::filesystem::path target_;
     std::filesystem::path temporary_;  // empty while the file has no name at all
 };

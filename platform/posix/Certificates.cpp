@@ -4,8 +4,8 @@
 
 #include "platform/Hash.h"
 #include "platform/posix/Ber.h"
+#include "platform/posix/DecodedTable.h"
 #include "platform/posix/Native.h"
-#include "platform/posix/NativeTable.h"
 
 namespace platform {
 namespace {
@@ -143,8 +143,16 @@ Bytes KeyIdentifierOf(const CertificateContext& certificate) {
 
 namespace posix {
 
+// What was asked for its keys once is likely to come again; a store that is merely listed keeps nothing.
 X509* DecodedCertificate::Native() const {
-    return x509_.Get(encoded, [this](ByteView der) { return SharedNative(der, Sha256()); });
+    return x509_.Get(encoded, [this](ByteView der) {
+        const unsigned char* in = der.data();
+        X509Ptr certificate(d2i_X509(nullptr, &in, static_cast<long>(der.size())));
+        if (in != der.data() + der.size()) certificate.reset();
+        if (!certificate) DrainErrorQueue();
+        KeepDecoded(shared_from_this());
+        return certificate;
+    });
 }
 
 const Bytes& DecodedCertificate::Sha1() const {
@@ -219,11 +227,14 @@ bool operator==(const CertificateContext& a, const CertificateContext& b) {
 }
 
 CertificateContext CertCreateCertificateContext(ByteView der) {
-    auto decoded = std::make_shared<posix::DecodedCertificate>();
-    if (!DecodeCertificate(der, decoded->info)) return {};
-    decoded->encoded = CopyOf(der);
     auto impl = std::make_shared<CertificateContext::Impl>();
-    impl->decoded = std::move(decoded);
+    impl->decoded = posix::FindDecoded(der);
+    if (!impl->decoded) {
+        auto decoded = std::make_shared<posix::DecodedCertificate>();
+        if (!DecodeCertificate(der, decoded->info)) return {};
+        decoded->encoded = CopyOf(der);
+        impl->decoded = std::move(decoded);
+    }
     return CertificateContext(std::move(impl));
 }
 

@@ -112,7 +112,8 @@ void ChainSources::AddFolders(std::u16string_view name, std::vector<CertStore>& 
     const auto [entry, isNew] = folders_.try_emplace(std::u16string(name));
     std::vector<CertStore>& folders = entry->second;
     for (const StoreLocation location : {StoreLocation::currentUser, StoreLocation::localMachine}) {
-        const CertStore store = isNew ? CertOpenSystemStoreAt(location, name, false) : CertStore();
+        const bool none = location == StoreLocation::localMachine && !machineHasStores_;
+        const CertStore store = isNew && !none ? CertOpenSystemStoreAt(location, name, false) : CertStore();
         if (store) folders.push_back(SnapshotOf(store));
     }
     stores.insert(stores.end(), folders.begin(), folders.end());

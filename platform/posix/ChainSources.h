@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "platform/Chains.h"
+#include "platform/posix/Native.h"
 
 namespace platform::posix {
 
@@ -42,6 +43,8 @@ class ChainSources {
     void AddHostTiers(bool rootsAreTrusted);
     void AddFolders(std::u16string_view name, std::vector<CertStore>& stores);
 
+    // Most machines have none: one question instead of one for each store.
+    const bool machineHasStores_ = HasStores(StoreLocation::localMachine);
     std::vector<CertStore> issuers_, roots_, distrusted_, crlStores_;
     std::map<std::u16string, std::vector<CertStore>> folders_;             // opened already, by name
     std::vector<Tier> tiers_;                                              // those that are not open yet

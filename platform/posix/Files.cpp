@@ -2,11 +2,13 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <limits>
 #include <new>
@@ -67,16 +69,23 @@ std::array<char, 40> DescriptorPath(int descriptor) {
     return path;
 }
 
+enum class Place { free, taken, refused };
+
+Place Refuse(ErrorCode code) {
+    SetLastError(code);
+    return Place::refused;
+}
+
 // What stands at the target already decides whether a file may be put there.
-bool MayReplace(const std::filesystem::path& target) {
+Place LookAt(const std::filesystem::path& target) {
     struct stat status {};
-    if (lstat(target.c_str(), &status) != 0) return errno == ENOENT || FailWith(ErrorFromErrno(errno));
+    if (lstat(target.c_str(), &status) != 0) return errno == ENOENT ? Place::free : Refuse(ErrorFromErrno(errno));
     const bool isLink = S_ISLNK(status.st_mode);
-    if (isLink && stat(target.c_str(), &status) != 0) return true;  // a link to nothing
-    if (S_ISDIR(status.st_mode)) return FailWith(ERROR_DIRECTORY);
-    if (!S_ISREG(status.st_mode)) return FailWith(ERROR_INVALID_DATA);
-    if (isLink || faccessat(AT_FDCWD, target.c_str(), W_OK, AT_EACCESS) == 0) return true;
-    return FailWith(ErrorFromErrno(errno));
+    if (isLink && stat(target.c_str(), &status) != 0) return Place::taken;  // a link to nothing
+    if (S_ISDIR(status.st_mode)) return Refuse(ERROR_DIRECTORY);
+    if (!S_ISREG(status.st_mode)) return Refuse(ERROR_INVALID_DATA);
+    if (isLink || faccessat(AT_FDCWD, target.c_str(), W_OK, AT_EACCESS) == 0) return Place::taken;
+    return Refuse(ErrorFromErrno(errno));
 }
 
 int OpenNameless(const std::filesystem::path& folder, unsigned mode) {
@@ -157,26 +166,35 @@ std::optional<OutputFile> OutputFile::Create(const std::filesystem::path& target
         SetLastError(ERROR_DIRECTORY);
         return std::nullopt;
     }
-    if (!MayReplace(target)) return std::nullopt;
+    const Place place = LookAt(target);
+    if (place == Place::refused) return std::nullopt;
+    const bool replaces = place == Place::taken;
     const auto folder = FolderOf(target);
-    if (const int nameless = OpenNameless(folder, mode); nameless >= 0) return OutputFile(nameless, mode, target, {});
+    if (const int nameless = OpenNameless(folder, mode); nameless >= 0)
+        return OutputFile(nameless, mode, replaces, target, {});
     for (int attempt = 0; attempt < kNameAttempts; ++attempt) {
         auto name = HiddenName(folder);
         const int descriptor = open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, mode);
-        if (descriptor >= 0) return OutputFile(descriptor, mode, target, std::move(name));
+        if (descriptor >= 0) return OutputFile(descriptor, mode, replaces, target, std::move(name));
         if (errno != EEXIST) break;
     }
     SetLastError(errno == ENOENT ? ERROR_PATH_NOT_FOUND : ErrorFromErrno(errno));
     return std::nullopt;
 }
 
-OutputFile::OutputFile(int descriptor, unsigned mode, std::filesystem::path target, std::filesystem::path temporary)
-    : descriptor_(descriptor), mode_(mode), target_(std::move(target)), temporary_(std::move(temporary)) {}
+OutputFile::OutputFile(int descriptor, unsigned mode, bool replaces, std::filesystem::path target,
+                       std::filesystem::path temporary)
+    : descriptor_(descriptor),
+      mode_(mode),
+      replaces_(replaces),
+      target_(std::move(target)),
+      temporary_(std::move(temporary)) {}
 
 OutputFile::OutputFile(OutputFile&& other) noexcept
     : descriptor_(std::exchange(other.descriptor_, -1)),
       position_(other.position_),
       mode_(other.mode_),
+      replaces_(other.replaces_),
       target_(std::move(other.target_)),
       temporary_(std::move(other.temporary_)) {}
 
@@ -186,6 +204,7 @@ OutputFile& OutputFile::operator=(OutputFile&& other) noexcept {
     descriptor_ = std::exchange(other.descriptor_, -1);
     position_ = other.position_;
     mode_ = other.mode_;
+    replaces_ = other.replaces_;
     target_ = std::move(other.target_);
     temporary_ = std::move(other.temporary_);
     return *this;
@@ -207,6 +226,24 @@ bool OutputFile::Write(ByteView bytes) {
     return true;
 }
 
+bool OutputFile::Write(std::span<const ByteView> parts) {
+    std::vector<iovec> vector;
+    std::size_t total = 0;
+    for (const ByteView part : parts) {
+        vector.push_back({const_cast<std::uint8_t*>(part.data()), part.size()});
+        total += part.size();
+    }
+    ssize_t written = 0;
+    if (position_ <= kLargestOffset && vector.size() <= IOV_MAX)
+        written = pwritev(descriptor_, vector.data(), static_cast<int>(vector.size()), static_cast<off_t>(position_));
+    if (written > 0 && static_cast<std::size_t>(written) == total) {
+        position_ += total;
+        return true;
+    }
+    // Interrupted, a full disk: part by part it goes on, or tells what is wrong.
+    return std::ranges::all_of(parts, [this](ByteView part) { return Write(part); });
+}
+
 bool OutputFile::WriteAt(std::uint64_t offset, ByteView bytes) {
     return PositionedWrite(descriptor_, offset, bytes);
 }
@@ -216,9 +253,9 @@ bool OutputFile::Commit() {
     if ((mode_ & 077) == 0 && fdatasync(descriptor_) != 0) return FailWriting(errno);
     // Network file systems tell only at closing that a write failed; then the name must not be given.
     if (const int copy = dup(descriptor_); copy >= 0 && close(copy) != 0 && errno != EINTR) return FailWriting(errno);
-    if (temporary_.empty() && !LinkAs(descriptor_, target_)) {
+    if (temporary_.empty() && (replaces_ || !LinkAs(descriptor_, target_))) {
         // A link never replaces: take a hidden name first, then rename over what stands there.
-        int error = errno;
+        int error = replaces_ ? EEXIST : errno;
         for (int attempt = 0; error == EEXIST && attempt < kNameAttempts; ++attempt) {
             auto name = HiddenName(FolderOf(target_));
             error = LinkAs(descriptor_, name) ? 0 : errno;

@@ -13,8 +13,14 @@ namespace {
 constexpr std::uint64_t kMaximumFile = std::uint64_t{64} << 20;
 constexpr std::string_view kKeySuffix = ".key";
 
+std::string PathOf(const std::string& folder, const std::string& name) {
+    std::string path;
+    path.reserve(folder.size() + 1 + name.size());
+    return path.append(folder).append(1, '/').append(name);
+}
+
 // Names of what may be files of the store, sorted. Hidden ones are other programs' or half-written.
-std::optional<std::vector<std::string>> ListNames(const std::filesystem::path& folder) {
+std::optional<std::vector<std::string>> ListNames(const std::string& folder) {
     std::vector<std::string> names;
     std::error_code error;
     std::filesystem::directory_iterator entry(folder, error);
@@ -24,35 +30,34 @@ std::optional<std::vector<std::string>> ListNames(const std::filesystem::path& f
     }
     if (error) {
         const bool absent = error == std::errc::no_such_file_or_directory;
-        if (!absent) LogHost("The store folder " + folder.string() + " cannot be listed: " + error.message());
+        if (!absent) LogHost("The store folder " + folder + " cannot be listed: " + error.message());
         return std::nullopt;
     }
     std::sort(names.begin(), names.end());
     return names;
 }
 
-std::shared_ptr<const FolderFile> ReadFile(const std::filesystem::path& folder, const std::string& name,
-                                           const FileState& state, std::int64_t moment) {
+std::shared_ptr<const FolderFile> ReadFile(const std::string& folder, const std::string& name, const FileState& state,
+                                           std::int64_t moment) {
     auto file = std::make_shared<FolderFile>();
     file->name = name;
     file->state = state;
     file->settled = state.SettledAt(moment);
-    const auto bytes = ReadWholeFile(folder / name, kMaximumFile);
+    const auto bytes = ReadWholeFile(PathOf(folder, name), kMaximumFile);
     if (bytes) file->content = ReadCertificateFile(*bytes);
     if (file->content.Count() == 0) {
-        LogHost("Skipped " + (folder / name).string() + (bytes ? ": no certificate or CRL in it" : ": not readable"));
+        LogHost("Skipped " + PathOf(folder, name) + (bytes ? ": no certificate or CRL in it" : ": not readable"));
     } else if (file->content.damaged > 0) {
-        LogHost("Skipped " + std::to_string(file->content.damaged) + " damaged pieces of " + (folder / name).string());
+        LogHost("Skipped " + std::to_string(file->content.damaged) + " damaged pieces of " + PathOf(folder, name));
     }
     return file;
 }
 
 }  // namespace
 
-std::shared_ptr<const FolderContent> FolderContent::Read(const std::filesystem::path& folder,
-                                                         const FolderContent* earlier) {
+std::shared_ptr<const FolderContent> FolderContent::Read(const std::string& folder, const FolderContent* earlier) {
     const std::int64_t moment = WallClock();
-    const auto state = FileState::Of(folder);
+    const auto state = FileState::Of(folder.c_str());
     const auto names = state ? ListNames(folder) : std::nullopt;
     if (!names) return nullptr;
     auto content = std::make_shared<FolderContent>();
@@ -64,7 +69,7 @@ std::shared_ptr<const FolderContent> FolderContent::Read(const std::filesystem::
             known.emplace(file->name, &file);
     }
     for (const auto& name : *names) {
-        const auto fileState = FileState::Of(folder / name);
+        const auto fileState = FileState::Of(PathOf(folder, name).c_str());
         if (!fileState || !fileState->IsRegular()) continue;
         if (name.ends_with(kKeySuffix)) {
             content->keyFiles_.insert(name);
@@ -109,19 +114,16 @@ std::vector<const FolderContent::Entry*> FolderContent::FindBySubject(const std:
     return found == bySubject_.end() ? std::vector<const Entry*>() : found->second;
 }
 
-bool FolderContent::FolderUnchanged(const std::filesystem::path& folder) const {
-    return settled_ && FileState::Of(folder) == state_;
+bool FolderContent::FolderUnchanged(const std::string& folder) const {
+    return settled_ && FileState::Of(folder.c_str()) == state_;
 }
 
-bool FolderContent::FileUnchanged(const std::filesystem::path& folder, const FolderFile& file) const {
+bool FolderContent::FileUnchanged(const std::string& folder, const FolderFile& file) const {
     if (!file.settled) return false;
-    std::string path;  // put together by hand: asked for every file at each operation
-    path.reserve(folder.native().size() + 1 + file.name.size());
-    path.append(folder.native()).append(1, '/').append(file.name);
-    return FileState::Of(path.c_str()) == file.state;
+    return FileState::Of(PathOf(folder, file.name).c_str()) == file.state;
 }
 
-bool FolderContent::Unchanged(const std::filesystem::path& folder) const {
+bool FolderContent::Unchanged(const std::string& folder) const {
     return FolderUnchanged(folder) &&
            std::ranges::all_of(files_, [&](const auto& file) { return FileUnchanged(folder, *file); });
 }

@@ -1,7 +1,6 @@
 #pragma once
 // The files of a store's folder, decoded once in a process and seen anew as soon as one of them changes.
 
-#include <filesystem>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -27,7 +26,7 @@ struct FolderFile {
 class FolderContent {
   public:
     // Null if there is no such folder. Files that `earlier` had and that did not change are not decoded again.
-    static std::shared_ptr<const FolderContent> Read(const std::filesystem::path& folder, const FolderContent* earlier);
+    static std::shared_ptr<const FolderContent> Read(const std::string& folder, const FolderContent* earlier);
 
     struct Entry {
         CertificateContext certificate;
@@ -46,10 +45,10 @@ class FolderContent {
     [[nodiscard]] bool HasKeyFiles() const { return !keyFiles_.empty(); }
 
     // Whether nothing was added, taken away or renamed since.
-    [[nodiscard]] bool FolderUnchanged(const std::filesystem::path& folder) const;
-    [[nodiscard]] bool FileUnchanged(const std::filesystem::path& folder, const FolderFile& file) const;
+    [[nodiscard]] bool FolderUnchanged(const std::string& folder) const;
+    [[nodiscard]] bool FileUnchanged(const std::string& folder, const FolderFile& file) const;
     // Both, for all files.
-    [[nodiscard]] bool Unchanged(const std::filesystem::path& folder) const;
+    [[nodiscard]] bool Unchanged(const std::string& folder) const;
 
   private:
     FileState state_;

@@ -84,10 +84,10 @@ std::filesystem::path KeyFileIn(const std::filesystem::path& folder, const Certi
 
 std::shared_ptr<const FolderContent> FolderStore::Current() const {
     if (pinned_) return *pinned_;
-    auto cached = Cache().Find(folder_.native());
+    auto cached = Cache().Find(folder_);
     if (cached && cached->Unchanged(folder_)) return cached;
     auto content = FolderContent::Read(folder_, cached.get());
-    if (content || cached) Cache().Keep(folder_.native(), content);
+    if (content || cached) Cache().Keep(folder_, content);
     return content;
 }
 
@@ -114,7 +114,7 @@ std::vector<CrlContext> FolderStore::Crls() {
 }
 
 CertificateContext FolderStore::FindBySha1(ByteView sha1) {
-    auto content = pinned_ ? nullptr : Cache().Find(folder_.native());
+    auto content = pinned_ ? nullptr : Cache().Find(folder_);
     const auto* entry = content && content->FolderUnchanged(folder_) ? content->FindBySha1(sha1) : nullptr;
     if (entry == nullptr || !content->FileUnchanged(folder_, *entry->file)) {
         content = Current();
@@ -145,7 +145,7 @@ bool FolderStore::MakeFolder() const {
     }
     const mode_t mode = ownerOnly_ ? 0700 : 0755;
     std::filesystem::path path;
-    for (const auto& part : folder_) {
+    for (const auto& part : std::filesystem::path(folder_)) {
         path /= part;
         if (mkdir(path.c_str(), mode) != 0 && errno != EEXIST && access(path.c_str(), X_OK) != 0)
             return FailWithErrno();
@@ -176,7 +176,7 @@ bool FolderStore::CarryKey(const CertificateContext& from, const CertificateCont
 bool FolderStore::TakeOut(const FolderContent& content, const CertificateContext& certificate) const {
     for (const auto& file : content.Files()) {
         if (std::ranges::find(file->content.certificates, certificate) == file->content.certificates.end()) continue;
-        if (!RewriteWithout(folder_ / file->name, certificate)) return false;
+        if (!RewriteWithout(std::filesystem::path(folder_) / file->name, certificate)) return false;
     }
     return true;
 }
@@ -206,7 +206,7 @@ bool FolderStore::Add(const CertificateContext& certificate, std::uint32_t dispo
     for (const auto& other : replaced) {
         if (!CarryKey(other, certificate)) return false;
     }
-    const auto path = folder_ / (UpperHex(Sha1Of(certificate)) + ".cer");
+    const auto path = std::filesystem::path(folder_) / (UpperHex(Sha1Of(certificate)) + ".cer");
     if (!present && !WriteWholeFile(path, certificate.Encoded())) return false;
     return std::ranges::all_of(replaced, [&](const auto& other) { return TakeOut(*content, other); });
 }
@@ -217,7 +217,7 @@ bool FolderStore::AddCrl(const CrlContext& crl) {
         if (std::ranges::equal(other.Encoded(), crl.Encoded())) return true;
     }
     const auto name = UpperHex(Digest(HashAlgorithm::sha1, crl.Encoded())) + ".crl";
-    return WriteWholeFile(folder_ / name, crl.Encoded());
+    return WriteWholeFile(std::filesystem::path(folder_) / name, crl.Encoded());
 }
 
 bool FolderStore::Remove(const CertificateContext& certificate) {

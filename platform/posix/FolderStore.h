@@ -16,7 +16,7 @@ class FolderStore : public CertStore::Impl {
   public:
     enum class Keys { none, besideCertificates };
     // `folder` need not exist; it is made at the first addition, for its owner alone when `ownerOnly`.
-    FolderStore(std::filesystem::path folder, Keys keys, bool ownerOnly)
+    FolderStore(std::string folder, Keys keys, bool ownerOnly)
         : folder_(std::move(folder)), keys_(keys), ownerOnly_(ownerOnly) {}
 
     std::vector<CertificateContext> Certificates() override;
@@ -39,7 +39,7 @@ class FolderStore : public CertStore::Impl {
     [[nodiscard]] bool CarryKey(const CertificateContext& from, const CertificateContext& to) const;
     [[nodiscard]] bool TakeOut(const FolderContent& content, const CertificateContext& certificate) const;
 
-    std::filesystem::path folder_;
+    std::string folder_;  // no path, which would be taken apart each time
     Keys keys_;
     bool ownerOnly_;
     std::optional<std::shared_ptr<const FolderContent>> pinned_;  // of a snapshot

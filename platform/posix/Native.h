@@ -37,7 +37,7 @@ class LazyNative {
 };
 
 // What CertCreateCertificateContext decoded; shared by all contexts of it in a process.
-struct DecodedCertificate {
+struct DecodedCertificate : std::enable_shared_from_this<DecodedCertificate> {
     Bytes encoded;
     CERT_INFO info;
     // Null if the crypto library refuses what the decoder of the fields let through (an odd name, a signature that is
@@ -124,6 +124,9 @@ namespace posix {
 // Null for a null context and for what the crypto library cannot decode.
 X509* NativeOf(const CertificateContext& certificate);
 X509_CRL* NativeOf(const CrlContext& crl);
+
+// Whether any store has a folder there.
+bool HasStores(StoreLocation location);
 
 // The same certificate with a state (properties, key) of its own; it has this key, which may be null.
 CertificateContext WithOwnState(const CertificateContext& certificate, std::shared_ptr<PrivateKey::Impl> key);

@@ -157,10 +157,10 @@ std::filesystem::path StoresFolder(StoreLocation location) {
 }
 
 std::shared_ptr<FolderStore> FolderStoreAt(StoreLocation location, const std::u16string& name) {
-    const auto base = StoresFolder(location);
-    const auto folder = base.empty() ? base : base / ToUtf8(name);
+    std::string folder = StoresFolder(location).native();
+    if (!folder.empty()) folder.append(1, '/').append(ToUtf8(name));
     return std::make_shared<FolderStore>(
-        folder, name == u"MY" ? FolderStore::Keys::besideCertificates : FolderStore::Keys::none,
+        std::move(folder), name == u"MY" ? FolderStore::Keys::besideCertificates : FolderStore::Keys::none,
         location == StoreLocation::currentUser);
 }
 
@@ -223,6 +223,11 @@ std::filesystem::path posix::StoreFolder(StoreLocation location, std::u16string_
     if (!base.empty()) return base / ToUtf8(folder);
     SetLastError(ERROR_PATH_NOT_FOUND);
     return {};
+}
+
+bool posix::HasStores(StoreLocation location) {
+    const auto base = StoresFolder(location);
+    return !base.empty() && FileState::Of(base).has_value();
 }
 
 CertStore CertOpenSystemStoreW(std::u16string_view name) {

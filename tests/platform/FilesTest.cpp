@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <csignal>
 #include <fstream>
 
@@ -110,6 +111,21 @@ TEST_F(Files, TheResultStandsUnderItsNameOnlyWhenCommitted) {
     EXPECT_EQ(tests::ReadFile(target), "all new text");
     { ASSERT_TRUE(OutputFile::Create(folder / "never")->Write(AsBytes("half"))); }
     EXPECT_THAT(Names(), testing::ElementsAre(target.filename().string()));
+}
+
+TEST_F(Files, WhatComesToTheTargetOrLeavesItMeanwhileDoesNotMatter) {
+    const std::array<ByteView, 3> parts = {AsBytes("one "), {}, AsBytes("two")};
+    auto coming = OutputFile::Create(folder / "comes");
+    profile.Write("out/comes", "somebody else's");
+    profile.Write("out/leaves", "old");
+    auto leaving = OutputFile::Create(folder / "leaves");
+    fs::remove(folder / "leaves");
+    ASSERT_TRUE(coming && leaving);
+    EXPECT_TRUE(coming->Write(parts) && coming->Write(parts) && coming->Commit());
+    EXPECT_TRUE(leaving->Write(parts) && leaving->Commit());
+    EXPECT_EQ(tests::ReadFile(folder / "comes"), "one twoone two");
+    EXPECT_EQ(tests::ReadFile(folder / "leaves"), "one two");
+    EXPECT_THAT(Names(), testing::UnorderedElementsAre("comes", "leaves"));
 }
 
 TEST_F(Files, TheFinishedFileHasTheMaskedModeAndKeepsNothingOfTheOldOne) {
@@ -230,7 +246,11 @@ TEST_F(Files, ASizeLimitIsToldAndLeavesNothing) {
                   const rlimit limit{50'000, 50'000};
                   if (setrlimit(RLIMIT_FSIZE, &limit) != 0) return 1;
                   if (WriteWholeFile(folder / "file", Bytes(100'000))) return 2;
-                  return GetLastError() == ERROR_FILE_TOO_LARGE ? 0 : 3;
+                  if (GetLastError() != ERROR_FILE_TOO_LARGE) return 3;
+                  const Bytes part(30'000);
+                  const std::array<ByteView, 2> parts = {part, part};
+                  if (OutputFile::Create(folder / "parts")->Write(parts)) return 4;
+                  return GetLastError() == ERROR_FILE_TOO_LARGE ? 0 : 5;
               }),
               0);
     EXPECT_TRUE(fs::is_empty(folder));

@@ -103,7 +103,7 @@ TEST(SoftwareKeys, FollowTheFileAtEveryAcquisition) {
     const auto certificate = FindInMy(signer);
     const auto file = KeyFile(profile, signer);
     const std::string original = tests::ReadFile(file);
-    std::this_thread::sleep_for(std::chrono::milliseconds(1100));  // old enough to be kept
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));  // old enough to be kept
     ASSERT_TRUE(AcquireKey(certificate));
     const auto kept = AcquireKey(certificate);
     ASSERT_TRUE(kept);

@@ -59,7 +59,7 @@ bool SignatureMaker::MakeDetached(OutputFile output) {
     if (!digest) return false;
     const Bytes tail = MakeTail(*digest);
     if (tail.empty()) return false;
-    return Write(output, SignedDataFrame(request_.hash, std::nullopt).Head(tail.size())) && Finish(output, tail);
+    return WriteWhole(output, {SignedDataFrame(request_.hash, std::nullopt).Head(tail.size()), tail});
 }
 
 bool SignatureMaker::MakeAttachedInMemory(OutputFile output) {
@@ -72,8 +72,7 @@ bool SignatureMaker::MakeAttachedInMemory(OutputFile output) {
     if (!digest) return false;
     const Bytes tail = MakeTail(*digest);
     if (tail.empty()) return false;
-    return Write(output, SignedDataFrame(request_.hash, content.size()).Head(tail.size())) && Write(output, content) &&
-           Finish(output, tail);
+    return WriteWhole(output, {SignedDataFrame(request_.hash, content.size()).Head(tail.size()), content, tail});
 }
 
 bool SignatureMaker::MakeAttached(OutputFile output, const std::filesystem::path& target) {
@@ -128,9 +127,14 @@ bool SignatureMaker::Write(OutputFile& output, ByteView bytes) {
     return false;
 }
 
+bool SignatureMaker::WriteWhole(OutputFile& output, std::initializer_list<ByteView> parts) {
+    if (output.Write(std::span(parts.begin(), parts.size())) && output.Commit()) return true;
+    LogPlatformFailure(log_, "Failed to write the output file.");
+    return false;
+}
+
 bool SignatureMaker::Finish(OutputFile& output, ByteView tail) {
-    if (!Write(output, tail)) return false;
-    if (output.Commit()) return true;
+    if (output.Write(tail) && output.Commit()) return true;
     LogPlatformFailure(log_, "Failed to write the output file.");
     return false;
 }

@@ -39,6 +39,8 @@ class SignatureMaker {
 
     std::optional<platform::OutputFile> CreateOutput(const std::filesystem::path& target);
     bool Write(platform::OutputFile& output, platform::ByteView bytes);
+    // Writes all of the file and gives it its name.
+    bool WriteWhole(platform::OutputFile& output, std::initializer_list<platform::ByteView> parts);
     bool Finish(platform::OutputFile& output, platform::ByteView tail);
     std::optional<platform::Bytes> CopyContent(platform::OutputFile& output, platform::ByteView head,
                                                const ProgressHandler& progress);

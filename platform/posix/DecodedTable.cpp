@@ -1,0 +1,44 @@
+#include "platform/posix/DecodedTable.h"
+
+#include <mutex>
+#include <string_view>
+#include <unordered_map>
+
+namespace platform::posix {
+namespace {
+
+constexpr std::size_t kMaxEntries = 512;
+// A certificate of this size is somebody's joke; it is decoded, but not kept.
+constexpr std::size_t kMaxKept = 64 * 1024;
+
+struct Table {
+    std::mutex lock;
+    // The keys are views into the values.
+    std::unordered_map<std::string_view, std::shared_ptr<const DecodedCertificate>> entries;
+};
+
+// Never destroyed: the crypto library may be gone before the process's static objects are.
+Table& TheTable() {
+    static Table& table = *new Table;
+    return table;
+}
+
+}  // namespace
+
+std::shared_ptr<const DecodedCertificate> FindDecoded(ByteView der) {
+    if (der.size() > kMaxKept) return nullptr;
+    Table& table = TheTable();
+    const std::scoped_lock lock(table.lock);
+    const auto found = table.entries.find(AsText(der));
+    return found == table.entries.end() ? nullptr : found->second;
+}
+
+void KeepDecoded(const std::shared_ptr<const DecodedCertificate>& certificate) {
+    if (certificate->encoded.size() > kMaxKept) return;
+    Table& table = TheTable();
+    const std::scoped_lock lock(table.lock);
+    if (table.entries.size() >= kMaxEntries) table.entries.clear();
+    table.entries.try_emplace(AsText(certificate->encoded), certificate);
+}
+
+}  // namespace platform::posix
