@@ -141,6 +141,18 @@ std::vector<std::u16string> CryptCertificate::GetCrlUrls() {
     return crlUrls_;
 }
 
+std::vector<std::u16string> CryptCertificate::GetOcspUrls() {
+    if (!ocspUrls_.empty() || !context_) return ocspUrls_;
+    const auto* extension = platform::CertFindExtension(context_, "1.3.6.1.5.5.7.48.1");
+    const auto descriptions =
+        extension != nullptr ? platform::DecodeAccessDescriptions(extension->Value) : std::nullopt;
+    if (!descriptions) return {};
+    for (const auto& description : *descriptions) {
+        if (!description.AccessLocation.pwszText.empty()) ocspUrls_.push_back(description.AccessLocation.pwszText);
+    }
+    return ocspUrls_;
+}
+
 bool CryptCertificate::LoadEnhancedKeyUsage() {
     if (!usagesCritical_.empty() && !usagesNonCritical_.empty()) return true;
     const auto usages = platform::CertGetEnhancedKeyUsage(context_);

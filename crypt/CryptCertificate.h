@@ -47,6 +47,10 @@ class CryptCertificate : public CommonClass {
     // URLs of the CRL distribution points in the certificate's order, of every scheme.
     std::vector<std::u16string> GetCrlUrls();
 
+    // What an extension under the number of the OCSP access method names. Certificates keep their responders under
+    // authorityInfoAccess instead, so the list is empty for nearly all of them; readers of the record rely on that.
+    std::vector<std::u16string> GetOcspUrls();
+
     // Fills one of the two lists of usage names, by whether the extension is critical. False if the usages do not
     // decode.
     bool LoadEnhancedKeyUsage();
@@ -65,7 +69,7 @@ class CryptCertificate : public CommonClass {
     std::u16string NameOf(std::uint32_t type, std::uint32_t flags, std::string_view oid = {});
     std::u16string HashOf(std::uint32_t property);
 
-    std::vector<std::u16string> crlUrls_;
+    std::vector<std::u16string> crlUrls_, ocspUrls_;
     std::u16string subjectName_, serialNumber_, issuerName_, organization_, thumbprint_, thumbprintSha256_;
     std::u16string authorityKeyId_, subjectKeyId_;
     std::vector<std::u16string> usagesNonCritical_, usagesCritical_;

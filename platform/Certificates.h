@@ -123,12 +123,20 @@ struct CRL_DIST_POINT {
     std::vector<CERT_ALT_NAME_ENTRY> FullName;
 };
 std::optional<std::vector<CRL_DIST_POINT>> DecodeCrlDistPoints(ByteView der);
+struct CERT_ACCESS_DESCRIPTION {
+    std::string pszAccessMethod;  // dotted
+    CERT_ALT_NAME_ENTRY AccessLocation;
+};
+std::optional<std::vector<CERT_ACCESS_DESCRIPTION>> DecodeAccessDescriptions(ByteView der);  // RFC 5280, 4.2.2.1
 
 // The usages of the extension, else those of the property. No restriction: success, an empty list and CRYPT_E_NOT_FOUND
 // as last error. Empty optional if the extension does not decode.
 std::optional<std::vector<std::string>> CertGetEnhancedKeyUsage(const CertificateContext& certificate);
 // Bits of keyUsage, first byte in the low byte as encoded; empty if absent.
 std::optional<std::uint16_t> CertGetIntendedKeyUsage(const CertificateContext& certificate);
+
+// Size of the public key in bits: of the modulus, of the prime field, of the curve. 0 if the key does not decode.
+std::uint32_t CertGetPublicKeyLength(const CertificateContext& certificate);
 
 // --- Object identifiers ---
 constexpr std::uint32_t CRYPT_OID_INFO_OID_KEY = 1;

@@ -14,7 +14,7 @@
 #include "src/Norvik.h"
 #include "units/Helpers.h"
 
-// One object (an array of one) with "Error" and "ErrorMessage" goes to the callback; the result is false.
+// One object (an array of one, on one line) with "Error" and "ErrorMessage" goes to the callback; the result is false.
 struct JsonFailure {
     NorvikJsonCallback callback;
     std::uint64_t context;

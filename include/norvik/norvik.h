@@ -19,7 +19,7 @@
 #ifndef NORVIK_NORVIK_H
 #define NORVIK_NORVIK_H
 
-#include <stdint.h>
+#include <stdint.h>  // NOLINT(modernize-deprecated-headers): for C too
 #ifdef __cplusplus
 #include <uchar.h>
 #define NORVIK_EXTERN extern "C"

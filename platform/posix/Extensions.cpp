@@ -122,6 +122,22 @@ std::optional<std::vector<CRL_DIST_POINT>> DecodeCrlDistPoints(ByteView der) {
     return points;
 }
 
+std::optional<std::vector<CERT_ACCESS_DESCRIPTION>> DecodeAccessDescriptions(ByteView der) {
+    const auto sequence = posix::ReadSingleElement(der, posix::kBerSequence);
+    if (!sequence) return std::nullopt;
+    std::vector<CERT_ACCESS_DESCRIPTION> descriptions;
+    for (BerReader reader(sequence->content); !reader.AtEnd();) {
+        const auto description = reader.Next(posix::kBerSequence);
+        if (!description) return std::nullopt;
+        BerReader fields(description->content);
+        auto method = posix::ReadOid(fields);
+        const auto location = method ? fields.Next() : std::nullopt;
+        if (!location) return std::nullopt;
+        descriptions.push_back({std::move(*method), DecodeGeneralName(*location)});
+    }
+    return descriptions;
+}
+
 std::optional<std::vector<std::string>> CertGetEnhancedKeyUsage(const CertificateContext& certificate) {
     if (!certificate) {
         SetLastError(ERROR_INVALID_PARAMETER);

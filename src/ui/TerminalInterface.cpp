@@ -14,22 +14,23 @@ namespace {
 
 using platform::Secret;
 
-// The terminal of this process, silent and delivering every key as it is pressed until the object ends.
-class SilentTerminal {
+// The terminal of this process until the object ends: silent and delivering every key as it is pressed, or, if what is
+// typed may be seen, a line at a time with the terminal's own editing.
+class Terminal {
   public:
-    SilentTerminal() : descriptor_(open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC)) {
+    explicit Terminal(bool hidden) : descriptor_(open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC)) {
         if (descriptor_ < 0 || tcgetattr(descriptor_, &before_) != 0) return;
-        termios silent = before_;
+        termios meanwhile = before_;
         // Ctrl-C is read as a key too: a signal would leave the terminal without echo.
-        silent.c_lflag &= ~static_cast<tcflag_t>(ECHO | ICANON | ISIG);
-        ready_ = tcsetattr(descriptor_, TCSAFLUSH, &silent) == 0;
+        meanwhile.c_lflag &= ~static_cast<tcflag_t>(hidden ? ECHO | ICANON | ISIG : ISIG);
+        ready_ = tcsetattr(descriptor_, TCSAFLUSH, &meanwhile) == 0;
     }
-    ~SilentTerminal() {
+    ~Terminal() {
         if (ready_) tcsetattr(descriptor_, TCSAFLUSH, &before_);
         if (descriptor_ >= 0) close(descriptor_);
     }
-    SilentTerminal(const SilentTerminal&) = delete;
-    SilentTerminal& operator=(const SilentTerminal&) = delete;
+    Terminal(const Terminal&) = delete;
+    Terminal& operator=(const Terminal&) = delete;
 
     [[nodiscard]] bool Ready() const { return ready_; }
     void Show(std::string_view text) const {
@@ -84,10 +85,8 @@ std::string Question(const platform::PinRequest& request) {
     return text;
 }
 
-}  // namespace
-
-std::optional<Secret> ReadHidden(std::string_view prompt) {
-    const SilentTerminal terminal;
+std::optional<Secret> ReadLine(std::string_view prompt, bool hidden) {
+    const Terminal terminal(hidden);
     if (!terminal.Ready()) return std::nullopt;
     terminal.Show(prompt);
     platform::Bytes line;
@@ -96,7 +95,7 @@ std::optional<Secret> ReadHidden(std::string_view prompt) {
         const int key = terminal.Key();
         if (key < 0 || key == kCtrlC || (key == kCtrlD && line.empty())) break;
         if (key == '\n' || key == '\r') {
-            terminal.Show("\n");
+            if (hidden) terminal.Show("\n");
             return Secret(std::move(line));
         }
         if (key == kBackspace || key == kDelete) {
@@ -110,6 +109,17 @@ std::optional<Secret> ReadHidden(std::string_view prompt) {
     platform::Wipe(line.data(), line.capacity());
     terminal.Show("\n");
     return std::nullopt;
+}
+
+}  // namespace
+
+std::optional<Secret> ReadHidden(std::string_view prompt) {
+    return ReadLine(prompt, true);
+}
+
+std::optional<Secret> TerminalInterface::AskText(const TextQuestion& question) {
+    const auto title = question.title.empty() ? std::u16string() : question.title + u"\n";
+    return ReadLine(platform::ToUtf8(title + question.prompt + u": "), question.hidden);
 }
 
 void TerminalInterface::ShowMessage(const Message& message) {

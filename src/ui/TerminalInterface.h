@@ -22,6 +22,7 @@ class TerminalInterface : public UserInterface {
     [[nodiscard]] bool PinGiven() const { return pinGiven_; }
 
     void ShowMessage(const Message& message) override;
+    std::optional<platform::Secret> AskText(const TextQuestion& question) override;
     std::optional<platform::Secret> AskPin(const platform::PinRequest& request) override;
 
   private:

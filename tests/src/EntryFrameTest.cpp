@@ -76,9 +76,9 @@ TEST_F(Frame, TurnsAnExceptionIntoOneJsonObjectOverSeveralLines) {
     EXPECT_EQ(heard.text, u"{\r\n  \"Error\": true,\r\n  \"ErrorMessage\": \"Липсва файл\"\r\n}\r\n");
 }
 
-TEST_F(Frame, PutsTheObjectIntoAnArrayWhereTheAnswerIsOne) {
+TEST_F(Frame, PutsTheObjectIntoAnArrayOfOneLineWhereTheAnswerIsAnArray) {
     EXPECT_FALSE(EntryFrame::Run(JsonArrayFailure{HearJson, kContext}, Throw));
-    EXPECT_EQ(heard.text, u"[\r\n  {\r\n    \"Error\": true,\r\n    \"ErrorMessage\": \"Липсва файл\"\r\n  }\r\n]\r\n");
+    EXPECT_EQ(heard.text, u"[{\"Error\":true,\"ErrorMessage\":\"Липсва файл\"}]");
 }
 
 TEST_F(Frame, TellsRecordCallbacksTheMessageAloneAndKeepsTheFunctionsOwnResult) {

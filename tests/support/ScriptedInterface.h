@@ -12,7 +12,8 @@ namespace tests {
 
 // What happened; outlives the interface that an application object owns.
 struct Script {
-    std::deque<std::string> pins;
+    std::deque<std::string> pins, texts;  // answers; a question beyond them is cancelled
+    std::vector<ui::TextQuestion> questions;
     std::vector<platform::PinRequest> asked;
     std::vector<ui::Message> shown;
     [[nodiscard]] std::vector<std::string> Texts() const {
@@ -33,6 +34,14 @@ class ScriptedInterface : public ui::UserInterface {
         platform::Secret pin(script_.pins.front());
         script_.pins.pop_front();
         return pin;
+    }
+
+    std::optional<platform::Secret> AskText(const ui::TextQuestion& question) override {
+        script_.questions.push_back(question);
+        if (script_.texts.empty()) return std::nullopt;
+        platform::Secret text(script_.texts.front());
+        script_.texts.pop_front();
+        return text;
     }
 
   private:

@@ -25,6 +25,8 @@ using Action = std::function<int(ui::TerminalInterface&)>;
 void AddSign(CLI::App& norvik, Action& chosen);
 void AddVerify(CLI::App& norvik, Action& chosen);
 void AddStore(CLI::App& norvik, Action& chosen);
+void AddStoreKeys(CLI::App& norvik, Action& chosen);  // after AddStore, whose subcommand it joins
+void AddCertificates(CLI::App& norvik, Action& chosen);
 void AddSettings(CLI::App& norvik, Action& chosen);
 void AddTsa(CLI::App& norvik, Action& chosen);
 

@@ -79,7 +79,9 @@ void BuildCommandLine(CLI::App& norvik, Action& chosen) {
     norvik.require_subcommand(1);
     AddSign(norvik, chosen);
     AddVerify(norvik, chosen);
+    AddCertificates(norvik, chosen);
     AddStore(norvik, chosen);
+    AddStoreKeys(norvik, chosen);
     AddSettings(norvik, chosen);
     AddTsa(norvik, chosen);
     NameGroups(norvik);

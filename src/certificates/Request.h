@@ -1,0 +1,34 @@
+#pragma once
+// What a caller asks for: where certificates come from and which of them are wanted.
+
+#include <optional>
+#include <string>
+
+#include "crypt/CryptStore.h"
+#include "platform/Secret.h"
+#include "src/certificates/Filter.h"
+
+namespace certificates {
+
+// At least one source. The file is read first; what both hold is there once.
+struct CertificateRequest {
+    std::optional<std::u16string> file;  // certificates, or a PFX if it ends in .pfx or .p12
+    std::optional<std::u16string> store;
+    CertificateFilter filter;
+    platform::Secret password;  // of the PFX
+};
+
+// The members "Filename", "Store", "Password" and those of the filter. Empty for a text that is no JSON object, or one
+// without a source.
+std::optional<CertificateRequest> ReadRequest(const char16_t* text);
+
+// A memory store with what the sources hold and the filter lets through, possibly nothing. A source that does not open
+// or holds no certificate at all ends it: then `failure` tells why. Throws std::runtime_error for a PFX whose password
+// is wrong.
+struct GatheredCertificates {
+    tessaly::CryptStore certificates;
+    std::u16string failure;
+};
+GatheredCertificates Gather(const CertificateRequest& request);
+
+}  // namespace certificates
