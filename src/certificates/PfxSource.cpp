@@ -2,7 +2,6 @@
 
 #include <filesystem>
 #include <optional>
-#include <stdexcept>
 
 #include "platform/Files.h"
 #include "platform/Text.h"
@@ -16,7 +15,7 @@ constexpr std::uint64_t kLargestPfx = 256U << 20;
 // One wording for all reasons is what callers look for; the log has the reason.
 [[noreturn]] void ThrowInvalidPassword(const std::u16string& file) {
     LogError(file + u": " + tessaly::FormatErrorText(platform::GetLastError()));
-    throw std::runtime_error("Invalid password for " + platform::ToUtf8(file));
+    throw InvalidPassword(file);
 }
 
 std::optional<platform::Secret> AskPassword(const std::u16string& file) {
@@ -28,6 +27,9 @@ std::optional<platform::Secret> AskPassword(const std::u16string& file) {
 }
 
 }  // namespace
+
+InvalidPassword::InvalidPassword(const std::u16string& file)
+    : std::runtime_error("Invalid password for " + platform::ToUtf8(file)) {}
 
 tessaly::CryptStore OpenPfx(const std::u16string& file, const platform::Secret& password) {
     tessaly::CryptStore source{platform::CertStore()};

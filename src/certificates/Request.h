@@ -23,8 +23,7 @@ struct CertificateRequest {
 std::optional<CertificateRequest> ReadRequest(const char16_t* text);
 
 // A memory store with what the sources hold and the filter lets through, possibly nothing. A source that does not open
-// or holds no certificate at all ends it: then `failure` tells why. Throws std::runtime_error for a PFX whose password
-// is wrong.
+// or holds no certificate at all ends it: then `failure` tells why. Throws InvalidPassword for a PFX.
 struct GatheredCertificates {
     tessaly::CryptStore certificates;
     std::u16string failure;

@@ -118,8 +118,8 @@ std::optional<Secret> ReadHidden(std::string_view prompt) {
 }
 
 std::optional<Secret> TerminalInterface::AskText(const TextQuestion& question) {
-    const auto title = question.title.empty() ? std::u16string() : question.title + u"\n";
-    return ReadLine(platform::ToUtf8(title + question.prompt + u": "), question.hidden);
+    const auto title = question.title.empty() ? std::string() : platform::OneLineUtf8(question.title) + "\n";
+    return ReadLine(title + platform::OneLineUtf8(question.prompt) + ": ", question.hidden);
 }
 
 void TerminalInterface::ShowMessage(const Message& message) {

@@ -7,6 +7,7 @@
 #include "crypt/CryptCertificate.h"
 #include "platform/Text.h"
 #include "src/certificates/CertificateReport.h"
+#include "src/certificates/PfxSource.h"
 #include "tools/norvik/Command.h"
 
 namespace cli {
@@ -62,7 +63,15 @@ CertificateRequest RequestFrom(const CertificatesOptions& options) {
 
 std::string TextOf(toolkit::CkJsonObjectW& record, const char16_t* key) {
     const auto* text = record.StringOf(key);
-    return text != nullptr ? platform::ToUtf8(text) : std::string();
+    return text != nullptr ? platform::OneLineUtf8(text) : std::string();
+}
+
+std::string SubjectOf(toolkit::CkJsonObjectW& record) {
+    const auto* text = record.StringOf(u"Subject");
+    std::u16string line = text != nullptr ? text : u"";
+    for (std::size_t end = line.find(u"\r\n"); end != std::u16string::npos; end = line.find(u"\r\n"))
+        line.replace(end, 2, u", ");
+    return platform::OneLineUtf8(line);
 }
 
 void PrintMember(const std::string& title, const std::string& text) {
@@ -71,10 +80,7 @@ void PrintMember(const std::string& title, const std::string& text) {
 
 void PrintRecord(toolkit::CkJsonObjectW& record) {
     PrintLine(TextOf(record, u"CommonName"));
-    auto subject = TextOf(record, u"Subject");
-    for (std::size_t end = subject.find("\r\n"); end != std::string::npos; end = subject.find("\r\n"))
-        subject.replace(end, 2, ", ");
-    PrintMember("Субект", subject);
+    PrintMember("Субект", SubjectOf(record));
     PrintMember("Издател", TextOf(record, u"Issuer"));
     PrintMember("Сериен номер", TextOf(record, u"Serial"));
     PrintMember("Валиден от", TextOf(record, u"NotBefore"));
@@ -95,13 +101,22 @@ void PrintRecord(toolkit::CkJsonObjectW& record) {
 std::string Explain(const CertificatesOptions& options) {
     if (options.file.empty())
         return "В хранилище " + (options.store.empty() ? "MY" : options.store) + " няма сертификати.";
-    return options.file + ": не може да се прочете или в него няма сертификати.";
+    return options.file +
+           ": не може да се прочете, в него няма сертификати или е с парола, която не е дадена (--password-stdin).";
+}
+
+bool Collect(const CertificatesOptions& options, toolkit::CkJsonArrayW& records) {
+    try {
+        return certificates::CollectRecords(RequestFrom(options), records);
+    } catch (const certificates::InvalidPassword&) {
+        throw std::runtime_error(options.file + ": грешна парола или не е PFX файл.");
+    }
 }
 
 int Run(const CertificatesOptions& options) {
     toolkit::CkJsonArrayW records;
     records.put_EmitCompact(false);
-    const bool done = certificates::CollectRecords(RequestFrom(options), records);
+    const bool done = Collect(options, records);
     if (options.json) {
         const std::u16string text = records.Emit();
         std::fputs(platform::ToUtf8(text).c_str(), stdout);

@@ -18,7 +18,7 @@ int ListKeys(const std::string& provider) {
     for (const auto& key : keys) {
         const auto algorithm = key.pszAlgid.empty() ? std::string("?") : platform::ToUtf8(key.pszAlgid);
         const auto owner = key.certificate ? Describe(key.certificate).subject : std::string("без сертификат");
-        PrintLine(Padded(algorithm, 7) + Padded(platform::ToUtf8(key.pszName), 40) + "  " + owner);
+        PrintLine(Padded(algorithm, 7) + Padded(platform::OneLineUtf8(key.pszName), 40) + "  " + owner);
     }
     return kDone;
 }
