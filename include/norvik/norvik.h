@@ -20,12 +20,11 @@
 #define NORVIK_NORVIK_H
 
 #include <stdint.h>  // NOLINT(modernize-deprecated-headers): for C too
+#include <uchar.h>   // NOLINT(modernize-deprecated-headers)
 #ifdef __cplusplus
-#include <uchar.h>
 #define NORVIK_EXTERN extern "C"
 #else
 #include <stdbool.h>
-#include <uchar.h>
 #define NORVIK_EXTERN extern
 #endif
 
