@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <mutex>
 
 #include "platform/posix/OpenSsl.h"
 
@@ -51,19 +52,23 @@ std::string LettersAndDigits(std::string_view name) {
 using MdPtr = posix::Owned<EVP_MD, EVP_MD_free>;
 using MdContextPtr = posix::Owned<EVP_MD_CTX, EVP_MD_CTX_free>;
 
-// Each algorithm is looked up once in a process: the lookup costs more than a digest of a kilobyte. Never freed,
-// because digests are still made while the process ends.
+// Each algorithm is looked up once in a process, when it is first used: a lookup costs more than a digest of a
+// kilobyte, and one that finds nothing more than that.
+struct Lookup {
+    std::once_flag once;
+    MdPtr native;
+};
+
 const EVP_MD* NativeOf(HashAlgorithm algorithm) {
-    static const auto* const fetched = [] {
-        auto* all = new std::array<MdPtr, kAlgorithms.size()>;
-        for (std::size_t i = 0; i < all->size(); ++i)
-            (*all)[i].reset(EVP_MD_fetch(nullptr, kAlgorithms[i].hostName, ""));
-        posix::DrainErrorQueue();
-        return all;
-    }();
-    const EVP_MD* native = (*fetched)[static_cast<std::size_t>(algorithm)].get();
-    if (native == nullptr) SetLastError(NTE_BAD_ALGID);
-    return native;
+    // Never freed, because digests are still made while the process ends.
+    static auto& lookups = *new std::array<Lookup, kAlgorithms.size()>;
+    Lookup& lookup = lookups[static_cast<std::size_t>(algorithm)];
+    std::call_once(lookup.once, [&] {
+        lookup.native.reset(EVP_MD_fetch(nullptr, FactsOf(algorithm).hostName, ""));
+        if (!lookup.native) posix::DrainErrorQueue();
+    });
+    if (!lookup.native) SetLastError(NTE_BAD_ALGID);
+    return lookup.native.get();
 }
 
 }  // namespace
