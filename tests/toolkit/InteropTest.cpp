@@ -106,10 +106,11 @@ TEST_P(InteropTest, TamperedContentIsRejected) {
 INSTANTIATE_TEST_SUITE_P(
     Keys, InteropTest,
     testing::Values(Peering{"rsa2048", KeyType::rsa2048, "sha256"}, Peering{"rsa2048", KeyType::rsa2048, "sha1"},
-                    Peering{"rsa3072", KeyType::rsa3072, "sha256"}, Peering{"rsa3072", KeyType::rsa3072, "sha512"},
-                    Peering{"rsa4096", KeyType::rsa4096, "sha1"}, Peering{"rsa4096", KeyType::rsa4096, "sha256"},
-                    Peering{"p256", KeyType::p256, "sha256"}, Peering{"p256", KeyType::p256, "sha1", false},
-                    Peering{"p384", KeyType::p384, "sha384"}, Peering{"p384", KeyType::p384, "sha256", false},
+                    Peering{"rsa3072", KeyType::rsa3072, "sha256"}, Peering{"rsa3072", KeyType::rsa3072, "sha1"},
+                    Peering{"rsa3072", KeyType::rsa3072, "sha512"}, Peering{"rsa4096", KeyType::rsa4096, "sha1"},
+                    Peering{"rsa4096", KeyType::rsa4096, "sha256"}, Peering{"p256", KeyType::p256, "sha256"},
+                    Peering{"p256", KeyType::p256, "sha1", false}, Peering{"p384", KeyType::p384, "sha384"},
+                    Peering{"p384", KeyType::p384, "sha256", false},
                     Peering{"dsa2048", KeyType::dsa2048, "sha256", false},
                     Peering{"dsa2048", KeyType::dsa2048, "sha1", false}),
     NameOfPeering);

@@ -150,8 +150,17 @@ std::unique_ptr<ProgressLine> ProgressFor(const std::filesystem::path& file) {
 
 // --- Signing ---
 
+// The engine takes text: a name whose bytes are none would come out as the name of another file.
+bool IsText(const std::string& name) {
+    return platform::ToUtf8(platform::ToWide(name)) == name;
+}
+
 bool SignOne(const std::string& file, const CertificateContext& certificate, const settings::TsaRecord* authority,
              const SignOptions& options) {
+    if (!IsText(file)) {
+        Fail(file + ": името на файла не е в UTF-8. Преименувайте го и го подпишете отново.");
+        return false;
+    }
     const auto progress = ProgressFor(file);
     signing::SignExtras extras{.derOrder = options.derOrder, .progress = {}};
     if (progress) extras.progress = [&](std::uint64_t done, std::uint64_t total) { progress->Show(done, total); };
@@ -169,6 +178,7 @@ bool SignOne(const std::string& file, const CertificateContext& certificate, con
 }
 
 int Sign(const SignOptions& options, ui::TerminalInterface& interface) {
+    if (!IsText(options.outputFolder)) throw WrongUse("Името на папката не е в UTF-8: " + options.outputFolder);
     if (options.pinFromStdin) interface.UsePin(ReadSecretLine());
     const auto certificate = FindCertificate(options);
     const auto authority = FindAuthority(options);
