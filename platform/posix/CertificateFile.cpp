@@ -6,6 +6,7 @@
 
 #include "platform/Text.h"
 #include "platform/posix/Ber.h"
+#include "platform/posix/OpenSsl.h"
 
 namespace platform::posix {
 namespace {
@@ -246,17 +247,14 @@ std::optional<std::string> WithoutCertificate(ByteView bytes, const CertificateC
 }
 
 std::string WritePem(std::string_view label, ByteView der) {
+    constexpr std::size_t kBytesInLine = 48;
     std::string body;
-    for (std::size_t i = 0; i < der.size(); i += 3) {
-        const std::size_t count = std::min<std::size_t>(3, der.size() - i);
-        std::uint32_t group = 0;
-        for (std::size_t j = 0; j < 3; ++j)
-            group = group << 8 | (j < count ? der[i + j] : 0U);
-        for (std::size_t j = 0; j < 4; ++j)
-            body += j <= count ? kAlphabet[group >> (18 - 6 * j) & 63] : '=';
-        if (i % 48 == 45) body += '\n';
+    for (std::size_t i = 0; i < der.size(); i += kBytesInLine) {
+        const ByteView part = der.subspan(i, std::min(kBytesInLine, der.size() - i));
+        unsigned char line[kBytesInLine / 3 * 4 + 1];
+        EVP_EncodeBlock(line, part.data(), static_cast<int>(part.size()));
+        body.append(reinterpret_cast<const char*>(line)) += '\n';
     }
-    if (!body.empty() && body.back() != '\n') body += '\n';
     const std::string name(label);
     return "-----BEGIN " + name + "-----\n" + body + "-----END " + name + "-----\n";
 }

@@ -18,10 +18,6 @@ using units::DerReader;
 using units::DerRules;
 namespace tag = units::tag;
 
-bool Equal(ByteView a, ByteView b) {
-    return std::equal(a.begin(), a.end(), b.begin(), b.end());
-}
-
 // Digits down to the minutes, then seconds, fraction and zone in any of the forms of X.680: the text is shown to
 // people, so that nothing else may follow.
 bool IsTime(const DerElement& value) {
@@ -59,7 +55,8 @@ bool ProtectsAlgorithmsOf(const SignerInfo& signer, const DerElement& value) {
 bool IsIssuerAndSerial(DerReader fields, const platform::CertificateContext& certificate) {
     auto names = fields.Enter(tag::kSequence);
     const auto serial = fields.Next(tag::kInteger);
-    if (!names || !serial || !Equal(units::Magnitude(serial->contents), SerialOf(certificate))) return false;
+    if (!names || !serial || !std::ranges::equal(units::Magnitude(serial->contents), SerialOf(certificate)))
+        return false;
     bool sawName = false;
     while (!names->AtEnd()) {
         const auto name = names->Next();
@@ -67,7 +64,8 @@ bool IsIssuerAndSerial(DerReader fields, const platform::CertificateContext& cer
         if (name->tag != tag::ContextConstructed(4)) continue;
         sawName = true;
         const auto& issuer = certificate.Info().Issuer;
-        if (Equal(name->contents, issuer) || DistinguishedNameOf(name->contents) == DistinguishedNameOf(issuer)) {
+        if (std::ranges::equal(name->contents, issuer) ||
+            DistinguishedNameOf(name->contents) == DistinguishedNameOf(issuer)) {
             return true;
         }
     }
@@ -79,7 +77,7 @@ Fault CheckReference(DerReader reference, HashAlgorithm hash, const platform::Ce
     const auto expected = reference.Next(tag::kOctetString);
     if (!expected) return "The signing certificate reference does not decode.";
     const Bytes actual = platform::Digest(hash, certificate.Encoded());
-    if (actual.empty() || !Equal(expected->contents, actual)) {
+    if (actual.empty() || !std::ranges::equal(expected->contents, actual)) {
         return "The signing certificate reference is to another certificate.";
     }
     if (reference.AtEnd()) return {};

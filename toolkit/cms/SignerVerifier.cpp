@@ -19,10 +19,6 @@ using platform::CertificateContext;
 using platform::HashAlgorithm;
 namespace tag = units::tag;
 
-bool Equal(ByteView a, ByteView b) {
-    return std::equal(a.begin(), a.end(), b.begin(), b.end());
-}
-
 std::string UpperCase(std::string_view text) {
     std::string upper(text);
     for (char& c : upper) {
@@ -58,8 +54,8 @@ CertificatePool Candidates(const SignerInfo& signer, const CertificatePool& pool
     for (const auto& certificate : pool) {
         if (signer.subjectKeyIdentifier) {
             if (SubjectKeyIdentifierOf(certificate) == *signer.subjectKeyIdentifier) AddCandidate(exact, certificate);
-        } else if (Equal(SerialOf(certificate), units::Magnitude(signer.serial))) {
-            if (Equal(certificate.Info().Issuer, signer.issuer)) {
+        } else if (std::ranges::equal(SerialOf(certificate), units::Magnitude(signer.serial))) {
+            if (std::ranges::equal(certificate.Info().Issuer, signer.issuer)) {
                 AddCandidate(exact, certificate);
             } else if (HasIssuerText(certificate, signer)) {
                 AddCandidate(alike, certificate);
