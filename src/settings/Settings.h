@@ -21,7 +21,7 @@ inline constexpr std::u16string_view kLdapKey = u"software\\tessaly\\Tessaly Nor
 
 // What the settings page shows while no server is stored; a signature takes its time from none then.
 inline constexpr std::u16string_view kDefaultNtpServer = u"bg.pool.ntp.org";
-inline constexpr std::u16string_view kDefaultOcspResponder = u"http://ocsp.stampit.org/";
+inline constexpr std::u16string_view kDefaultOcspResponder = u"http://ocsp.example.bg/";
 inline constexpr std::u16string_view kDefaultHash = u"SHA256";
 inline constexpr std::u16string_view kDefaultFooter = u"Страница %d";
 
@@ -37,7 +37,7 @@ struct Setting {
     std::uint32_t type;           // REG_SZ or REG_DWORD
     std::u16string_view missing;  // the default as text; of NTPUse and NTPURL the one of the signing path
     MissingRule rule;
-    std::string_view meaning;  // English, one line, for people at a terminal
+    std::string_view meaning;  // Bulgarian, one line, for people at a terminal
 };
 
 // In the order in which they are to be listed.

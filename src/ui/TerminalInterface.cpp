@@ -4,7 +4,9 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 
 #include "platform/Text.h"
@@ -14,19 +16,38 @@ namespace {
 
 using platform::Secret;
 
+// What a signal that ends the process has to put back; the terminal would stay without echo.
+struct SilencedTerminal {
+    int descriptor = -1;
+    termios before{};
+};
+SilencedTerminal silenced;
+
+void RestoreAndDie(int signal) {
+    tcsetattr(silenced.descriptor, TCSANOW, &silenced.before);
+    std::signal(signal, SIG_DFL);
+    raise(signal);
+}
+
 // The terminal of this process until the object ends: silent and delivering every key as it is pressed, or, if what is
 // typed may be seen, a line at a time with the terminal's own editing.
 class Terminal {
   public:
     explicit Terminal(bool hidden) : descriptor_(open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC)) {
-        if (descriptor_ < 0 || tcgetattr(descriptor_, &before_) != 0) return;
-        termios meanwhile = before_;
-        // Ctrl-C is read as a key too: a signal would leave the terminal without echo.
+        if (descriptor_ < 0 || tcgetattr(descriptor_, &silenced.before) != 0) return;
+        silenced.descriptor = descriptor_;
+        for (std::size_t i = 0; i < kEnding.size(); ++i)
+            before_[i] = std::signal(kEnding[i], RestoreAndDie);
+        termios meanwhile = silenced.before;
+        // Ctrl-C and its like are read as keys.
         meanwhile.c_lflag &= ~static_cast<tcflag_t>(hidden ? ECHO | ICANON | ISIG : ISIG);
         ready_ = tcsetattr(descriptor_, TCSAFLUSH, &meanwhile) == 0;
     }
     ~Terminal() {
-        if (ready_) tcsetattr(descriptor_, TCSAFLUSH, &before_);
+        if (ready_) tcsetattr(descriptor_, TCSAFLUSH, &silenced.before);
+        for (std::size_t i = 0; silenced.descriptor >= 0 && i < kEnding.size(); ++i)
+            std::signal(kEnding[i], before_[i]);
+        silenced.descriptor = -1;
         if (descriptor_ >= 0) close(descriptor_);
     }
     Terminal(const Terminal&) = delete;
@@ -50,8 +71,9 @@ class Terminal {
     }
 
   private:
+    static constexpr std::array kEnding{SIGINT, SIGTERM, SIGHUP};
     int descriptor_;
-    termios before_{};
+    std::array<void (*)(int), 3> before_{};
     bool ready_ = false;
 };
 
@@ -134,14 +156,12 @@ std::optional<Secret> TerminalInterface::AskPin(const platform::PinRequest& requ
             std::fputs("Остава последен опит за ПИН: въведете го на терминал, без --pin-stdin.\n", stderr);
             return std::nullopt;
         }
-        pinGiven_ = true;
         return scriptedPin_->Copy();
     }
     const auto known = remembered_.find(request.subject);
     if (reusable && known != remembered_.end()) return known->second.Copy();
     auto pin = ReadHidden(Question(request));
     if (!pin) return std::nullopt;
-    pinGiven_ = true;
     if (reusable) remembered_[request.subject] = pin->Copy();
     return pin;
 }

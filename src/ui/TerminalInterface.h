@@ -17,9 +17,6 @@ class TerminalInterface : public UserInterface {
   public:
     // Answers every PIN question from now on, in place of the terminal: for scripts.
     void UsePin(platform::Secret pin) { scriptedPin_ = std::move(pin); }
-    // Whether a PIN was handed out. A command over several files stops when one fails after that, so that a wrong PIN
-    // is not tried again by itself.
-    [[nodiscard]] bool PinGiven() const { return pinGiven_; }
 
     void ShowMessage(const Message& message) override;
     std::optional<platform::Secret> AskText(const TextQuestion& question) override;
@@ -29,7 +26,6 @@ class TerminalInterface : public UserInterface {
     std::optional<platform::Secret> scriptedPin_;
     // A token's PIN is asked once in the run of a command over several files; one for a single use is asked each time.
     std::map<std::u16string, platform::Secret> remembered_;
-    bool pinGiven_ = false;
 };
 
 }  // namespace ui

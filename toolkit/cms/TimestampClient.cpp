@@ -1,5 +1,6 @@
 #include "toolkit/cms/TimestampClient.h"
 
+#include "platform/Error.h"
 #include "toolkit/cms/PlatformFailure.h"
 #include "toolkit/cms/TimestampReply.h"
 #include "toolkit/cms/TimestampRequest.h"
@@ -36,6 +37,7 @@ std::optional<Bytes> Exchange(const std::string& url, platform::ByteView query, 
     const auto response = (http == nullptr ? kDefaultClient : *http)
                               .Post(url, query, "application/timestamp-query", "application/timestamp-reply", log);
     if (!response) return std::nullopt;
+    platform::SetLastError(platform::ERROR_SUCCESS);  // what an authority refuses is no failure of the host
     if (response->status != kHttpOk) {
         log.Line("The timestamp server did not accept the request.");
         log.Value("httpStatus", std::to_string(response->status));

@@ -9,7 +9,10 @@
 #include <iterator>
 
 #include "crypt/CryptCertificate.h"
+#include "platform/Registry.h"
 #include "platform/Text.h"
+#include "src/Norvik.h"
+#include "src/settings/Settings.h"
 
 namespace cli {
 
@@ -54,17 +57,24 @@ std::optional<std::string> AskLine(std::string_view prompt) {
     return line;
 }
 
-std::string Padded(std::string_view utf8, std::size_t columns) {
-    std::size_t width = 0;
-    for (const char c : utf8)
-        width += (static_cast<unsigned char>(c) & 0xC0) != 0x80 ? 1 : 0;
-    return std::string(utf8) + std::string(width < columns ? columns - width : 0, ' ');
+void WarnOfUnreadableSettings() {
+    platform::RegistryKey key;
+    const auto code = platform::RegOpenKeyExW(platform::Hive::HKEY_CURRENT_USER, settings::kTsaKey, key);
+    const bool noneYet = code == platform::ERROR_FILE_NOT_FOUND || code == platform::ERROR_PATH_NOT_FOUND;
+    if (code == platform::ERROR_SUCCESS || noneYet) return;
+    Fail("Внимание: настройките не могат да се прочетат и важат тези по подразбиране. " + Explain(code));
+}
+
+std::string WhereDetailsAre() {
+    const auto app = CNorvikApp::Current();
+    if (app && app->Logger()) return "Причината е записана в Norvik.log.";
+    return "Причината не е записана: временната папка не може да се използва за Norvik.log.";
 }
 
 CertificateLine Describe(const platform::CertificateContext& certificate) {
     tessaly::CryptCertificate object(certificate, true);
-    return {platform::ToUtf8(object.GetThumbprint()), platform::ToUtf8(object.GetSubjectName()),
-            platform::ToUtf8(object.GetIssuerName()), platform::ToUtf8(object.GetValidFrom()),
+    return {platform::ToUtf8(object.GetThumbprint()), platform::OneLineUtf8(object.GetSubjectName()),
+            platform::OneLineUtf8(object.GetIssuerName()), platform::ToUtf8(object.GetValidFrom()),
             platform::ToUtf8(object.GetValidTo())};
 }
 

@@ -45,10 +45,20 @@ platform::Secret ReadSecretLine();
 bool CanAsk();  // standard input and standard error are terminals
 std::optional<std::string> AskLine(std::string_view prompt);
 
-// Text padded or not to a number of characters, for columns (UTF-8, one column a character).
+// --- Words.cpp ---
+// Why a call of the platform failed: a sentence, or the code's number where there is none; empty for ERROR_SUCCESS.
+std::string Explain(platform::ErrorCode code);
+// UTCTime or GeneralizedTime as "2026-03-01 12:00:00 UTC"; another text on one line (platform::OneLineUtf8).
+std::string ShownTime(std::string_view asn1);
+// Text padded to a number of characters, for columns (UTF-8, one column a character).
 std::string Padded(std::string_view utf8, std::size_t columns);
 
-// Several options of the certificates' listings.
+// Tells on standard error if the settings are there but cannot be read, since the defaults count then.
+void WarnOfUnreadableSettings();
+// Where the technical details of a failure are: a line that ends a message.
+std::string WhereDetailsAre();
+
+// How a certificate is shown; its names fit for a line.
 struct CertificateLine {
     std::string thumbprint, subject, issuer, validFrom, validTo;
 };

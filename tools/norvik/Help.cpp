@@ -98,16 +98,25 @@ int PrintRequested(const CLI::App& norvik, const CLI::Success& request) {
     return kDone;
 }
 
-std::string ExplainWrongUse(const CLI::ParseError& error) {
-    const std::string& kind = error.get_name();
-    const std::string detail = error.what();
-    if (kind == "RequiredError") return "Липсва задължителна част: " + detail;
-    if (kind == "ExtrasError") return "Непозната част: " + detail;
-    if (kind == "ArgumentMismatch") return "Липсва стойност: " + detail;
-    if (kind == "ConversionError" || kind == "ValidationError") return "Неподходяща стойност: " + detail;
-    if (kind == "ExcludesError") return "Опциите не се съчетават: " + detail;
-    if (kind == "RequiresError") return "Опцията изисква друга: " + detail;
-    return "Грешна употреба: " + detail;
+// The parser's own sentences are English: what they speak of is taken out of them.
+std::string ExplainWrongUse(const CLI::App& norvik, const CLI::ParseError& error) {
+    const std::string sentence = error.what();
+    const auto kind = static_cast<CLI::ExitCodes>(error.get_exit_code());
+    const auto before = [&](std::string_view mark) { return sentence.substr(0, sentence.find(mark)); };
+    const auto after = [&](std::string_view mark) {
+        const auto at = sentence.find(mark);
+        return at == std::string::npos ? sentence : sentence.substr(at + mark.size());
+    };
+    if (kind == CLI::ExitCodes::RequiredError) {
+        if (sentence.find("subcommand") == std::string::npos) return "Липсва " + before(" is required") + ".";
+        const auto unknown = norvik.remaining(true);
+        return unknown.empty() ? "Липсва команда." : "Непозната команда: " + unknown.front();
+    }
+    if (kind == CLI::ExitCodes::ExtrasError) return "Неочаквано на командния ред: " + after("expected: ");
+    if (kind == CLI::ExitCodes::ArgumentMismatch) return "Липсва стойност за " + before(":") + ".";
+    if (kind == CLI::ExitCodes::ExcludesError)
+        return before(" excludes ") + " и " + after(" excludes ") + " не се съчетават.";
+    return "Грешна употреба: " + sentence;
 }
 
 }  // namespace cli

@@ -14,7 +14,7 @@ void BuildCommandLine(CLI::App& norvik, Action& chosen);
 int PrintRequested(const CLI::App& norvik, const CLI::Success& request);
 
 // What is wrong with the command line, in a sentence.
-std::string ExplainWrongUse(const CLI::ParseError& error);
+std::string ExplainWrongUse(const CLI::App& norvik, const CLI::ParseError& error);
 
 // The manual page norvik(1) in roff.
 std::string ManPage(const CLI::App& norvik);

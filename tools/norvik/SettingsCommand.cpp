@@ -27,6 +27,7 @@ const settings::Setting& Find(const SettingOptions& options) {
 }
 
 int List() {
+    WarnOfUnreadableSettings();
     for (const auto& setting : settings::AllSettings()) {
         const auto stored = settings::StoredText(setting);
         const auto text = platform::ToUtf8(stored.value_or(std::u16string(setting.missing)));
@@ -40,6 +41,7 @@ int List() {
 
 int Get(const SettingOptions& options) {
     const auto& setting = Find(options);
+    WarnOfUnreadableSettings();
     PrintLine(platform::ToUtf8(settings::StoredText(setting).value_or(std::u16string(setting.missing))));
     return kDone;
 }
@@ -48,7 +50,7 @@ int Set(const SettingOptions& options) {
     const auto code = settings::Store(Find(options), platform::ToWide(options.data));
     if (code == platform::ERROR_SUCCESS) return kDone;
     if (code == platform::ERROR_INVALID_PARAMETER) throw WrongUse("Стойността трябва да е число: " + options.data);
-    return Fail("Настройката не може да се запише. " + platform::ToUtf8(platform::FormatMessageW(code)));
+    return Fail("Настройката не може да се запише. " + Explain(code));
 }
 
 }  // namespace

@@ -3,9 +3,10 @@
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
-#include <list>
+#include <map>
 #include <memory>
 
+#include "platform/Files.h"
 #include "platform/Keys.h"
 #include "platform/Stores.h"
 #include "platform/System.h"
@@ -21,7 +22,8 @@ using platform::CertificateContext;
 
 struct SignOptions {
     std::vector<std::string> files;
-    std::string certificate, tsa, outputFolder;
+    std::optional<std::string> certificate, tsa;
+    std::string outputFolder;
     bool detached = false, noTsa = false, pinFromStdin = false, derOrder = false, tokens = false;
 };
 
@@ -34,14 +36,17 @@ bool AllowsSigning(const CertificateContext& certificate) {
     return !usage || (*usage & (digitalSignature | nonRepudiation)) != 0;
 }
 
-bool IsUsable(const CertificateContext& certificate) {
-    return platform::CertVerifyTimeValidity(platform::GetSystemTimeAsFileTime(), certificate) == 0 &&
-           AllowsSigning(certificate) && platform::CertHasPrivateKey(certificate);
+// Why a certificate is not offered; empty if it is.
+std::string WhyUnusable(const CertificateContext& certificate) {
+    const auto time = platform::CertVerifyTimeValidity(platform::GetSystemTimeAsFileTime(), certificate);
+    if (time != 0) return time < 0 ? "още не е валиден" : "с изтекъл срок";
+    if (!AllowsSigning(certificate)) return "не е за подписване";
+    return platform::CertHasPrivateKey(certificate) ? "" : "без частен ключ";
 }
 
 std::vector<CertificateContext> UsableIn(const platform::CertStore& store) {
     auto certificates = platform::CertEnumCertificatesInStore(store);
-    std::erase_if(certificates, [](const auto& certificate) { return !IsUsable(certificate); });
+    std::erase_if(certificates, [](const auto& certificate) { return !WhyUnusable(certificate).empty(); });
     return certificates;
 }
 
@@ -81,18 +86,33 @@ CertificateContext Choose(const std::vector<CertificateContext>& certificates) {
     }
 }
 
-CertificateContext FindCertificate(const SignOptions& options) {
-    if (!options.certificate.empty()) {
-        const auto found =
-            platform::CertFindBySha1(platform::CertOpenSystemStoreW(u"MY"), Sha1FromThumbprint(options.certificate));
-        if (!found) throw std::runtime_error("В хранилището MY няма сертификат с отпечатък " + options.certificate);
-        return found;
+constexpr char kHowToGetAKey[] = "Внесете ключа с: norvik store import ФАЙЛ.p12, или поставете картата.";
+
+// Whoever names a certificate has chosen, and may have a reason that we do not know, but nobody signs without a key.
+CertificateContext FindByThumbprint(const std::string& thumbprint) {
+    const auto found = platform::CertFindBySha1(platform::CertOpenSystemStoreW(u"MY"), Sha1FromThumbprint(thumbprint));
+    if (!found)
+        throw std::runtime_error("В хранилището MY няма сертификат с отпечатък " + thumbprint + ".\n" + kHowToGetAKey);
+    const auto subject = Describe(found).subject;
+    if (!platform::CertHasPrivateKey(found))
+        throw std::runtime_error("Сертификатът на „" + subject + "“ е без частен ключ.\n" + kHowToGetAKey);
+    if (const auto why = WhyUnusable(found); !why.empty()) Fail("Внимание: сертификат „" + subject + "“: " + why + ".");
+    return found;
+}
+
+[[noreturn]] void ThrowNoneUsable() {
+    std::string text = "Няма валиден сертификат с частен ключ в хранилището MY.\n";
+    for (const auto& certificate : platform::CertEnumCertificatesInStore(platform::CertOpenSystemStoreW(u"MY"))) {
+        const auto line = Describe(certificate);
+        text += "  " + line.subject + ": " + WhyUnusable(certificate) + "  " + line.thumbprint + "\n";
     }
+    throw std::runtime_error(text + kHowToGetAKey);
+}
+
+CertificateContext FindCertificate(const SignOptions& options) {
+    if (options.certificate) return FindByThumbprint(*options.certificate);
     const auto usable = UsableCertificates(options.tokens);
-    if (usable.empty())
-        throw std::runtime_error(
-            "Няма валиден сертификат с частен ключ в хранилището MY.\n"
-            "Внесете го с: norvik store import ФАЙЛ.p12");
+    if (usable.empty()) ThrowNoneUsable();
     return usable.size() == 1 ? usable.front() : Choose(usable);
 }
 
@@ -105,12 +125,12 @@ bool LooksLikeUrl(const std::string& text) {
 std::optional<settings::TsaRecord> FindAuthority(const SignOptions& options) {
     if (options.noTsa) return std::nullopt;
     const auto list = settings::LoadTsaList(nullptr);
-    const auto wanted = platform::ToWide(options.tsa);
+    const auto wanted = platform::ToWide(options.tsa.value_or(""));
     for (const auto& record : list) {
-        if (options.tsa.empty() ? record.selected : record.title == wanted) return record;
+        if (options.tsa ? record.title == wanted : record.selected) return record;
     }
-    if (options.tsa.empty()) return std::nullopt;
-    if (!LooksLikeUrl(options.tsa)) throw WrongUse("Няма TSA с име „" + options.tsa + "“. Списъкът: norvik tsa list");
+    if (!options.tsa) return std::nullopt;
+    if (!LooksLikeUrl(*options.tsa)) throw WrongUse("Няма TSA с име „" + *options.tsa + "“. Списъкът: norvik tsa list");
     settings::TsaRecord record;
     record.url = record.title = wanted;
     return record;
@@ -155,11 +175,48 @@ bool IsText(const std::string& name) {
     return platform::ToUtf8(platform::ToWide(name)) == name;
 }
 
-bool SignOne(const std::string& file, const CertificateContext& certificate, const settings::TsaRecord* authority,
-             const SignOptions& options) {
+// Two files of one name would leave one result.
+void RefuseEqualNames(const SignOptions& options) {
+    std::map<std::filesystem::path, std::string> results;
+    for (const auto& file : options.files) {
+        const std::filesystem::path path(file);
+        const auto result = options.outputFolder.empty() ? path.lexically_normal() : path.filename();
+        const auto [other, first] = results.emplace(result, file);
+        if (!first)
+            throw WrongUse(other->second + " и " + file + " биха дали един и същ файл. Подпишете ги поотделно.");
+    }
+}
+
+void MakeOutputFolder(const std::filesystem::path& folder) {
+    std::error_code error;
+    if (folder.empty() || std::filesystem::is_directory(folder, error)) return;
+    if (!std::filesystem::create_directory(folder, error)) {
+        auto code = error ? platform::ErrorFromErrno(error.value()) : platform::ERROR_FILE_EXISTS;
+        if (code == platform::ERROR_FILE_NOT_FOUND) code = platform::ERROR_PATH_NOT_FOUND;
+        throw std::runtime_error(folder.string() + ": папката не може да се създаде. " +
+                                 (code == platform::ERROR_FILE_EXISTS ? "Има файл с това име." : Explain(code)));
+    }
+}
+
+enum class Outcome { done, failed, stop };
+
+// After these nobody may be asked again by itself: a card counts wrong PINs, and a person who said no meant it.
+bool EndsTheRun(platform::ErrorCode code) {
+    return code == platform::SCARD_W_WRONG_CHV || code == platform::SCARD_W_CHV_BLOCKED ||
+           code == platform::SCARD_E_INVALID_CHV || code == platform::SCARD_W_CANCELLED_BY_USER ||
+           code == platform::SCARD_W_REMOVED_CARD || code == platform::ERROR_INVALID_PASSWORD;
+}
+
+Outcome SignOne(const std::string& file, const CertificateContext& certificate, const settings::TsaRecord* authority,
+                const SignOptions& options) {
     if (!IsText(file)) {
         Fail(file + ": името на файла не е в UTF-8. Преименувайте го и го подпишете отново.");
-        return false;
+        return Outcome::failed;
+    }
+    // What is there but cannot be read is told by its reason; what is not there the engine tells.
+    if (!platform::InputFile::Open(file) && platform::GetLastError() != platform::ERROR_FILE_NOT_FOUND) {
+        Fail(file + ": не може да се прочете. " + Explain(platform::GetLastError()));
+        return Outcome::failed;
     }
     const auto progress = ProgressFor(file);
     signing::SignExtras extras{.derOrder = options.derOrder, .progress = {}};
@@ -170,26 +227,34 @@ bool SignOne(const std::string& file, const CertificateContext& certificate, con
                                                platform::ToWide(options.outputFolder), extras);
     if (signedNow) {
         PrintLine(platform::ToUtf8(result));
-        return true;
+        return Outcome::done;
     }
-    const auto why = platform::TokenErrorMessage(platform::GetLastError());
-    Fail(file + ": " + (why.empty() ? "не е подписан." : platform::ToUtf8(why)));
-    return false;
+    const auto why = platform::GetLastError();
+    const bool known = why != platform::ERROR_FILE_NOT_FOUND && why != platform::CRYPT_E_NOT_FOUND;
+    Fail(file + ": не е подписан." + (known && why != platform::ERROR_SUCCESS ? " " + Explain(why) : ""));
+    if (why == platform::SCARD_W_CANCELLED_BY_USER && !options.pinFromStdin && !CanAsk())
+        Fail("Без терминал ПИН кодът се подава с --pin-stdin.");
+    return EndsTheRun(why) ? Outcome::stop : Outcome::failed;
 }
 
 int Sign(const SignOptions& options, ui::TerminalInterface& interface) {
     if (!IsText(options.outputFolder)) throw WrongUse("Името на папката не е в UTF-8: " + options.outputFolder);
+    RefuseEqualNames(options);
     if (options.pinFromStdin) interface.UsePin(ReadSecretLine());
+    WarnOfUnreadableSettings();
     const auto certificate = FindCertificate(options);
     const auto authority = FindAuthority(options);
-    int failed = 0;
-    for (const auto& file : options.files) {
-        if (SignOne(file, certificate, authority ? &*authority : nullptr, options)) continue;
-        ++failed;
-        // A wrong PIN must not be tried again for the next file.
-        if (interface.PinGiven()) break;
+    MakeOutputFolder(options.outputFolder);
+    int status = kDone;
+    for (std::size_t i = 0; i < options.files.size(); ++i) {
+        const auto outcome = SignOne(options.files[i], certificate, authority ? &*authority : nullptr, options);
+        if (outcome != Outcome::done) status = kFailed;
+        if (outcome != Outcome::stop) continue;
+        const auto left = options.files.size() - i - 1;
+        if (left > 0) Fail("Останалите файлове не са подписани: " + std::to_string(left) + ".");
+        break;
     }
-    return failed == 0 ? kDone : kFailed;
+    return status;
 }
 
 }  // namespace

@@ -88,11 +88,12 @@ CertStore OpenPfx(const platform::Bytes& bytes, const ImportOptions& options) {
 }
 
 platform::Secret NewPassphrase(const ImportOptions& options) {
-    if (options.passwordFromStdin) return ReadSecretLine();
-    auto first = ui::ReadHidden("Нова парола за ключа: ");
+    const bool asked = !options.passwordFromStdin;
+    auto first = asked ? ui::ReadHidden("Нова парола за ключа: ") : std::optional(ReadSecretLine());
+    if (!first || first->Empty()) throw WrongUse("Не е въведена парола за ключа.");
+    if (!asked) return std::move(*first);
     const auto second = ui::ReadHidden("Още веднъж: ");
-    if (!first || !second || first->Empty()) throw WrongUse("Не е въведена парола за ключа.");
-    if (first->Text() != second->Text()) throw WrongUse("Двете пароли не съвпадат.");
+    if (!second || first->Text() != second->Text()) throw WrongUse("Двете пароли не съвпадат.");
     return std::move(*first);
 }
 
@@ -105,7 +106,7 @@ std::string StoreFor(const CertificateContext& certificate, bool fromPfx, const 
 void ImportOne(const CertificateContext& certificate, const std::string& storeName,
                const platform::Secret& passphrase) {
     const auto line = Describe(certificate);
-    const bool withKey = platform::CertHasPrivateKey(certificate);
+    const bool withKey = storeName == "MY" && platform::CertHasPrivateKey(certificate);
     // A protected key is written first: the store leaves a key that is there already as it is.
     if (withKey && !passphrase.Empty() &&
         !platform::ImportPrivateKey(certificate, platform::ExportPrivateKey(certificate), passphrase))
@@ -113,14 +114,17 @@ void ImportOne(const CertificateContext& certificate, const std::string& storeNa
     if (!platform::CertAddCertificateContextToStore(OpenNamed(storeName), certificate,
                                                     platform::CERT_STORE_ADD_REPLACE_EXISTING))
         throw std::runtime_error(line.subject + ": не може да се запише в " + storeName + ". " +
-                                 platform::ToUtf8(platform::FormatMessageW(platform::GetLastError())));
+                                 Explain(platform::GetLastError()));
     PrintLine(storeName + ": " + line.subject + (withKey ? " (с частен ключ)" : "") + "  " + line.thumbprint);
+    if (!withKey && platform::CertHasPrivateKey(certificate))
+        Fail("Внимание: частният ключ не е внесен. Ключове се пазят само в MY.");
 }
 
 int ImportCrl(const platform::CrlContext& crl, const ImportOptions& options) {
     const std::string name = options.store.empty() ? "CA" : options.store;
     if (!platform::CertAddCRLContextToStore(OpenNamed(name), crl))
-        throw std::runtime_error(options.file + ": не може да се запише в " + name + ".");
+        throw std::runtime_error(options.file + ": не може да се запише в " + name + ". " +
+                                 Explain(platform::GetLastError()));
     PrintLine(name + ": CRL");
     return kDone;
 }
@@ -128,7 +132,8 @@ int ImportCrl(const platform::CrlContext& crl, const ImportOptions& options) {
 int Import(const ImportOptions& options) {
     constexpr std::uint64_t largest = 256u << 20;
     const auto bytes = platform::ReadWholeFile(options.file, largest);
-    if (!bytes) throw std::runtime_error(options.file + ": не може да се прочете.");
+    if (!bytes)
+        throw std::runtime_error(options.file + ": не може да се прочете. " + Explain(platform::GetLastError()));
     const bool isPfx = platform::PFXIsPFXBlob(*bytes);
     const auto source = isPfx ? OpenPfx(*bytes, options) : platform::CertOpenBytesStore(*bytes);
     if (!source) ThrowUnreadable(options.file);
@@ -136,6 +141,9 @@ int Import(const ImportOptions& options) {
     const auto certificates = platform::CertEnumCertificatesInStore(source);
     const auto crls = platform::CertEnumCRLsInStore(source);
     if (certificates.empty() && crls.empty()) throw std::runtime_error(options.file + ": няма сертификати.");
+    const bool hasKeys = std::ranges::any_of(certificates, platform::CertHasPrivateKey);
+    if (options.protect && (!hasKeys || !(options.store.empty() || options.store == "MY")))
+        throw WrongUse("--protect е за файлове с частен ключ, които се внасят в MY.");
     const auto passphrase = options.protect ? NewPassphrase(options) : platform::Secret();
     for (const auto& certificate : certificates)
         ImportOne(certificate, StoreFor(certificate, isPfx, options), passphrase);
@@ -171,26 +179,25 @@ void AddStore(CLI::App& norvik, Action& chosen) {
     list->add_flag("--json", listOptions->json, "Извежда JSON");
     list->callback([listOptions, &chosen] { chosen = [listOptions](auto&) { return List(*listOptions); }; });
 
-    auto* import =
+    auto* importing =
         command->add_subcommand("import", "Внася сертификати, CRL или PFX с ключове (PEM, DER, PKCS#7, PFX)");
     const auto importOptions = std::make_shared<ImportOptions>();
-    import->add_option("ФАЙЛ", importOptions->file, "Файлът")->required()->option_text(" ");
-    import->add_option("--store", importOptions->store, "Хранилище (по подразбиране MY; издателите от PFX и CRL - CA)")
+    importing->add_option("ФАЙЛ", importOptions->file, "Файлът")->required()->option_text(" ");
+    importing
+        ->add_option("--store", importOptions->store, "Хранилище (по подразбиране MY; издателите от PFX и CRL - CA)")
         ->option_text("ИМЕ");
-    import->add_flag("--password-stdin", importOptions->passwordFromStdin,
-                     "Чете паролата на PFX от първия ред на стандартния вход");
-    import->add_flag("--protect", importOptions->protect,
-                     "Пази ключа с нова парола (с --password-stdin: вторият ред на входа)");
-    import->callback([importOptions, &chosen] { chosen = [importOptions](auto&) { return Import(*importOptions);
-};
-}  // namespace cli
-);
+    importing->add_flag("--password-stdin", importOptions->passwordFromStdin,
+                        "Чете паролата на PFX от първия ред на стандартния вход");
+    importing->add_flag("--protect", importOptions->protect,
+                        "Пази ключа с нова парола (с --password-stdin: вторият ред на входа)");
+    importing->callback(
+        [importOptions, &chosen] { chosen = [importOptions](auto&) { return Import(*importOptions); }; });
 
-auto* remove = command->add_subcommand("remove", "Премахва сертификат и ключа му от папката на потребителя");
-const auto removeOptions = std::make_shared<RemoveOptions>();
-remove->add_option("ОТПЕЧАТЪК", removeOptions->thumbprint, "SHA-1 отпечатък")->required()->option_text(" ");
-remove->add_option("--store", removeOptions->store, "Хранилище (по подразбиране MY)")->option_text("ИМЕ");
-remove->callback([removeOptions, &chosen] { chosen = [removeOptions](auto&) { return Remove(*removeOptions); }; });
+    auto* remove = command->add_subcommand("remove", "Премахва сертификат и ключа му от папката на потребителя");
+    const auto removeOptions = std::make_shared<RemoveOptions>();
+    remove->add_option("ОТПЕЧАТЪК", removeOptions->thumbprint, "SHA-1 отпечатък")->required()->option_text(" ");
+    remove->add_option("--store", removeOptions->store, "Хранилище (по подразбиране MY)")->option_text("ИМЕ");
+    remove->callback([removeOptions, &chosen] { chosen = [removeOptions](auto&) { return Remove(*removeOptions); }; });
 }
 
 }  // namespace cli

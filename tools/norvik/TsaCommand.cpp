@@ -15,8 +15,7 @@ struct TsaOptions {
 void Save(const std::vector<settings::TsaRecord>& list) {
     const auto code = settings::StoreTsaList(list);
     if (code != platform::ERROR_SUCCESS)
-        throw std::runtime_error("Списъкът на TSA не може да се запише. " +
-                                 platform::ToUtf8(platform::FormatMessageW(code)));
+        throw std::runtime_error("Списъкът на TSA не може да се запише. " + Explain(code));
 }
 
 auto FindByTitle(std::vector<settings::TsaRecord>& list, const std::string& title) {
@@ -25,12 +24,13 @@ auto FindByTitle(std::vector<settings::TsaRecord>& list, const std::string& titl
 }
 
 int List() {
+    WarnOfUnreadableSettings();
     const auto list = settings::LoadTsaList(nullptr);
     if (list.empty()) return Fail("Няма записани TSA.", kDone);
     for (const auto& record : list) {
-        PrintLine((record.selected ? "* " : "  ") + Padded(platform::ToUtf8(record.title), 24) + " " +
-                  platform::ToUtf8(record.url) +
-                  (record.username.empty() ? "" : "  (потребител " + platform::ToUtf8(record.username) + ")"));
+        PrintLine((record.selected ? "* " : "  ") + Padded(platform::OneLineUtf8(record.title), 24) + " " +
+                  platform::OneLineUtf8(record.url) +
+                  (record.username.empty() ? "" : "  (потребител " + platform::OneLineUtf8(record.username) + ")"));
     }
     return kDone;
 }
@@ -52,6 +52,8 @@ int Add(const TsaOptions& options) {
         if (!password) throw WrongUse("Подайте паролата на терминала или с --password-stdin.");
         record.password = platform::ToWide(password->Text());
     }
+    if (!options.user.empty() && options.url.starts_with("http://"))
+        Fail("Внимание: паролата ще минава по мрежата открито. Използвайте адрес с https://, ако TSA има такъв.");
     if (options.makeDefault) {
         for (auto& other : list)
             other.selected = false;

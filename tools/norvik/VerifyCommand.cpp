@@ -7,6 +7,7 @@
 #include "toolkit/CkJsonObjectW.h"
 #include "toolkit/cms/Findings.h"
 #include "toolkit/cms/SignedDataReader.h"
+#include "toolkit/cms/TextMessage.h"
 #include "tools/norvik/Command.h"
 
 namespace cli {
@@ -17,7 +18,8 @@ using toolkit::cms::Findings;
 using toolkit::cms::SignerFindings;
 
 struct VerifyOptions {
-    std::string file, data;
+    std::string file;
+    std::optional<std::string> data;
     bool json = false;
 };
 
@@ -28,38 +30,46 @@ class StructureOnly final : public toolkit::cms::ContentReceiver {
     bool Take(platform::ByteView) override { return true; }
 };
 
-// What does not read as a binary message is left to the verification, which knows text forms too.
-bool HasNoContent(const fs::path& file) {
+platform::InputFile OpenForReading(const fs::path& file) {
     auto input = platform::InputFile::Open(file);
     if (!input)
-        throw std::runtime_error(file.string() + ": не може да се прочете. " +
-                                 platform::ToUtf8(platform::FormatMessageW(platform::GetLastError())));
-    units::FileSource source(std::move(*input));
+        throw std::runtime_error(file.string() + ": не може да се прочете. " + Explain(platform::GetLastError()));
+    return std::move(*input);
+}
+
+// What is no message is left to the verification, which tells why.
+bool HasNoContent(const fs::path& file) {
+    units::FileSource source(OpenForReading(file));
+    const auto decoded = toolkit::cms::LooksLikeText(source) ? toolkit::cms::DecodeText(source) : nullptr;
     StructureOnly receiver;
     toolkit::cms::SignedDataMessage message;
-    return toolkit::cms::ReadSignedData(source, receiver, message) == toolkit::cms::ReadOutcome::ok && !message.content;
+    const auto outcome =
+        toolkit::cms::ReadSignedData(decoded ? *decoded : static_cast<units::ByteSource&>(source), receiver, message);
+    return outcome == toolkit::cms::ReadOutcome::ok && !message.content;
 }
 
 // The data of a detached signature lie beside it under its name without the last extension, unless they are named.
 fs::path DataFor(const VerifyOptions& options) {
-    const fs::path data = options.data.empty() ? fs::path(options.file).replace_extension() : fs::path(options.data);
+    const fs::path data = options.data.value_or(fs::path(options.file).replace_extension().string());
     std::error_code error;
-    if (!fs::is_regular_file(data, error))
-        throw WrongUse("Подписът е отделен, а данните " + data.string() + " ги няма. Посочете ги с --data ФАЙЛ.");
+    if (!fs::exists(data, error) || data == options.file)
+        throw WrongUse("Подписът е отделен, а данните му ги няма" +
+                       (data == options.file ? std::string() : ": " + data.string()) + ". Посочете ги с --data ФАЙЛ.");
+    OpenForReading(data);
     return data;
 }
 
 bool Verify(toolkit::ClsCrypt2& crypt, const VerifyOptions& options) {
     crypt.SetVerboseLogging(true);
     crypt.SetCmsOptions(R"({"ValidateTimestampTokens":true})");
-    if (!options.data.empty() || HasNoContent(options.file))
-        return crypt.VerifyDetachedFile(DataFor(options), options.file);
+    const bool detached = HasNoContent(options.file) || options.data;
+    if (detached) return crypt.VerifyDetachedFile(DataFor(options), options.file);
     return crypt.VerifyFile(options.file);
 }
 
 void PrintTimestamp(const toolkit::cms::TimestampFindings& timestamp) {
     std::string line = "   удостоверено време: ";
-    line += timestamp.info ? timestamp.info->genTime : "не се чете";
+    line += timestamp.info ? ShownTime(timestamp.info->genTime) : "не се чете";
     if (timestamp.verify && !timestamp.verify->signers.empty() && timestamp.verify->signers.front().certificate)
         line += " от " + Describe(timestamp.verify->signers.front().certificate).subject;
     PrintLine(line + (timestamp.validated ? ", вярно" : ", НЕ Е ВЯРНО"));
@@ -75,20 +85,25 @@ void PrintSigner(const SignerFindings& signer, std::size_t number) {
     PrintLine(std::string("   подпис: ") + (signer.passed ? "верен" : "НЕ Е ВЕРЕН") + ", " + signer.signingAlgName +
               " " + signer.digestAlgName);
     if (!signer.digestMatches) PrintLine("   данните не са тези, които са подписани");
-    if (!signer.signingTime.empty()) PrintLine("   време на подписване според подписалия: " + signer.signingTime);
+    if (!signer.signingTime.empty())
+        PrintLine("   време на подписване според подписалия: " + ShownTime(signer.signingTime));
     for (const auto& attribute : signer.unsignedAttributes) {
         if (attribute.timestamp) PrintTimestamp(*attribute.timestamp);
     }
 }
 
 void PrintVerdict(const VerifyOptions& options, bool valid, const Findings* findings) {
-    PrintLine(options.file + ": " + (valid ? "подписите са верни" : "НЕ Е ВАЛИДЕН"));
+    const bool unsignedFile = findings == nullptr || findings->signers.empty();
+    PrintLine(options.file + ": " +
+              (valid          ? "подписите са верни"
+               : unsignedFile ? "НЕ Е ВАЛИДЕН: файлът не е подписан или е повреден"
+                              : "НЕ Е ВАЛИДЕН"));
     if (findings != nullptr) {
         std::size_t number = 0;
         for (const auto& signer : findings->signers)
             PrintSigner(signer, ++number);
     }
-    PrintLine(valid ? "Проверени са подписите, не и доверието в сертификатите." : "Причината е записана в Norvik.log.");
+    PrintLine(valid ? "Проверени са подписите, не и доверието в сертификатите." : WhereDetailsAre());
 }
 
 int Run(const VerifyOptions& options) {

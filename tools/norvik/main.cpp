@@ -1,6 +1,7 @@
 // The command-line front end: the operations of the library for terminals, scripts and servers.
 
 #include <clocale>
+#include <csignal>
 #include <cstdio>
 #include <exception>
 
@@ -37,6 +38,8 @@ int main(int argc, char** argv) {
     // load.
     std::setlocale(LC_CTYPE, "");
     std::setlocale(LC_MESSAGES, "");
+    // A file that grows beyond the limit of the session is a failed write that can be told, like a full disk.
+    std::signal(SIGXFSZ, SIG_IGN);
     CLI::App norvik("Електронни подписи и защита на документи");
     cli::Action chosen;
     cli::BuildCommandLine(norvik, chosen);
@@ -45,7 +48,7 @@ int main(int argc, char** argv) {
     } catch (const CLI::Success& request) {
         return cli::PrintRequested(norvik, request);
     } catch (const CLI::ParseError& error) {
-        return cli::Fail(cli::ExplainWrongUse(error) + "\nВижте: norvik --help", cli::kWrongUse);
+        return cli::Fail(cli::ExplainWrongUse(norvik, error) + "\nВижте: norvik --help", cli::kWrongUse);
     }
     const int status = RunChosen(chosen);
     // What standard output could not take is a failure too: a full disk must not look like a verdict.
