@@ -2,10 +2,13 @@
 
 #include <openssl/bn.h>
 #include <openssl/core_names.h>
+#include <openssl/pem.h>
 #include <openssl/rsa.h>
 #include <openssl/x509.h>
 
 #include <algorithm>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <map>
 #include <vector>
@@ -28,6 +31,23 @@ struct Session {
 };
 std::map<CK_SESSION_HANDLE, Session> sessions;
 CK_SESSION_HANDLE nextSession = 1;
+
+// For a program under test, which has no access to the state: NORVIK_FAKE_TOKEN names a file with the card's
+// certificate and key in PEM, NORVIK_FAKE_TOKEN_TRIES says how many tries of the PIN are left.
+__attribute__((constructor)) void ReadEnvironment() {
+    const char* name = std::getenv("NORVIK_FAKE_TOKEN");
+    FILE* file = name == nullptr ? nullptr : std::fopen(name, "r");
+    if (file == nullptr) return;
+    X509* certificate = PEM_read_X509(file, nullptr, nullptr, nullptr);
+    state.signingKey = PEM_read_PrivateKey(file, nullptr, nullptr, nullptr);
+    std::fclose(file);
+    const int size = i2d_X509(certificate, nullptr);
+    state.certificate.resize(size > 0 ? static_cast<std::size_t>(size) : 0);
+    unsigned char* out = state.certificate.data();
+    if (size > 0) i2d_X509(certificate, &out);
+    X509_free(certificate);
+    if (const char* tries = std::getenv("NORVIK_FAKE_TOKEN_TRIES")) state.triesLeft = std::atoi(tries);
+}
 
 void PullOut() {
     state.present = false;
