@@ -90,7 +90,7 @@ constexpr char kHowToGetAKey[] = "Внесете ключа с: norvik store imp
 
 // Whoever names a certificate has chosen, and may have a reason that we do not know, but nobody signs without a key.
 CertificateContext FindByThumbprint(const std::string& thumbprint) {
-    const auto found = platform::CertFindBySha1(platform::CertOpenSystemStoreW(u"MY"), Sha1FromThumbprint(thumbprint));
+    auto found = platform::CertFindBySha1(platform::CertOpenSystemStoreW(u"MY"), Sha1FromThumbprint(thumbprint));
     if (!found)
         throw std::runtime_error("В хранилището MY няма сертификат с отпечатък " + thumbprint + ".\n" + kHowToGetAKey);
     const auto subject = Describe(found).subject;

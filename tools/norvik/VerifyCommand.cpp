@@ -50,7 +50,7 @@ bool HasNoContent(const fs::path& file) {
 
 // The data of a detached signature lie beside it under its name without the last extension, unless they are named.
 fs::path DataFor(const VerifyOptions& options) {
-    const fs::path data = options.data.value_or(fs::path(options.file).replace_extension().string());
+    fs::path data = options.data.value_or(fs::path(options.file).replace_extension().string());
     std::error_code error;
     if (!fs::exists(data, error) || data == options.file)
         throw WrongUse("Подписът е отделен, а данните му ги няма" +
