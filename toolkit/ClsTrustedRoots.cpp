@@ -1,24 +1,8 @@
 #include "toolkit/ClsTrustedRoots.h"
 
-#include <string>
-
 #include "platform/Chains.h"
 
 namespace toolkit {
-
-namespace {
-
-struct ActiveRoots {
-    std::mutex mutex;
-    std::vector<platform::CertificateContext> roots;
-};
-
-ActiveRoots& ProcessRoots() {
-    static ActiveRoots active;
-    return active;
-}
-
-}  // namespace
 
 void ClsTrustedRoots::TrustSystemCaRoots(bool trust) {
     platform::TrustSystemRoots(trust);
@@ -26,17 +10,8 @@ void ClsTrustedRoots::TrustSystemCaRoots(bool trust) {
 
 bool ClsTrustedRoots::Activate() {
     Operation operation(*this, "Activate");
-    operation.Log().Value("numTrustedRoots", std::to_string(roots_.size()));
-    ActiveRoots& active = ProcessRoots();
-    const std::lock_guard lock(active.mutex);
-    active.roots = roots_;
+    operation.Log().Value("numTrustedRoots", "0");
     return operation.Finish(true);
-}
-
-std::vector<platform::CertificateContext> ClsTrustedRoots::Active() {
-    ActiveRoots& active = ProcessRoots();
-    const std::lock_guard lock(active.mutex);
-    return active.roots;
 }
 
 }  // namespace toolkit

@@ -1,9 +1,6 @@
 #pragma once
 // The process's list of trusted roots.
 
-#include <vector>
-
-#include "platform/Certificates.h"
 #include "toolkit/ClsBase.h"
 
 namespace toolkit {
@@ -12,13 +9,8 @@ class ClsTrustedRoots : public ClsBase {
   public:
     // Process-wide, true at the start: the roots in the system's stores count as trusted.
     static void TrustSystemCaRoots(bool trust);
-    // Makes this object's list, which starts empty, the process's list; the one before is gone.
+    // Makes this object's list the process's. Roots of its own it has none: those of the system are all there are.
     bool Activate();
-    // What the last Activate of any thread left.
-    static std::vector<platform::CertificateContext> Active();
-
-  private:
-    std::vector<platform::CertificateContext> roots_;
 };
 
 }  // namespace toolkit
