@@ -1,9 +1,11 @@
 #include "src/Norvik.h"
 
 #include <spdlog/spdlog.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <mutex>
 #include <utility>
 
@@ -93,13 +95,12 @@ void CNorvikApp::ReadInstallDir() {
 }
 
 bool CNorvikApp::MakeFolder(const std::filesystem::path& folder, int line) {
+    // Another process that starts at this moment may make the folder first.
+    if (mkdir(folder.c_str(), S_IRWXU) == 0) return true;
+    const int failure = errno;
     std::error_code error;
     if (std::filesystem::is_directory(folder, error)) return true;
-    if (std::filesystem::create_directory(folder, error)) {
-        std::filesystem::permissions(folder, std::filesystem::perms::owner_all, error);
-        return true;
-    }
-    platform::SetLastError(platform::ErrorFromErrno(error.value()));
+    platform::SetLastError(platform::ErrorFromErrno(failure));
     const auto reason = tessaly::FormatErrorText(platform::GetLastError());
     interface_->ShowMessage(
         {units::SourceMarkedText(u"src/Norvik", line, reason), u"Norvik", ui::Message::Icon::error});

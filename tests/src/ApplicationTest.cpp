@@ -164,6 +164,34 @@ TEST_F(Application, SharesItsLogWithOtherProcessesThroughRotations) {
     EXPECT_EQ(std::set<std::string>(found.begin(), found.end()).size(), found.size()) << "a line stands twice";
 }
 
+// The one that makes the folder second must not take that for a failure.
+TEST_F(Application, HasItsLogAlsoWhereOthersStartAtTheSameMoment) {
+    for (int round = 0; round < 20; ++round) {
+        fs::remove_all(LogFolder(profile_));
+        int gate[2];
+        ASSERT_EQ(pipe(gate), 0);
+        std::vector<pid_t> children;
+        for (int p = 0; p < 4; ++p) {
+            children.push_back(fork());
+            if (children.back() != 0) continue;
+            close(gate[1]);
+            char opened;
+            if (read(gate[0], &opened, 1) != 0) _exit(2);
+            const auto app = Start();
+            const bool complete = app->Logger() && !app->SessionFolder().empty();
+            CNorvikApp::Stop();
+            _exit(complete ? 0 : 1);
+        }
+        close(gate[0]);
+        close(gate[1]);
+        for (const auto child : children) {
+            int status = -1;
+            waitpid(child, &status, 0);
+            ASSERT_EQ(status, 0) << "round " << round;
+        }
+    }
+}
+
 TEST_F(Application, KeepsFiveOldLogsAtMost) {
     Start();
     const std::u16string filling(100'000, u'x');

@@ -190,7 +190,8 @@ void RefuseEqualNames(const SignOptions& options) {
 void MakeOutputFolder(const std::filesystem::path& folder) {
     std::error_code error;
     if (folder.empty() || std::filesystem::is_directory(folder, error)) return;
-    if (!std::filesystem::create_directory(folder, error)) {
+    // False without a reason: another process was faster, or a file has the name.
+    if (!std::filesystem::create_directory(folder, error) && !std::filesystem::is_directory(folder)) {
         auto code = error ? platform::ErrorFromErrno(error.value()) : platform::ERROR_FILE_EXISTS;
         if (code == platform::ERROR_FILE_NOT_FOUND) code = platform::ERROR_PATH_NOT_FOUND;
         throw std::runtime_error(folder.string() + ": папката не може да се създаде. " +
