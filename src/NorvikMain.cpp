@@ -5,13 +5,14 @@
 #include "src/Norvik.h"
 #include "src/certificates/CertificateReport.h"
 #include "src/certificates/KeyListing.h"
+#include "src/ui/WindowInterface.h"
 
 namespace {
 
 // Comes to life when the library is loaded. When it is unloaded or the process ends, the application cleans up as soon
 // as no thread is inside it any more.
 struct Lifetime {
-    Lifetime() { CNorvikApp::Start(); }
+    Lifetime() { CNorvikApp::Start(std::make_unique<ui::WindowInterface>()); }
     ~Lifetime() { CNorvikApp::Stop(); }
     Lifetime(const Lifetime&) = delete;
     Lifetime& operator=(const Lifetime&) = delete;

@@ -17,4 +17,20 @@ std::optional<platform::Secret> SilentInterface::AskPin(const platform::PinReque
     return std::nullopt;
 }
 
+std::optional<SignDecision> SilentInterface::AskSign(SignQuestion) {
+    throw Unavailable("Няма прозорци в този процес: няма кой да избере сертификат за подписване.");
+}
+
+platform::CertificateContext SilentInterface::AskCertificate(CertificateQuestion) {
+    throw Unavailable("Няма прозорци в този процес: няма кой да избере сертификат.");
+}
+
+void SilentInterface::ShowAbout() {
+    throw Unavailable("Няма прозорци в този процес.");
+}
+
+std::unique_ptr<Progress> SilentInterface::ShowProgress(const std::u16string&) {
+    return nullptr;
+}
+
 }  // namespace ui

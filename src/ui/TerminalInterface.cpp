@@ -166,4 +166,20 @@ std::optional<Secret> TerminalInterface::AskPin(const platform::PinRequest& requ
     return pin;
 }
 
+std::optional<SignDecision> TerminalInterface::AskSign(SignQuestion) {
+    throw Unavailable("Този терминал няма списък за избор.");
+}
+
+platform::CertificateContext TerminalInterface::AskCertificate(CertificateQuestion) {
+    throw Unavailable("Този терминал няма списък за избор.");
+}
+
+void TerminalInterface::ShowAbout() {
+    ShowMessage({u"Norvik"});
+}
+
+std::unique_ptr<Progress> TerminalInterface::ShowProgress(const std::u16string&) {
+    return nullptr;
+}
+
 }  // namespace ui

@@ -21,6 +21,10 @@ class TerminalInterface : public UserInterface {
     void ShowMessage(const Message& message) override;
     std::optional<platform::Secret> AskText(const TextQuestion& question) override;
     std::optional<platform::Secret> AskPin(const platform::PinRequest& request) override;
+    std::optional<SignDecision> AskSign(SignQuestion question) override;
+    platform::CertificateContext AskCertificate(CertificateQuestion question) override;
+    void ShowAbout() override;
+    std::unique_ptr<Progress> ShowProgress(const std::u16string& file) override;
 
   private:
     std::optional<platform::Secret> scriptedPin_;

@@ -2,10 +2,17 @@
 // The one way from an operation to a person: messages and questions as plain data. Who answers is chosen once for a
 // process: the windows for applications, the terminal for the command, a script in tests.
 
+#include <cstdint>
+#include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
+#include <vector>
 
+#include "crypt/CryptCertificate.h"
+#include "crypt/CryptStore.h"
 #include "platform/Keys.h"
+#include "src/settings/TsaList.h"
 
 namespace ui {
 
@@ -18,25 +25,71 @@ struct Message {
 
 struct TextQuestion {
     std::u16string title, prompt;
-    bool hidden = false;  // a password: not shown as it is typed
+    std::u16string start{};  // what stands in the field at first
+    bool hidden = false;     // a password: not shown as it is typed
 };
 
-// Answers come on the thread that asks. Every question has a silent answer, "cancelled".
+// With which certificate, in which form and with whose timestamp a file is to be signed.
+struct SignQuestion {
+    std::vector<tessaly::CryptCertificate> certificates;  // in the order in which they are offered; one may stand twice
+    std::vector<settings::TsaRecord> authorities;         // the last one marked as selected is offered first
+    bool detached = false;
+    bool showDetachedBox = true;  // whether the person may change the form
+};
+struct SignDecision {
+    platform::CertificateContext certificate;
+    std::optional<settings::TsaRecord> authority;  // empty: no timestamp
+    bool detached = false;
+};
+
+// One certificate of a store: those valid now are offered, in the reverse of the store's order. What the person picks
+// is checked for revocation before it counts as chosen.
+struct CertificateQuestion {
+    std::u16string title;
+    tessaly::CryptStore certificates;
+};
+
+// A long operation as the person sees it, from the making of the object to its end.
+class Progress {
+  public:
+    virtual ~Progress() = default;
+    // Bytes; a total of 0: not known.
+    virtual void Update(std::uint64_t done, std::uint64_t total) = 0;
+};
+
+// There is no way to ask: no display, or a thread that cannot show windows. The text says why.
+class Unavailable : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+// Answers come on the thread that asks. An empty answer means "cancelled". Where a window is needed and cannot be shown
+// the questions throw Unavailable; messages then go to the log, and a PIN counts as cancelled.
 class UserInterface : public platform::PinPrompt {
   public:
     // Returns when the person has seen it.
     virtual void ShowMessage(const Message& message) = 0;
-    // UTF-8, possibly empty; empty optional: cancelled.
+    // UTF-8, possibly empty.
     virtual std::optional<platform::Secret> AskText(const TextQuestion& question) = 0;
+    virtual std::optional<SignDecision> AskSign(SignQuestion question) = 0;
+    // Null: cancelled, nothing to choose from, or refused after the check, with a message.
+    virtual platform::CertificateContext AskCertificate(CertificateQuestion question) = 0;
+    virtual void ShowAbout() = 0;
+    // Null if there is nothing to look at.
+    virtual std::unique_ptr<Progress> ShowProgress(const std::u16string& file) = 0;
 };
 
-// For a process without display and without an interface of its choice: a message goes to the log, a question is
-// cancelled.
+// For a process without display and without an interface of its choice: a message goes to the log, a question that only
+// a window can answer is unavailable, any other one cancelled.
 class SilentInterface : public UserInterface {
   public:
     void ShowMessage(const Message& message) override;
     std::optional<platform::Secret> AskText(const TextQuestion& question) override;
     std::optional<platform::Secret> AskPin(const platform::PinRequest& request) override;
+    std::optional<SignDecision> AskSign(SignQuestion question) override;
+    platform::CertificateContext AskCertificate(CertificateQuestion question) override;
+    void ShowAbout() override;
+    std::unique_ptr<Progress> ShowProgress(const std::u16string& file) override;
 };
 
 }  // namespace ui

@@ -2,6 +2,7 @@
 // The person in a test: remembers what was shown and answers PIN questions from a list.
 
 #include <deque>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -16,6 +17,12 @@ struct Script {
     std::vector<ui::TextQuestion> questions;
     std::vector<platform::PinRequest> asked;
     std::vector<ui::Message> shown;
+    // Answer the windows; without one the window is cancelled. `signAsked` and `certificatesAsked` keep the questions.
+    std::function<std::optional<ui::SignDecision>(const ui::SignQuestion&)> decide;
+    std::function<platform::CertificateContext(const ui::CertificateQuestion&)> choose;
+    std::vector<ui::SignQuestion> signAsked;
+    std::vector<ui::CertificateQuestion> certificatesAsked;
+    int aboutShown = 0;
     [[nodiscard]] std::vector<std::string> Texts() const {
         std::vector<std::string> texts;
         for (const auto& message : shown)
@@ -43,6 +50,17 @@ class ScriptedInterface : public ui::UserInterface {
         script_.texts.pop_front();
         return text;
     }
+
+    std::optional<ui::SignDecision> AskSign(ui::SignQuestion question) override {
+        script_.signAsked.push_back(question);
+        return script_.decide ? script_.decide(question) : std::nullopt;
+    }
+    platform::CertificateContext AskCertificate(ui::CertificateQuestion question) override {
+        script_.certificatesAsked.push_back(question);
+        return script_.choose ? script_.choose(question) : platform::CertificateContext();
+    }
+    void ShowAbout() override { ++script_.aboutShown; }
+    std::unique_ptr<ui::Progress> ShowProgress(const std::u16string&) override { return nullptr; }
 
   private:
     Script& script_;

@@ -1,0 +1,3 @@
+#include "dialogs/CTessalyDialog.h"
+
+CTessalyDialog::CTessalyDialog(QWidget* parent) : QDialog(parent) {}
