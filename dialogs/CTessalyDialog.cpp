@@ -1,3 +1,66 @@
 #include "dialogs/CTessalyDialog.h"
 
-CTessalyDialog::CTessalyDialog(QWidget* parent) : QDialog(parent) {}
+#include <QFontDatabase>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+#include "dialogs/Desktop.h"
+
+namespace {
+
+constexpr int kBannerHeight = 48, kBannerIcon = 32;
+
+QFont DialogFont(QFont font) {
+    const auto preferred = QStringLiteral("Segoe UI");
+    if (QFontDatabase::hasFamily(preferred)) font.setFamily(preferred);
+    font.setStyleStrategy(QFont::PreferAntialias);
+    return font;
+}
+
+}  // namespace
+
+CTessalyDialog::CTessalyDialog() : QDialog(dialogs::OwnerWidget()) {
+    setFont(DialogFont(font()));
+    setWindowFlag(Qt::WindowContextHelpButtonHint, false);
+}
+
+int CTessalyDialog::DoModal() {
+    return dialogs::RunDialog(*this);
+}
+
+QWidget* CTessalyDialog::MakeBanner(const QIcon& icon, const QString& subject, const QString& remark) {
+    auto* const banner = new QWidget(this);
+    banner->setMinimumHeight(kBannerHeight);
+    auto* const row = new QHBoxLayout(banner);
+    row->setContentsMargins(0, 0, 0, 0);
+    auto* const picture = new QLabel(banner);
+    picture->setPixmap(icon.pixmap(QSize(kBannerIcon, kBannerIcon), devicePixelRatioF()));
+    auto* const texts = new QVBoxLayout;
+    auto* const title = new QLabel(subject, banner);
+    title->setTextFormat(Qt::PlainText);
+    auto large = title->font();
+    large.setPointSizeF(large.pointSizeF() * 1.25);
+    large.setWeight(QFont::DemiBold);
+    title->setFont(large);
+    texts->addStretch();
+    texts->addWidget(title);
+    if (!remark.isEmpty()) {
+        auto* const second = new QLabel(remark, banner);
+        second->setTextFormat(Qt::PlainText);
+        texts->addWidget(second);
+    }
+    texts->addStretch();
+    row->addWidget(picture);
+    row->addSpacing(4);
+    row->addLayout(texts, 1);
+    return banner;
+}
+
+QPushButton* CTessalyDialog::MakeButton(const QString& text, int id) {
+    auto* const button = new QPushButton(text, this);
+    button->setObjectName(QString::number(id));
+    button->setAutoDefault(false);
+    return button;
+}

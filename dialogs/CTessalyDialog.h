@@ -1,10 +1,25 @@
 #pragma once
 
 #include <QDialog>
+#include <QIcon>
 
-// The base of all dialogs: the system's look, the owner window of the process, and its end with Esc.
+class QDialogButtonBox;
+class QHBoxLayout;
+class QPushButton;
+class QVBoxLayout;
+
+// The base of all dialogs: their font, their owner and the pieces that they are laid out with. Esc cancels.
 class CTessalyDialog : public QDialog {
     Q_OBJECT
   public:
-    explicit CTessalyDialog(QWidget* parent = nullptr);
+    CTessalyDialog();
+
+    // Shows the dialog until it ends: QDialog::Accepted or QDialog::Rejected.
+    int DoModal();
+
+  protected:
+    // A strip across the top that tells what the window is about.
+    QWidget* MakeBanner(const QIcon& icon, const QString& subject, const QString& remark = {});
+    // A button with the number as its name.
+    QPushButton* MakeButton(const QString& text, int id);
 };

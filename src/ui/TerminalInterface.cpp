@@ -10,6 +10,7 @@
 #include <cstdio>
 
 #include "platform/Text.h"
+#include "src/ui/PinText.h"
 
 namespace ui {
 namespace {
@@ -87,26 +88,6 @@ void RemoveLastCharacter(platform::Bytes& line) {
     }
 }
 
-std::string Question(const platform::PinRequest& request) {
-    using Kind = platform::PinRequest::Kind;
-    std::string text;
-    if (request.lastTry) {
-        text += "Внимание: това е последният опит. Грешен ПИН ще блокира картата.\n";
-    } else if (request.fewTriesLeft) {
-        text += "Внимание: остават малко опити преди картата да се блокира.\n";
-    }
-    const auto subject = platform::OneLineUtf8(request.subject);
-    switch (request.kind) {
-        case Kind::token:
-            return text + "ПИН за „" + subject + "“: ";
-        case Kind::signature:
-            return text + "ПИН за подписване с „" + subject + "“: ";
-        case Kind::keyPassphrase:
-            return text + "Парола за ключа на „" + subject + "“: ";
-    }
-    return text;
-}
-
 std::optional<Secret> ReadLine(std::string_view prompt, bool hidden) {
     const Terminal terminal(hidden);
     if (!terminal.Ready()) return std::nullopt;
@@ -160,7 +141,7 @@ std::optional<Secret> TerminalInterface::AskPin(const platform::PinRequest& requ
     }
     const auto known = remembered_.find(request.subject);
     if (reusable && known != remembered_.end()) return known->second.Copy();
-    auto pin = ReadHidden(Question(request));
+    auto pin = ReadHidden(PinQuestion(request) + ": ");
     if (!pin) return std::nullopt;
     if (reusable) remembered_[request.subject] = pin->Copy();
     return pin;

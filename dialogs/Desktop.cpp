@@ -1,0 +1,107 @@
+#include "dialogs/Desktop.h"
+
+#include <QApplication>
+#include <QLibraryInfo>
+#include <QThread>
+#include <QTranslator>
+#include <QWindow>
+#include <clocale>
+#include <memory>
+#include <string>
+
+#include "dialogs/Display.h"
+#include "src/Norvik.h"
+#include "src/ui/UserInterface.h"
+
+namespace dialogs {
+namespace {
+
+// The toolkit's start sets the C locale of the whole process, which belongs to the caller.
+class LocaleKeeper {
+  public:
+    LocaleKeeper() : name_(std::setlocale(LC_ALL, nullptr)) {}
+    ~LocaleKeeper() { std::setlocale(LC_ALL, name_.c_str()); }
+    LocaleKeeper(const LocaleKeeper&) = delete;
+    LocaleKeeper& operator=(const LocaleKeeper&) = delete;
+
+  private:
+    std::string name_;
+};
+
+// The application object of a caller that has none. The toolkit keeps pointers to the argument list.
+class OwnApplication {
+  public:
+    explicit OwnApplication(std::string platform) : platform_(std::move(platform)) {
+        const LocaleKeeper locale;
+        app_ = std::make_unique<QApplication>(count_, arguments_);
+        QApplication::setQuitOnLastWindowClosed(false);
+        if (texts_.load(QStringLiteral("qtbase_bg"), QLibraryInfo::path(QLibraryInfo::TranslationsPath)))
+            QCoreApplication::installTranslator(&texts_);
+    }
+    // A process may end on any thread; the object may go on its own alone.
+    ~OwnApplication() {
+        if (QThread::currentThread() != app_->thread()) static_cast<void>(app_.release());
+    }
+    OwnApplication(const OwnApplication&) = delete;
+    OwnApplication& operator=(const OwnApplication&) = delete;
+
+  private:
+    std::string platform_;
+    char name_[7] = "Norvik", option_[10] = "-platform";
+    char* arguments_[4] = {name_, option_, platform_.data(), nullptr};
+    int count_ = 3;
+    QTranslator texts_;
+    std::unique_ptr<QApplication> app_;
+};
+
+// Of another toolkit, so that only the window system can tie the two together.
+std::unique_ptr<QWindow> ForeignOwner() {
+    const auto app = CNorvikApp::Current();
+    const auto id = app ? reinterpret_cast<WId>(app->parentWindow.load()) : 0;
+    if (id == 0 || QGuiApplication::platformName() != QStringLiteral("xcb")) return nullptr;
+    if (!HasXWindow(id)) {
+        LogInfo(u"The owner window does not exist any more.");
+        return nullptr;
+    }
+    return std::unique_ptr<QWindow>(QWindow::fromWinId(id));
+}
+
+}  // namespace
+
+void RequireDesktop() {
+    const auto* const core = QCoreApplication::instance();
+    if (core == nullptr) {
+        // Destroyed with the libraries still there: it is younger than they.
+        static const OwnApplication own(UsablePlatform());
+        return;
+    }
+    if (qobject_cast<const QApplication*>(core) == nullptr)
+        throw ui::Unavailable("Приложението работи без прозорци: неговият обект не е QApplication.");
+    if (QThread::currentThread() != core->thread())
+        throw ui::Unavailable(
+            "Прозорец може да се покаже само от нишката, в която работят прозорците на приложението.");
+}
+
+QWidget* OwnerWidget() {
+    if (auto* const open = QApplication::activeModalWidget()) return open;
+    const auto app = CNorvikApp::Current();
+    return app ? QWidget::find(reinterpret_cast<WId>(app->parentWindow.load())) : nullptr;
+}
+
+int RunDialog(QDialog& dialog) {
+    const auto foreign = dialog.parentWidget() == nullptr ? ForeignOwner() : nullptr;
+    if (foreign) {
+        dialog.winId();  // makes the window, which the owner is set for before it shows
+        dialog.windowHandle()->setTransientParent(foreign.get());
+    }
+    return dialog.exec();
+}
+
+WaitCursor::WaitCursor() {
+    QApplication::setOverrideCursor(Qt::WaitCursor);
+}
+WaitCursor::~WaitCursor() {
+    QApplication::restoreOverrideCursor();
+}
+
+}  // namespace dialogs
