@@ -1,10 +1,13 @@
 // The exported functions: shells of a few lines, nothing else.
 
 #include "norvik/norvik.h"
+#include "platform/System.h"
 #include "src/EntryFrame.h"
 #include "src/Norvik.h"
 #include "src/certificates/CertificateReport.h"
 #include "src/certificates/KeyListing.h"
+#include "src/signing/Relay.h"
+#include "src/signing/SignExports.h"
 #include "src/ui/WindowInterface.h"
 
 namespace {
@@ -18,10 +21,57 @@ struct Lifetime {
     Lifetime& operator=(const Lifetime&) = delete;
 } const lifetime;
 
+std::filesystem::path ThisLibrary() {
+    return platform::ModuleOfAddress(&lifetime);
+}
+
+void StoreParentWindow(void* window) {
+    if (const auto app = CNorvikApp::Current()) app->parentWindow = window;
+}
+
+// Text that does not convert counts as no text.
+template <typename Operation>
+void WithWideText(const char* text, const Operation& operation) {
+    const auto wide = units::WideFromNarrow(text);
+    operation(wide ? wide->c_str() : nullptr);
+}
+
 }  // namespace
 
 void NorvikInit(void* window) {
-    if (const auto app = CNorvikApp::Current()) app->parentWindow = window;
+    StoreParentWindow(window);
+}
+
+bool NorvikSignFileJson(const char16_t* request, NorvikJsonCallback callback, uint64_t context) {
+    return signing::SignFileJson(ThisLibrary(), request, callback, context);
+}
+
+bool NorvikSignFile(const char16_t* file, int signMode) {
+    return NorvikSignFileFilterTSA(file, signMode, nullptr, nullptr, nullptr);
+}
+
+bool NorvikSignFileResult(const char16_t* file, int signMode, char16_t* result) {
+    return NorvikSignFileFilterTSA(file, signMode, result, nullptr, nullptr);
+}
+
+bool NorvikSignFileFilter(const char16_t* file, int signMode, char16_t* result, const char16_t* thumbprints) {
+    return NorvikSignFileFilterTSA(file, signMode, result, thumbprints, nullptr);
+}
+
+bool NorvikSignFileFilterTSA(const char16_t* file, int signMode, char16_t* result, const char16_t* thumbprints,
+                             const char16_t* tsa) {
+    return signing::SignFileByArguments(NorvikSignFileJson, file, signMode, result, thumbprints, tsa);
+}
+
+void NorvikSignRunDllW(void* window, void*, const char16_t* requestFile, int) {
+    EntryFrame::Run(MessageBoxFailure{}, [&] {
+        StoreParentWindow(window);
+        signing::AnswerRelayedRequest(requestFile);
+    });
+}
+
+void NorvikSignRunDllA(void* window, void* instance, const char* requestFile, int show) {
+    WithWideText(requestFile, [&](const char16_t* wide) { NorvikSignRunDllW(window, instance, wide, show); });
 }
 
 bool NorvikCertInfo(const char16_t* file, NorvikRecordCallback callback, uint64_t context) {
@@ -41,4 +91,29 @@ bool NorvikCertInfoJson(const char16_t* request, NorvikJsonCallback callback, ui
 
 void NorvikCertStoreInfo(const char16_t* provider, NorvikRecordCallback callback, uint64_t context) {
     EntryFrame::Run(RecordFailure{callback, context}, [&] { certificates::ReportKeys(provider, callback, context); });
+}
+
+void NorvikShowAboutBox() {
+    EntryFrame::Run(MessageBoxFailure{}, [] {
+        if (const auto app = CNorvikApp::Current()) app->Interface().ShowAbout();
+    });
+}
+
+void EPNorvikSignFileW(void* window, void*, const char16_t* file, int) {
+    constexpr int userDecides = 2;
+    StoreParentWindow(window);
+    NorvikSignFileFilterTSA(file, userDecides, nullptr, nullptr, nullptr);
+}
+
+void EPNorvikSignFileA(void* window, void* instance, const char* file, int show) {
+    WithWideText(file, [&](const char16_t* wide) { EPNorvikSignFileW(window, instance, wide, show); });
+}
+
+void EPNorvikShowAboutBoxW(void* window, void*, const char16_t*, int) {
+    StoreParentWindow(window);
+    NorvikShowAboutBox();
+}
+
+void EPNorvikShowAboutBoxA(void* window, void* instance, const char*, int show) {
+    EPNorvikShowAboutBoxW(window, instance, nullptr, show);
 }

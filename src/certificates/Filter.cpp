@@ -43,14 +43,20 @@ CertificateFilter ReadFilter(toolkit::CkJsonObjectW& request) {
     return filter;
 }
 
-void CopyFiltered(const tessaly::CryptStore& source, const CertificateFilter& filter, tessaly::CryptStore& target) {
+void ForEachFiltered(const tessaly::CryptStore& source, const CertificateFilter& filter,
+                     const std::function<void(tessaly::CryptCertificate)>& take) {
     const auto now = platform::GetSystemTimeAsFileTime();
     for (const auto& context : platform::CertEnumCertificatesInStore(source.store)) {
         if (platform::CertVerifyTimeValidity(now, context) != 0) continue;
         tessaly::CryptCertificate certificate(context, true);
-        if (filter.LetsThrough(certificate))
-            platform::CertAddCertificateContextToStore(target.store, context, platform::CERT_STORE_ADD_NEWER);
+        if (filter.LetsThrough(certificate)) take(std::move(certificate));
     }
+}
+
+void CopyFiltered(const tessaly::CryptStore& source, const CertificateFilter& filter, tessaly::CryptStore& target) {
+    ForEachFiltered(source, filter, [&](const tessaly::CryptCertificate& certificate) {
+        platform::CertAddCertificateContextToStore(target.store, certificate.Context(), platform::CERT_STORE_ADD_NEWER);
+    });
 }
 
 }  // namespace certificates

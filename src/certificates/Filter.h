@@ -1,6 +1,7 @@
 #pragma once
 // Which certificates of a source are offered or reported: those valid now that the lists let through.
 
+#include <functional>
 #include <string>
 #include <string_view>
 #include <unordered_set>
@@ -35,6 +36,10 @@ struct CertificateFilter {
 // The members "ThumbprintExclude", "AuthIdExclude", "ThumbprintInclude" and "AuthIdInclude". One that is absent or no
 // array is an empty list.
 CertificateFilter ReadFilter(toolkit::CkJsonObjectW& request);
+
+// Calls `take` for each certificate that is valid now and let through, in the source's order.
+void ForEachFiltered(const tessaly::CryptStore& source, const CertificateFilter& filter,
+                     const std::function<void(tessaly::CryptCertificate)>& take);
 
 // Copies what is valid now and let through, in the source's order; of two certificates with the same issuer and serial
 // number the one whose validity starts later stays.

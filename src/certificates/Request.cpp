@@ -21,13 +21,6 @@ std::u16string TextOf(toolkit::CkJsonObjectW& request, const char16_t* key) {
     return text != nullptr ? text : std::u16string();
 }
 
-platform::Secret ReadPassword(toolkit::CkJsonObjectW& request) {
-    auto utf8 = platform::ToUtf8(TextOf(request, u"Password"));
-    platform::Secret password(utf8);
-    platform::Wipe(utf8.data(), utf8.size());
-    return password;
-}
-
 std::optional<std::u16string> ReadName(toolkit::CkJsonObjectW& request, const char16_t* key) {
     if (!request.HasMember(key)) return std::nullopt;
     return TextOf(request, key);
@@ -57,8 +50,15 @@ std::optional<CertificateRequest> ReadRequest(const char16_t* text) {
     request.store = ReadName(json, u"Store");
     if (!request.file && !request.store) return std::nullopt;
     request.filter = ReadFilter(json);
-    if (request.file && NamesPfx(*request.file)) request.password = ReadPassword(json);
+    if (request.file && NamesPfx(*request.file)) request.password = SecretOf(json, u"Password");
     return request;
+}
+
+platform::Secret SecretOf(toolkit::CkJsonObjectW& json, const char16_t* key) {
+    auto utf8 = platform::ToUtf8(TextOf(json, key));
+    platform::Secret password(utf8);
+    platform::Wipe(utf8.data(), utf8.size());
+    return password;
 }
 
 GatheredCertificates Gather(const CertificateRequest& request) {

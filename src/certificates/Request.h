@@ -22,6 +22,9 @@ struct CertificateRequest {
 // without a source.
 std::optional<CertificateRequest> ReadRequest(const char16_t* text);
 
+// A password member; empty if it is absent. The copy on the way is wiped.
+platform::Secret SecretOf(toolkit::CkJsonObjectW& json, const char16_t* key);
+
 // A memory store with what the sources hold and the filter lets through, possibly nothing. A source that does not open
 // or holds no certificate at all ends it: then `failure` tells why. Throws InvalidPassword for a PFX.
 struct GatheredCertificates {
