@@ -3,6 +3,7 @@
 #include <QFontDatabase>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QPainter>
 #include <QPushButton>
 #include <QVBoxLayout>
 
@@ -18,6 +19,23 @@ QFont DialogFont(QFont font) {
     font.setStyleStrategy(QFont::PreferAntialias);
     return font;
 }
+
+// Drawn when it is looked at: the palette may change while the window is open.
+class Picture : public QWidget {
+  public:
+    Picture(QIcon icon, QWidget* parent) : QWidget(parent), icon_(std::move(icon)) {
+        setFixedSize(kBannerIcon, kBannerIcon);
+    }
+
+  protected:
+    void paintEvent(QPaintEvent*) override {
+        QPainter painter(this);
+        icon_.paint(&painter, rect());
+    }
+
+  private:
+    QIcon icon_;
+};
 
 }  // namespace
 
@@ -35,8 +53,7 @@ QWidget* CTessalyDialog::MakeBanner(const QIcon& icon, const QString& subject, c
     banner->setMinimumHeight(kBannerHeight);
     auto* const row = new QHBoxLayout(banner);
     row->setContentsMargins(0, 0, 0, 0);
-    auto* const picture = new QLabel(banner);
-    picture->setPixmap(icon.pixmap(QSize(kBannerIcon, kBannerIcon), devicePixelRatioF()));
+    auto* const picture = new Picture(icon, banner);
     auto* const texts = new QVBoxLayout;
     auto* const title = new QLabel(subject, banner);
     title->setTextFormat(Qt::PlainText);

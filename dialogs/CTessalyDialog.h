@@ -3,10 +3,7 @@
 #include <QDialog>
 #include <QIcon>
 
-class QDialogButtonBox;
-class QHBoxLayout;
 class QPushButton;
-class QVBoxLayout;
 
 // The base of all dialogs: their font, their owner and the pieces that they are laid out with. Esc cancels.
 class CTessalyDialog : public QDialog {

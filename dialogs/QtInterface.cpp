@@ -1,29 +1,25 @@
 #include "dialogs/QtInterface.h"
 
-#include <QMessageBox>
-#include <QPushButton>
-
+#include "dialogs/CAboutDlg.h"
+#include "dialogs/CProgressDlg.h"
+#include "dialogs/CSignDlg.h"
 #include "dialogs/CTextEntryDlg.h"
 #include "dialogs/Desktop.h"
+#include "dialogs/MessageBox.h"
 #include "dialogs/Texts.h"
 #include "src/ui/PinText.h"
 
 namespace dialogs {
 namespace {
 
-QMessageBox::Icon IconOf(ui::Message::Icon icon) {
-    switch (icon) {
-        case ui::Message::Icon::information:
-            return QMessageBox::Information;
-        case ui::Message::Icon::warning:
-            return QMessageBox::Warning;
-        case ui::Message::Icon::error:
-            return QMessageBox::Critical;
-        case ui::Message::Icon::none:
-            break;
-    }
-    return QMessageBox::NoIcon;
-}
+class ShownProgress : public ui::Progress {
+  public:
+    explicit ShownProgress(const QString& file) : window_(file) { window_.show(); }
+    void Update(std::uint64_t done, std::uint64_t total) override { window_.Update(done, total); }
+
+  private:
+    CProgressDlg window_;
+};
 
 std::optional<platform::Secret> Enter(const QString& title, const QString& prompt, const QString& start, bool hidden) {
     CTextEntryDlg dialog(title, prompt, start, hidden);
@@ -38,17 +34,7 @@ std::optional<platform::Secret> Enter(const QString& title, const QString& promp
 
 void QtInterface::ShowMessage(const ui::Message& message) {
     RequireDesktop();
-    QMessageBox box(OwnerWidget());
-    box.setWindowTitle(message.title.empty() ? QStringLiteral("Norvik") : ToQString(message.title));
-    box.setTextFormat(Qt::PlainText);
-    box.setText(ToQString(message.text));
-    box.setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
-    box.setIcon(IconOf(message.icon));
-    auto* const ok = box.addButton(QStringLiteral("ОК"), QMessageBox::AcceptRole);
-    ok->setObjectName(QStringLiteral("1"));
-    box.setDefaultButton(ok);
-    box.setEscapeButton(ok);
-    RunDialog(box);
+    ShowMessageBox(message);
 }
 
 std::optional<platform::Secret> QtInterface::AskText(const ui::TextQuestion& question) {
@@ -61,17 +47,23 @@ std::optional<platform::Secret> QtInterface::AskPin(const platform::PinRequest& 
     return Enter(QStringLiteral("Norvik"), QString::fromStdString(ui::PinQuestion(request)), {}, true);
 }
 
-std::optional<ui::SignDecision> QtInterface::AskSign(ui::SignQuestion) {
-    throw ui::Unavailable("AskSign");
+std::optional<ui::SignDecision> QtInterface::AskSign(ui::SignQuestion question) {
+    RequireDesktop();
+    return CSignDlg(std::move(question)).Ask();
 }
-platform::CertificateContext QtInterface::AskCertificate(ui::CertificateQuestion) {
-    throw ui::Unavailable("AskCertificate");
+
+platform::CertificateContext QtInterface::AskCertificate(ui::CertificateQuestion question) {
+    throw ui::Unavailable(question.title.empty() ? "" : "AskCertificate");
 }
+
 void QtInterface::ShowAbout() {
-    throw ui::Unavailable("ShowAbout");
+    RequireDesktop();
+    CAboutDlg().DoModal();
 }
-std::unique_ptr<ui::Progress> QtInterface::ShowProgress(const std::u16string&) {
-    return nullptr;
+
+std::unique_ptr<ui::Progress> QtInterface::ShowProgress(const std::u16string& file) {
+    RequireDesktop();
+    return std::make_unique<ShownProgress>(ToQString(file));
 }
 
 }  // namespace dialogs

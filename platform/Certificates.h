@@ -129,6 +129,15 @@ struct CERT_ACCESS_DESCRIPTION {
 };
 std::optional<std::vector<CERT_ACCESS_DESCRIPTION>> DecodeAccessDescriptions(ByteView der);  // RFC 5280, 4.2.2.1
 
+// For people, over several lines: the extension's value, of unknown ones its structure or bytes; the public key with its
+// parameters. In the technical English of the crypto library.
+std::u16string CryptFormatObject(const CERT_EXTENSION& extension);
+std::u16string CryptFormatPublicKey(const CertificateContext& certificate);
+// The field's name of an identifier, else the identifier itself.
+std::string OidName(std::string_view oid);
+// RFC 7468, 5.
+std::string PemOfCertificate(ByteView der);
+
 // The usages of the extension, else those of the property. No restriction: success, an empty list and CRYPT_E_NOT_FOUND
 // as last error. Empty optional if the extension does not decode.
 std::optional<std::vector<std::string>> CertGetEnhancedKeyUsage(const CertificateContext& certificate);

@@ -13,8 +13,15 @@ struct TableEntry {
 };
 constexpr TableEntry kStringTable[] = {
     {101, u"Windows sockets initialization failed."},
+    {272, u"Версия " NORVIK_VERSION_TEXT},
+    {275, u"Притежател"},
+    {276, u"Издател"},
+    {277, u"Валиден до"},
+    {285, u"Информация"},
     {288, u"Грешка"},
     {294, u"Страница %d"},
+    {308, u"Следният файл не може да бъде отворен:\n%1"},
+    {326, u"Моля изберете цифров сертификат."},
 };
 
 }  // namespace

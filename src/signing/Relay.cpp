@@ -10,7 +10,7 @@
 #include "src/Norvik.h"
 #include "src/signing/SignRequest.h"
 #include "toolkit/CkJsonObjectW.h"
-#include "units/Helpers.h"
+#include "units/BlankText.h"
 
 namespace signing {
 namespace {
@@ -82,7 +82,9 @@ void SignThroughLauncher(const std::filesystem::path& launcher, const char16_t* 
     }
     toolkit::CkJsonObjectW answer;
     answer.put_EmitCompact(false);
-    if (!answer.Load(ReadText(file).c_str())) {
+    // Who cancels in the other process leaves nothing.
+    const auto text = ReadText(file);
+    if (!answer.Load(text.c_str()) || units::IsBlank(text.c_str())) {
         AnswerError(answer.lastErrorText(), callback, context);
         return;
     }

@@ -1,0 +1,282 @@
+#include "dialogs/CCertificateView.h"
+
+#include <QFileDialog>
+#include <QFontDatabase>
+#include <QFormLayout>
+#include <QHeaderView>
+#include <QLabel>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QSplitter>
+#include <QTabWidget>
+#include <QTreeWidget>
+#include <QVBoxLayout>
+
+#include "crypt/CryptCertificate.h"
+#include "crypt/Status.h"
+#include "dialogs/Desktop.h"
+#include "dialogs/Icons.h"
+#include "dialogs/MessageBox.h"
+#include "dialogs/Texts.h"
+#include "platform/Files.h"
+#include "platform/Text.h"
+#include "toolkit/CkDateTimeW.h"
+#include "units/Helpers.h"
+
+namespace {
+
+using dialogs::ToQString;
+
+constexpr int kClose = 1, kExport = 12, kTabs = 20, kFields = 21, kValue = 22, kPath = 23, kPathStatus = 24;
+
+dialogs::State StateOf(std::uint32_t status) {
+    switch (tessaly::ClassifyStatus(status)) {
+        case tessaly::StatusClass::valid:
+            return dialogs::State::valid;
+        case tessaly::StatusClass::invalid:
+            return dialogs::State::invalid;
+        case tessaly::StatusClass::unverified:
+            break;
+    }
+    return dialogs::State::unverified;
+}
+
+QLabel* Value(const QString& text, QWidget* parent) {
+    auto* const label = new QLabel(text, parent);
+    label->setTextFormat(Qt::PlainText);
+    label->setWordWrap(true);
+    label->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+    label->setAccessibleName(text);
+    return label;
+}
+
+QString Moment(platform::FILETIME moment) {
+    toolkit::CkDateTimeW date;
+    date.SetFromFileTime(true, moment);
+    return ToQString(date.GetAsTimestamp(true));
+}
+
+QString Name(const platform::Bytes& der) {
+    return ToQString(platform::CertNameToStrW(der, platform::CERT_X500_NAME_STR | platform::CERT_NAME_STR_REVERSE_FLAG |
+                                                       platform::CERT_NAME_STR_CRLF_FLAG))
+        .replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
+}
+
+QString Identifier(const std::string& oid) {
+    const auto name = platform::OidName(oid);
+    return QString::fromStdString(name == oid ? oid : name + " (" + oid + ")");
+}
+
+// Bits as the first byte of keyUsage has them (RFC 5280, 4.2.1.3).
+QString KeyUsages(std::uint16_t bits) {
+    static const std::pair<std::uint16_t, QString> names[] = {
+        {0x80, QStringLiteral("цифров подпис")},
+        {0x40, QStringLiteral("неотменимост")},
+        {0x20, QStringLiteral("шифриране на ключове")},
+        {0x10, QStringLiteral("шифриране на данни")},
+        {0x08, QStringLiteral("договаряне на ключове")},
+        {0x04, QStringLiteral("подписване на сертификати")},
+        {0x02, QStringLiteral("подписване на списъци с отменени сертификати")}};
+    QStringList usages;
+    for (const auto& [bit, name] : names)
+        if ((bits & bit) != 0) usages << name;
+    return usages.join(QStringLiteral(", "));
+}
+
+QString Purposes(const platform::CertificateContext& certificate) {
+    QStringList lines;
+    if (const auto bits = platform::CertGetIntendedKeyUsage(certificate)) lines << KeyUsages(*bits);
+    for (const auto& oid : platform::CertGetEnhancedKeyUsage(certificate).value_or(std::vector<std::string>())) {
+        const auto* const known = platform::CryptFindOIDInfo(platform::CRYPT_OID_INFO_OID_KEY, oid,
+                                                             platform::CRYPT_ENHKEY_USAGE_OID_GROUP_ID);
+        lines << (known != nullptr ? ToQString(known->pwszName) : Identifier(oid));
+    }
+    lines.removeAll(QString());
+    return lines.isEmpty() ? QStringLiteral("без ограничение") : lines.join(QStringLiteral("\n"));
+}
+
+}  // namespace
+
+CCertificateView::CCertificateView(platform::CertificateContext certificate) : certificate_(std::move(certificate)) {
+    setWindowTitle(QStringLiteral("Сертификат"));
+    setWindowIcon(dialogs::Icon("certificate"));
+    {
+        const dialogs::WaitCursor wait;
+        platform::ChainParameters parameters;
+        parameters.flags = platform::CERT_CHAIN_REVOCATION_CHECK_CHAIN;
+        if (auto chain = platform::CertGetCertificateChain(certificate_, parameters)) chain_ = std::move(*chain);
+    }
+    fields_ = Fields();
+    auto* const tabs = new QTabWidget(this);
+    tabs->setObjectName(QString::number(kTabs));
+    tabs->addTab(MakeGeneral(), QStringLiteral("О&бщи"));
+    tabs->addTab(MakeDetails(), QStringLiteral("&Подробности"));
+    tabs->addTab(MakePath(), QStringLiteral("П&ът на сертифициране"));
+
+    auto* const save = MakeButton(QStringLiteral("&Запис във файл..."), kExport);
+    save->setIcon(dialogs::Icon("save"));
+    auto* const close = MakeButton(QStringLiteral("ОК"), kClose);
+    close->setDefault(true);
+    connect(save, &QPushButton::clicked, this, &CCertificateView::Export);
+    connect(close, &QPushButton::clicked, this, &QDialog::accept);
+    auto* const buttons = new QHBoxLayout;
+    buttons->addWidget(save);
+    buttons->addStretch();
+    buttons->addWidget(close);
+
+    auto* const layout = new QVBoxLayout(this);
+    layout->addWidget(tabs, 1);
+    layout->addLayout(buttons);
+    const int unit = fontMetrics().height();
+    resize(38 * unit, 34 * unit);
+}
+
+QWidget* CCertificateView::MakeGeneral() {
+    auto* const page = new QWidget(this);
+    tessaly::CryptCertificate texts(certificate_, true);
+    const auto status =
+        chain_.elements.empty() ? tessaly::kStatusNotBuilt : platform::CertVerifyCertificateChainPolicy(chain_);
+    auto* const verdict = Value(ToQString(tessaly::StatusText(status)), page);
+    verdict->setObjectName(QStringLiteral("verdict"));
+    auto colours = verdict->palette();
+    colours.setColor(QPalette::WindowText, dialogs::ColourOf(StateOf(status), palette()));
+    verdict->setPalette(colours);
+    auto* const icon = new QLabel(page);
+    icon->setPixmap(dialogs::IconOf(StateOf(status), palette()).pixmap(QSize(24, 24), devicePixelRatioF()));
+    auto* const verdictRow = new QHBoxLayout;
+    verdictRow->addWidget(icon, 0, Qt::AlignTop);
+    verdictRow->addWidget(verdict, 1);
+
+    auto* const form = new QFormLayout;
+    form->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
+    form->addRow(QStringLiteral("Издаден на:"), Value(ToQString(texts.GetSubjectName()), page));
+    form->addRow(QStringLiteral("Организация:"), Value(ToQString(texts.GetOrganization()), page));
+    form->addRow(QStringLiteral("Издаден от:"), Value(ToQString(texts.GetIssuerName()), page));
+    form->addRow(QStringLiteral("Валиден от:"), Value(ToQString(texts.GetValidFrom()), page));
+    form->addRow(QStringLiteral("Валиден до:"), Value(ToQString(texts.GetValidTo()), page));
+    form->addRow(QStringLiteral("Предназначение:"), Value(Purposes(certificate_), page));
+    form->addRow(QStringLiteral("Сериен номер:"), Value(ToQString(texts.GetSerialNumber()), page));
+
+    auto* const layout = new QVBoxLayout(page);
+    layout->addWidget(MakeBanner(dialogs::Icon("certificate"), QStringLiteral("Сертификат")));
+    layout->addLayout(form);
+    layout->addSpacing(fontMetrics().height());
+    layout->addLayout(verdictRow);
+    layout->addStretch();
+    return page;
+}
+
+std::vector<CCertificateView::Field> CCertificateView::Fields() const {
+    const auto& info = certificate_.Info();
+    tessaly::CryptCertificate texts(certificate_, true);
+    std::vector<Field> fields{
+        {QStringLiteral("Версия"), QStringLiteral("V%1").arg(info.dwVersion + 1)},
+        {QStringLiteral("Сериен номер"), ToQString(texts.GetSerialNumber())},
+        {QStringLiteral("Алгоритъм на подписа"), Identifier(info.SignatureAlgorithm)},
+        {QStringLiteral("Издател"), Name(info.Issuer)},
+        {QStringLiteral("Валиден от"), Moment(info.NotBefore)},
+        {QStringLiteral("Валиден до"), Moment(info.NotAfter)},
+        {QStringLiteral("Притежател"), Name(info.Subject)},
+        {QStringLiteral("Публичен ключ"), ToQString(platform::CryptFormatPublicKey(certificate_))}};
+    for (const auto& extension : info.rgExtension) {
+        const auto critical = extension.fCritical ? QStringLiteral(" (критично)") : QString();
+        fields.push_back(
+            {Identifier(extension.pszObjId) + critical, ToQString(platform::CryptFormatObject(extension))});
+    }
+    fields.push_back({QStringLiteral("Отпечатък SHA-1"), ToQString(texts.GetThumbprint())});
+    fields.push_back({QStringLiteral("Отпечатък SHA-256"), ToQString(texts.GetThumbprintSha256())});
+    return fields;
+}
+
+QWidget* CCertificateView::MakeDetails() {
+    auto* const splitter = new QSplitter(Qt::Vertical, this);
+    splitter->setChildrenCollapsible(false);
+    auto* const list = new QTreeWidget(splitter);
+    list->setObjectName(QString::number(kFields));
+    list->setAccessibleName(QStringLiteral("Полета"));
+    list->setRootIsDecorated(false);
+    list->setUniformRowHeights(true);
+    list->setHeaderLabels({QStringLiteral("Поле"), QStringLiteral("Стойност")});
+    list->setTextElideMode(Qt::ElideMiddle);
+    for (const auto& field : fields_)
+        new QTreeWidgetItem(list, {field.name, field.value.simplified().left(200)});
+    list->header()->resizeSection(0, 15 * fontMetrics().height());
+    auto* const value = new QPlainTextEdit(splitter);
+    value->setObjectName(QString::number(kValue));
+    value->setAccessibleName(QStringLiteral("Стойност на полето"));
+    value->setReadOnly(true);
+    value->setTabChangesFocus(true);
+    value->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+    connect(list, &QTreeWidget::currentItemChanged, value, [this, list, value](QTreeWidgetItem* item) {
+        const int row = list->indexOfTopLevelItem(item);
+        value->setPlainText(row < 0 ? QString() : fields_[static_cast<std::size_t>(row)].value);
+    });
+    list->setCurrentItem(list->topLevelItem(0));
+    splitter->setStretchFactor(0, 3);
+    splitter->setStretchFactor(1, 2);
+    return splitter;
+}
+
+// From the root down to the certificate, as people draw it.
+QWidget* CCertificateView::MakePath() {
+    auto* const page = new QWidget(this);
+    auto* const tree = new QTreeWidget(page);
+    tree->setObjectName(QString::number(kPath));
+    tree->setAccessibleName(QStringLiteral("Път на сертифициране"));
+    tree->setHeaderHidden(true);
+    auto* const status = Value(QString(), page);
+    status->setObjectName(QString::number(kPathStatus));
+    status->setMinimumHeight(3 * fontMetrics().height());
+
+    QTreeWidgetItem* above = nullptr;
+    for (int depth = static_cast<int>(chain_.elements.size()) - 1; depth >= 0; --depth) {
+        const auto& element = chain_.elements[static_cast<std::size_t>(depth)];
+        const auto verdict = platform::CertVerifyCertificateChainPolicy({element.dwErrorStatus, {element}});
+        tessaly::CryptCertificate texts(element.certificate, true);
+        auto* const item = above != nullptr ? new QTreeWidgetItem(above) : new QTreeWidgetItem(tree);
+        item->setText(0, ToQString(texts.GetSubjectName()));
+        item->setIcon(0, dialogs::IconOf(StateOf(verdict), palette()));
+        item->setData(0, Qt::UserRole, depth);
+        item->setData(0, Qt::UserRole + 1, ToQString(tessaly::StatusText(verdict)));
+        item->setToolTip(0, ToQString(texts.GetSubjectName()));
+        above = item;
+    }
+    tree->expandAll();
+    connect(tree, &QTreeWidget::currentItemChanged, status, [status](QTreeWidgetItem* item) {
+        status->setText(item != nullptr ? item->data(0, Qt::UserRole + 1).toString() : QString());
+    });
+    connect(tree, &QTreeWidget::itemActivated, this,
+            [this](QTreeWidgetItem* item) { ShowElement(item->data(0, Qt::UserRole).toInt()); });
+    if (above != nullptr) tree->setCurrentItem(above);
+
+    auto* const layout = new QVBoxLayout(page);
+    layout->addWidget(tree, 1);
+    layout->addWidget(new QLabel(QStringLiteral("Състояние на сертификата:"), page));
+    layout->addWidget(status);
+    return page;
+}
+
+// The certificate itself is open already.
+void CCertificateView::ShowElement(int depth) {
+    if (depth > 0) CCertificateView(chain_.elements[static_cast<std::size_t>(depth)].certificate).DoModal();
+}
+
+void CCertificateView::Export() {
+    QFileDialog dialog(this, QStringLiteral("Запис на сертификата"), QString(),
+                       QStringLiteral("DER (*.cer);;PEM (*.pem)"));
+    dialog.setAcceptMode(QFileDialog::AcceptSave);
+    dialog.setDefaultSuffix(QStringLiteral("cer"));
+    connect(&dialog, &QFileDialog::filterSelected, &dialog, [&dialog](const QString& filter) {
+        dialog.setDefaultSuffix(filter.startsWith(QStringLiteral("PEM")) ? QStringLiteral("pem")
+                                                                         : QStringLiteral("cer"));
+    });
+    if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty()) return;
+    const auto file = dialog.selectedFiles().front();
+    const auto pem = platform::PemOfCertificate(certificate_.Encoded());
+    const bool asPem = file.endsWith(QStringLiteral(".pem"), Qt::CaseInsensitive);
+    if (platform::WriteWholeFile(dialogs::FromQString(file), asPem ? platform::AsBytes(pem) : certificate_.Encoded()))
+        return;
+    const auto why = tessaly::FormatErrorText(platform::GetLastError());
+    dialogs::ShowMessageBox(
+        {dialogs::FromQString(file) + u"\n" + why, units::LoadStringW(288), ui::Message::Icon::error});
+}

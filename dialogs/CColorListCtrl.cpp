@@ -1,0 +1,79 @@
+#include "dialogs/CColorListCtrl.h"
+
+#include <QHeaderView>
+#include <QPainter>
+
+#include "dialogs/Icons.h"
+
+TextTable::TextTable(QObject* parent, QStringList headings, int rows, Text text)
+    : QAbstractTableModel(parent), headings_(std::move(headings)), rows_(rows), text_(std::move(text)) {}
+
+int TextTable::rowCount(const QModelIndex& parent) const {
+    return parent.isValid() ? 0 : rows_;
+}
+
+int TextTable::columnCount(const QModelIndex& parent) const {
+    return parent.isValid() ? 0 : static_cast<int>(headings_.size());
+}
+
+QVariant TextTable::data(const QModelIndex& index, int role) const {
+    if (role != Qt::DisplayRole && role != Qt::ToolTipRole) return {};
+    return text_(index.row(), index.column());
+}
+
+QVariant TextTable::headerData(int section, Qt::Orientation orientation, int role) const {
+    if (orientation != Qt::Horizontal || role != Qt::DisplayRole) return {};
+    return headings_.value(section);
+}
+
+CColorListCtrl::CColorListCtrl(QWidget* parent) : QTreeView(parent) {
+    setRootIsDecorated(false);
+    setItemsExpandable(false);
+    setUniformRowHeights(true);
+    setAllColumnsShowFocus(true);
+    setSelectionMode(QAbstractItemView::SingleSelection);
+    setSelectionBehavior(QAbstractItemView::SelectRows);
+    setEditTriggers(QAbstractItemView::NoEditTriggers);
+    setTextElideMode(Qt::ElideMiddle);
+    setTabKeyNavigation(false);
+    header()->setSectionsMovable(false);
+    header()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+}
+
+void CColorListCtrl::SetColumnWidths(const QList<int>& widths) {
+    const double scale = fontMetrics().height() / 16.0;
+    for (int column = 0; column < widths.size(); ++column)
+        setColumnWidth(column, static_cast<int>(widths[column] * scale));
+    header()->setStretchLastSection(true);
+}
+
+int CColorListCtrl::SelectedRow() const {
+    const auto rows = selectionModel() != nullptr ? selectionModel()->selectedRows() : QModelIndexList();
+    return rows.isEmpty() ? -1 : rows.front().row();
+}
+
+void CColorListCtrl::SelectRow(int row) {
+    setCurrentIndex(model()->index(row, 0));
+}
+
+void CColorListCtrl::paintEvent(QPaintEvent* event) {
+    QTreeView::paintEvent(event);
+    if (model() == nullptr || model()->rowCount() > 0 || emptyText_.isEmpty()) return;
+    QPainter painter(viewport());
+    painter.setPen(palette().color(QPalette::Disabled, QPalette::Text));
+    const auto room = viewport()->rect().adjusted(16, 8, -16, -8);
+    painter.drawText(room, Qt::AlignCenter | Qt::TextWordWrap, emptyText_);
+}
+
+void CColorListCtrl::drawRow(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const {
+    auto row = option;
+    const auto colour = coloured_ ? index.siblingAtColumn(0).data(kItemData).toUInt() : 0U;
+    if (colour != 0) row.palette.setColor(QPalette::Text, QColor::fromRgb(colour));
+    const bool selected = selectionModel()->isRowSelected(index.row(), index.parent());
+    if (banded_ && index.row() % 2 == 0 && !selected) {
+        const auto band =
+            dialogs::IsDark(palette()) ? palette().color(QPalette::Base).lighter(135) : QColor(0xee, 0xee, 0xee);
+        painter->fillRect(row.rect, band);
+    }
+    QTreeView::drawRow(painter, row, index);
+}

@@ -1,0 +1,70 @@
+#include <openssl/objects.h>
+#include <openssl/pem.h>
+
+#include "platform/Certificates.h"
+#include "platform/Text.h"
+#include "platform/posix/OpenSsl.h"
+
+namespace platform {
+namespace {
+
+using posix::BioPtr;
+using ExtensionPtr = posix::Owned<X509_EXTENSION, X509_EXTENSION_free>;
+using ObjectPtr = posix::Owned<ASN1_OBJECT, ASN1_OBJECT_free>;
+using StringPtr = posix::Owned<ASN1_OCTET_STRING, ASN1_OCTET_STRING_free>;
+
+std::u16string TextOf(BIO* bio) {
+    char* text = nullptr;
+    const auto size = BIO_get_mem_data(bio, &text);
+    return size > 0 ? ToWide({text, static_cast<std::size_t>(size)}) : std::u16string();
+}
+
+}  // namespace
+
+// What the library does not know by name it shows as the structure of the value, and garbage as bytes.
+std::u16string CryptFormatObject(const CERT_EXTENSION& extension) {
+    const ObjectPtr object(OBJ_txt2obj(extension.pszObjId.c_str(), 1));
+    const StringPtr value(ASN1_OCTET_STRING_new());
+    const BioPtr bio(BIO_new(BIO_s_mem()));
+    if (!object || !value || !bio) return {};
+    const auto size = static_cast<int>(extension.Value.size());
+    if (ASN1_OCTET_STRING_set(value.get(), extension.Value.data(), size) != 1) return {};
+    const ExtensionPtr whole(X509_EXTENSION_create_by_OBJ(nullptr, object.get(), 0, value.get()));
+    const bool printed = whole && X509V3_EXT_print(bio.get(), whole.get(), X509V3_EXT_PARSE_UNKNOWN, 0) == 1;
+    if (!printed) {
+        BIO_reset(bio.get());
+        BIO_dump(bio.get(), reinterpret_cast<const char*>(extension.Value.data()), size);
+    }
+    posix::DrainErrorQueue();
+    return TextOf(bio.get());
+}
+
+std::u16string CryptFormatPublicKey(const CertificateContext& certificate) {
+    const auto& der = certificate.Info().SubjectPublicKeyInfo;
+    const auto* at = der.data();
+    const posix::EvpKeyPtr key(d2i_PUBKEY(nullptr, &at, static_cast<long>(der.size())));
+    const BioPtr bio(BIO_new(BIO_s_mem()));
+    if (bio && (!key || EVP_PKEY_print_public(bio.get(), key.get(), 0, nullptr) != 1)) {
+        BIO_reset(bio.get());
+        BIO_dump(bio.get(), reinterpret_cast<const char*>(der.data()), static_cast<int>(der.size()));
+    }
+    posix::DrainErrorQueue();
+    return bio ? TextOf(bio.get()) : std::u16string();
+}
+
+std::string OidName(std::string_view oid) {
+    const ObjectPtr object(OBJ_txt2obj(std::string(oid).c_str(), 1));
+    const int nid = object ? OBJ_obj2nid(object.get()) : NID_undef;
+    posix::DrainErrorQueue();
+    return nid == NID_undef ? std::string(oid) : OBJ_nid2ln(nid);
+}
+
+std::string PemOfCertificate(ByteView der) {
+    const BioPtr bio(BIO_new(BIO_s_mem()));
+    if (!bio || PEM_write_bio(bio.get(), "CERTIFICATE", "", der.data(), static_cast<long>(der.size())) <= 0) return {};
+    char* text = nullptr;
+    const auto size = BIO_get_mem_data(bio.get(), &text);
+    return {text, static_cast<std::size_t>(size)};
+}
+
+}  // namespace platform

@@ -1,0 +1,201 @@
+#include "src/signing/SignRequest.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "norvik/norvik.h"
+#include "platform/Text.h"
+#include "src/Norvik.h"
+#include "src/signing/Relay.h"
+#include "src/signing/SignExports.h"
+#include "tests/support/Pki.h"
+#include "tests/support/Process.h"
+#include "tests/support/ScriptedInterface.h"
+#include "toolkit/CkJsonObjectW.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using testing::HasSubstr;
+
+std::vector<std::string> answers;
+void Keep(std::uint64_t context, const char16_t* json) {
+    EXPECT_EQ(context, 0x1234567890ABCDEFu);
+    answers.push_back(platform::ToUtf8(json));
+}
+
+class SignRequestTest : public testing::Test {
+  protected:
+    SignRequestTest() {
+        answers.clear();
+        pki_.Install(profile_);
+        CNorvikApp::Start(std::make_unique<tests::ScriptedInterface>(script_));
+        file_ = profile_.Write("documents/договор.pdf", "The words that count.\n");
+        script_.decide = [](const ui::SignQuestion& question) -> std::optional<ui::SignDecision> {
+            if (question.certificates.empty()) return std::nullopt;
+            return ui::SignDecision{question.certificates[0].Context(), std::nullopt, question.detached};
+        };
+    }
+    ~SignRequestTest() override { CNorvikApp::Stop(); }
+
+    [[nodiscard]] std::string Request(const std::string& members = "") const {
+        return R"({"SignFile": ")" + file_.string() + '"' + members + "}";
+    }
+    static bool Run(const std::string& request) {
+        return signing::SignByRequest(platform::ToWide(request).c_str(), Keep, 0x1234567890ABCDEF);
+    }
+    static std::string Member(const char16_t* key) {
+        toolkit::CkJsonObjectW json;
+        EXPECT_TRUE(json.Load(platform::ToWide(answers.back()).c_str())) << answers.back();
+        const auto* text = json.StringOf(key);
+        return text != nullptr ? platform::ToUtf8(text) : "<none>";
+    }
+    // A launcher for the relay that does what the script says with the request file in $1.
+    fs::path Launcher(const std::string& script) const {
+        const auto path = profile_.Write("library/NorvikRun.exe", "#!/bin/sh\n" + script);
+        fs::permissions(path, fs::perms::owner_all);
+        return path;
+    }
+
+    tests::Profile profile_;
+    tests::StandardPki pki_;
+    tests::Script script_;
+    fs::path file_;
+};
+
+TEST_F(SignRequestTest, LeavesTheFormToThePersonOnlyInOtherModes) {
+    struct Case {
+        const char *name, *members;
+        bool detached, boxShown;
+    };
+    for (const auto& row :
+         {Case{"a.txt", "", true, false}, Case{"a.txt", R"(, "SignMode": 0)", true, false},
+          Case{"a.txt", R"(, "SignMode": 1)", false, false}, Case{"a.txt", R"(, "SignMode": 2)", false, true},
+          Case{"a.p7m", R"(, "SignMode": 0)", false, false}, Case{"a.p7s", R"(, "SignMode": 2)", false, false},
+          Case{"a.P7M", R"(, "SignMode": 0)", true, false}}) {
+        file_ = profile_.Write(row.name, "content");
+        ASSERT_TRUE(Run(Request(row.members))) << row.name << row.members;
+        EXPECT_EQ(script_.signAsked.back().detached, row.detached) << row.name << row.members;
+        EXPECT_EQ(script_.signAsked.back().showDetachedBox, row.boxShown) << row.name << row.members;
+        EXPECT_EQ(Member(u"ResultFile"), file_.string() + (row.detached ? ".p7s" : ".p7m"));
+    }
+}
+
+TEST_F(SignRequestTest, AnswersWithWhatOpensslAcceptsInTheFolderThatWasNamed) {
+    const auto folder = profile_.Folder() / "made";
+    ASSERT_TRUE(Run(Request(R"(, "SignMode": 1, "ResultFolder": ")" + folder.string() + '"')));
+    const auto result = folder / "договор.pdf.p7m";
+    EXPECT_EQ(answers.size(), 1u);
+    EXPECT_EQ(Member(u"SignFile"), file_.string());
+    EXPECT_EQ(Member(u"ResultFile"), result.string());
+    EXPECT_EQ(Member(u"SignMode"), "1");
+    EXPECT_EQ(Member(u"Error"), "<none>");
+    EXPECT_THAT(answers[0], HasSubstr("\n")) << "over several lines";
+    const auto root = profile_.Write("root.pem", pki_.root.Pem());
+    const auto verdict = tests::RunProgram({"openssl", "cms", "-verify", "-binary", "-inform", "DER", "-in", result,
+                                            "-CAfile", root, "-out", "/dev/stdout"});
+    EXPECT_EQ(verdict.status, 0) << verdict.output;
+}
+
+TEST_F(SignRequestTest, OffersWhatTheFilterLetsThroughFromEverySourceAgain) {
+    auto lower = platform::ToUtf8(
+        tessaly::CryptCertificate(platform::CertCreateCertificateContext(pki_.signer.Der()), true).GetThumbprint());
+    for (auto& c : lower)
+        c = static_cast<char>(std::tolower(c));
+    ASSERT_TRUE(Run(Request(R"(, "StoreWindows": "MY", "ThumbprintInclude": [")" + lower + R"("])")));
+    EXPECT_EQ(script_.signAsked.back().certificates.size(), 2u);
+    EXPECT_FALSE(Run(Request(R"(, "ThumbprintExclude": [")" + lower + R"("])")));
+    EXPECT_TRUE(script_.signAsked.back().certificates.empty());
+    EXPECT_EQ(answers.size(), 1u) << "who cancels gives no answer";
+    ASSERT_TRUE(Run(Request(R"(, "TSA": [{"title": "Една", "url": "http://127.0.0.1:9/"}])")));
+    ASSERT_EQ(script_.signAsked.back().authorities.size(), 1u);
+    EXPECT_EQ(script_.signAsked.back().authorities[0].title, u"Една");
+}
+
+TEST_F(SignRequestTest, TellsEachFailureInItsOwnWay) {
+    for (const std::string bad : {"no json", "{}", "[1]", R"({"File": "x"})"}) {
+        EXPECT_FALSE(Run(bad)) << bad;
+        EXPECT_EQ(Member(u"ErrorMessage"), "SignFileJson: Invalid json input!!!") << bad;
+    }
+    answers.clear();
+    EXPECT_FALSE(signing::SignByRequest(u"", Keep, 0));
+    EXPECT_FALSE(signing::SignByRequest(nullptr, Keep, 0));
+    EXPECT_FALSE(signing::SignByRequest(u"{}", nullptr, 0));
+    EXPECT_TRUE(answers.empty());
+
+    file_ = profile_.Folder() / "missing";
+    EXPECT_TRUE(Run(Request())) << "the engine ran";
+    EXPECT_EQ(Member(u"ErrorMessage"), "Грешка при изпълнение на SignFile.");
+    EXPECT_EQ(Member(u"ResultFile"), "");
+    const auto garbage = profile_.Write("garbage.pfx", "no keys");
+    EXPECT_FALSE(Run(Request(R"(, "StoreFilename": ")" + garbage.string() + R"(", "StorePassword": "x")")));
+    EXPECT_EQ(Member(u"ErrorMessage"), "Invalid password for " + garbage.string());
+    script_.decide = [](const ui::SignQuestion&) -> std::optional<ui::SignDecision> {
+        throw ui::Unavailable("няма екран");
+    };
+    EXPECT_FALSE(Run(Request()));
+    EXPECT_EQ(Member(u"ErrorMessage"), "няма екран");
+}
+
+TEST_F(SignRequestTest, OlderFormsGiveThePathInTheirBuffer) {
+    static constexpr auto sign = [](const char16_t* request, NorvikJsonCallback callback, std::uint64_t context) {
+        return signing::SignByRequest(request, callback, context);
+    };
+    const auto file = file_.u16string();
+    std::u16string buffer(4096, u'?');
+    EXPECT_TRUE(signing::SignFileByArguments(sign, file.c_str(), 1, buffer.data(), nullptr, u"  ignored "));
+    EXPECT_EQ(std::u16string(buffer.c_str()), file + u".p7m");
+    EXPECT_TRUE(signing::SignFileByArguments(sign, file.c_str(), 0, nullptr, u"", nullptr));
+    EXPECT_FALSE(signing::SignFileByArguments(sign, file.c_str(), 0, nullptr, u"AA;;BB;", nullptr));
+    EXPECT_TRUE(script_.signAsked.back().certificates.empty()) << "no thumbprint of the list is there";
+    for (const auto* none : {static_cast<const char16_t*>(nullptr), u" \t\r\n", u"/no/such/file"})
+        EXPECT_FALSE(signing::SignFileByArguments(sign, none, 1, buffer.data(), nullptr, nullptr));
+    script_.decide = [&](const ui::SignQuestion& question) -> std::optional<ui::SignDecision> {
+        fs::remove(file_);
+        return ui::SignDecision{question.certificates[0].Context(), std::nullopt, false};
+    };
+    EXPECT_TRUE(signing::SignFileByArguments(sign, file.c_str(), 1, buffer.data(), nullptr, nullptr));
+    EXPECT_EQ(buffer[0], 0) << "the empty text tells the failure";
+}
+
+TEST_F(SignRequestTest, ARequestGoesThroughALauncherThatStandsBesideTheLibrary) {
+    EXPECT_EQ(signing::FindLauncher(profile_.Folder() / "library/libNorvik.so"), fs::path());
+    const auto launcher =
+        Launcher("cp \"$1\" \"$PWD/request\"\nstat -c %a \"$1\" > mode\nprintf '{\"a\":\"я\"}' > \"$1\"\n");
+    EXPECT_EQ(signing::FindLauncher(profile_.Folder() / "library/libNorvik.so"), launcher);
+    const auto relay = [&] {
+        answers.clear();
+        signing::SignThroughLauncher(launcher, u"{\"SignFile\": \"договор\"}", Keep, 0x1234567890ABCDEF);
+        EXPECT_EQ(answers.size(), 1u);
+    };
+    relay();
+    EXPECT_EQ(Member(u"a"), "я");
+    EXPECT_EQ(tests::ReadFile(launcher.parent_path() / "request"), "{\"SignFile\": \"договор\"}");
+    EXPECT_EQ(tests::ReadFile(launcher.parent_path() / "mode"), "600\n");
+    for (const auto* ending : {": > \"$1\"\n", "kill -9 $$\n: > \"$1\"\n", "rm \"$1\"\n"}) {
+        Launcher(ending);
+        relay();
+        if (std::string_view(ending).starts_with("kill")) continue;  // its own request comes back, which parses
+        EXPECT_NE(Member(u"ErrorString"), "<none>") << ending;
+    }
+    fs::permissions(launcher, fs::perms::owner_read);
+    relay();
+    EXPECT_NE(Member(u"ErrorString"), "<none>");
+    ASSERT_FALSE(script_.shown.empty());
+    EXPECT_EQ(script_.shown.back().title, u"Norvik грешка!");
+}
+
+TEST_F(SignRequestTest, TheLaunchersSidePutsTheAnswerInThePlaceOfTheRequest) {
+    const auto relay = profile_.Write("session with blanks/out.txt", Request(R"(, "SignMode": 1)"));
+    signing::AnswerRelayedRequest(relay.u16string().c_str());
+    EXPECT_THAT(tests::ReadFile(relay), HasSubstr(".p7m"));
+    profile_.Write("session with blanks/out.txt", Request());
+    script_.decide = nullptr;
+    signing::AnswerRelayedRequest(relay.u16string().c_str());
+    EXPECT_EQ(tests::ReadFile(relay), "") << "who cancels leaves nothing";
+    EXPECT_TRUE(script_.shown.empty());
+    signing::AnswerRelayedRequest(u"/no/such/file");
+    EXPECT_EQ(script_.Texts().back(), "Грешни параметри за подписване");
+}
+
+}  // namespace
