@@ -22,12 +22,12 @@ void Check(const toolkit::cms::Findings& findings) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const platform::ByteView bytes(data, size);
-    units::MemorySource source(bytes);
+    platform::MemorySource source(bytes);
     const auto decoded = toolkit::cms::LooksLikeText(source) ? toolkit::cms::DecodeText(source) : nullptr;
-    units::ByteSource& message = decoded ? *decoded : source;
+    platform::ByteSource& message = decoded ? *decoded : source;
     toolkit::OperationLog log;
     Check(toolkit::cms::VerifyAttached(message, {.validateTimestamps = true}, log));
-    units::MemorySource content(platform::AsBytes("content"));
+    platform::MemorySource content(platform::AsBytes("content"));
     Check(toolkit::cms::VerifyDetached(message, content, {}, log));
     return 0;
 }

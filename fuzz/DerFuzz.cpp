@@ -2,20 +2,20 @@
 
 #include <cstdlib>
 
-#include "units/Der.h"
-#include "units/Oid.h"
-#include "units/TstInfo.h"
+#include "platform/formats/Der.h"
+#include "platform/formats/Oid.h"
+#include "platform/formats/TstInfo.h"
 
 namespace {
 
-void Walk(platform::ByteView bytes, units::DerRules rules) {
-    units::DerReader reader(bytes, rules);
+void Walk(platform::ByteView bytes, platform::DerRules rules) {
+    platform::DerReader reader(bytes, rules);
     std::size_t seen = 0;
     while (const auto element = reader.Next()) {
         seen += element->encoded.size();
         if (seen > bytes.size() || element->contents.size() > element->encoded.size()) std::abort();
-        if (element->tag == units::tag::kOid) (void)units::OidToText(element->contents);
-        units::DerReader inner(element->contents, rules);
+        if (element->tag == platform::tag::kOid) (void)platform::OidToText(element->contents);
+        platform::DerReader inner(element->contents, rules);
         while (inner.Next()) {
         }
     }
@@ -25,12 +25,12 @@ void Walk(platform::ByteView bytes, units::DerRules rules) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const platform::ByteView bytes(data, size);
-    Walk(bytes, units::DerRules::der);
-    Walk(bytes, units::DerRules::ber);
-    if (const auto der = units::ToDer(bytes)) {
+    Walk(bytes, platform::DerRules::der);
+    Walk(bytes, platform::DerRules::ber);
+    if (const auto der = platform::ToDer(bytes)) {
         // What was made DER is not changed by a second time.
-        if (units::ToDer(*der) != der) std::abort();
+        if (platform::ToDer(*der) != der) std::abort();
     }
-    (void)units::ReadTstInfo(bytes);
+    (void)platform::ReadTstInfo(bytes);
     return 0;
 }

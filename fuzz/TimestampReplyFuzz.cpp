@@ -4,13 +4,13 @@
 
 #include "toolkit/cms/MessageVerifier.h"
 #include "toolkit/cms/TimestampReply.h"
-#include "units/TstInfo.h"
+#include "platform/formats/TstInfo.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const auto reply = toolkit::cms::DecodeTimestampReply({data, size});
     if (!reply) return 0;
     if (toolkit::cms::PkiStatusName(reply->status).empty()) std::abort();
-    units::MemorySource token(reply->token);
+    platform::MemorySource token(reply->token);
     platform::Bytes content;
     toolkit::OperationLog log;
     const auto findings = toolkit::cms::VerifyAttached(token, {}, log, [&](platform::ByteView piece) {
@@ -18,6 +18,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         return true;
     });
     if (findings.valid && findings.signers.empty()) std::abort();
-    (void)units::ReadTstInfo(content);
+    (void)platform::ReadTstInfo(content);
     return 0;
 }

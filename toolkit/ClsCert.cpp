@@ -55,7 +55,7 @@ Bytes DecodeHex(std::string_view text) {
 }
 
 Bytes DecodeBase64(std::string_view text) {
-    units::MemorySource source(platform::AsBytes(text));
+    platform::MemorySource source(platform::AsBytes(text));
     const auto decoded = cms::DecodeText(source);
     if (!decoded) return {};
     return decoded->Copy(0, static_cast<std::size_t>(decoded->Size())).value_or(Bytes());

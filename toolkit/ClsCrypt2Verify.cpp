@@ -17,7 +17,7 @@ using platform::ByteView;
 class Input {
   public:
     // Null with the reason in the log.
-    static std::unique_ptr<units::ByteSource> Decode(std::unique_ptr<units::ByteSource> source, OperationLog& log) {
+    static std::unique_ptr<platform::ByteSource> Decode(std::unique_ptr<platform::ByteSource> source, OperationLog& log) {
         if (source->Size() == 0) {
             log.Line("No input data to verify");
             return nullptr;
@@ -29,9 +29,9 @@ class Input {
         return decoded;
     }
 
-    static std::unique_ptr<units::ByteSource> Open(const std::filesystem::path& path, OperationLog& log) {
+    static std::unique_ptr<platform::ByteSource> Open(const std::filesystem::path& path, OperationLog& log) {
         auto file = platform::InputFile::Open(path);
-        if (file) return std::make_unique<units::FileSource>(std::move(*file));
+        if (file) return std::make_unique<platform::FileSource>(std::move(*file));
         const auto error = platform::GetLastError();
         log.Line("Failed to open the file.");
         log.Value("path", path.string());
@@ -39,7 +39,7 @@ class Input {
         return nullptr;
     }
 
-    static std::unique_ptr<units::ByteSource> OpenMessage(const std::filesystem::path& path, OperationLog& log) {
+    static std::unique_ptr<platform::ByteSource> OpenMessage(const std::filesystem::path& path, OperationLog& log) {
         auto source = Open(path, log);
         return source ? Decode(std::move(source), log) : nullptr;
     }
@@ -76,7 +76,7 @@ bool ClsCrypt2::VerifyBytes(ByteView content, ByteView signature) {
         operation.Log().Line("No input data to verify");
         return false;
     }
-    units::MemorySource message(signature), data(content);
+    platform::MemorySource message(signature), data(content);
     lastFindings_ =
         Keep(cms::VerifyDetached(message, data, OptionsFrom(cmsOptions_, progress_, operation.Log()), operation.Log()));
     return operation.Finish(lastFindings_ && lastFindings_->valid);
@@ -85,7 +85,7 @@ bool ClsCrypt2::VerifyBytes(ByteView content, ByteView signature) {
 bool ClsCrypt2::VerifyOpaque(Operation& operation, ByteView message, Bytes& content) {
     lastFindings_.reset();
     auto& log = operation.Log();
-    const auto source = Input::Decode(std::make_unique<units::MemorySource>(message), log);
+    const auto source = Input::Decode(std::make_unique<platform::MemorySource>(message), log);
     if (!source) return false;
     const auto options = OptionsFrom(cmsOptions_, progress_, log);
     lastFindings_ = Keep(cms::VerifyAttached(*source, options, log, [&](ByteView piece) {

@@ -4,18 +4,18 @@
 #include <stdexcept>
 #include <vector>
 
-#include "units/Der.h"
-#include "units/DerWriter.h"
+#include "platform/formats/Der.h"
+#include "platform/formats/DerWriter.h"
 
 namespace testing_support {
 
 // The elements of a SEQUENCE, SET or context tag in DER, each with its header.
 inline std::vector<platform::Bytes> ElementsOf(platform::ByteView element) {
-    units::DerReader outer(element);
+    platform::DerReader outer(element);
     const auto whole = outer.Next();
     if (!whole) throw std::runtime_error("no DER");
     std::vector<platform::Bytes> parts;
-    for (units::DerReader inner(whole->contents); !inner.AtEnd();) {
+    for (platform::DerReader inner(whole->contents); !inner.AtEnd();) {
         const auto part = inner.Next();
         if (!part) throw std::runtime_error("no DER inside");
         parts.push_back(platform::CopyOf(part->encoded));
@@ -24,7 +24,7 @@ inline std::vector<platform::Bytes> ElementsOf(platform::ByteView element) {
 }
 
 inline platform::Bytes Wrap(std::uint8_t tag, const std::vector<platform::Bytes>& parts) {
-    units::DerWriter out;
+    platform::DerWriter out;
     out.Nested(tag, [&] {
         for (const auto& part : parts)
             out.Raw(part);
@@ -44,7 +44,7 @@ struct MessageParts {
         for (const auto& signer : ElementsOf(fields.back()))
             signers.push_back(ElementsOf(signer));
         fields.pop_back();
-        if (fields.back().front() == units::tag::ContextConstructed(0)) {
+        if (fields.back().front() == platform::tag::ContextConstructed(0)) {
             certificates = ElementsOf(fields.back());
             fields.pop_back();
         }
@@ -52,22 +52,22 @@ struct MessageParts {
 
     [[nodiscard]] platform::Bytes Assemble() const {
         std::vector<platform::Bytes> signedData = fields;
-        if (!certificates.empty()) signedData.push_back(Wrap(units::tag::ContextConstructed(0), certificates));
+        if (!certificates.empty()) signedData.push_back(Wrap(platform::tag::ContextConstructed(0), certificates));
         std::vector<platform::Bytes> infos;
         for (const auto& signer : signers)
-            infos.push_back(Wrap(units::tag::kSequence, signer));
-        signedData.push_back(Wrap(units::tag::kSet, infos));
-        units::DerWriter type;
+            infos.push_back(Wrap(platform::tag::kSequence, signer));
+        signedData.push_back(Wrap(platform::tag::kSet, infos));
+        platform::DerWriter type;
         type.Oid("1.2.840.113549.1.7.2");
-        const auto inner = Wrap(units::tag::ContextConstructed(0), {Wrap(units::tag::kSequence, signedData)});
-        return Wrap(units::tag::kSequence, {type.Take(), inner});
+        const auto inner = Wrap(platform::tag::ContextConstructed(0), {Wrap(platform::tag::kSequence, signedData)});
+        return Wrap(platform::tag::kSequence, {type.Take(), inner});
     }
 
     void SetContent(std::string_view type, platform::ByteView content) {
-        units::DerWriter out;
+        platform::DerWriter out;
         out.Sequence([&] {
             out.Oid(type);
-            out.Nested(units::tag::ContextConstructed(0), [&] { out.OctetString(content); });
+            out.Nested(platform::tag::ContextConstructed(0), [&] { out.OctetString(content); });
         });
         fields.at(2) = out.Take();
     }

@@ -1,13 +1,13 @@
 #include "tests/toolkit/SignFixture.h"
 
 #include "platform/Text.h"
+#include "platform/formats/Der.h"
+#include "platform/formats/Oid.h"
 #include "tests/support/SoftToken.h"
-#include "units/Der.h"
-#include "units/Oid.h"
 
 namespace tests {
 
-using units::DerReader;
+using platform::DerReader;
 
 std::u16string Wide(const std::string& utf8) {
     return platform::ToWide(utf8);
@@ -69,26 +69,26 @@ constexpr std::uint8_t kContext0 = 0xA0;
 
 std::string ShapeOfRow(ByteView bytes);
 
-std::string ShapeOf(const units::DerElement& element) {
+std::string ShapeOf(const platform::DerElement& element) {
     const auto nested = [&](std::string name) {
         return name.append("(").append(ShapeOfRow(element.contents)).append(")");
     };
     switch (element.tag) {
-        case units::tag::kSequence:
+        case platform::tag::kSequence:
             return nested("S");
-        case units::tag::kSet:
+        case platform::tag::kSet:
             return nested("T");
-        case units::tag::kOid:
-            return units::OidToText(element.contents).value_or("bad identifier");
-        case units::tag::kInteger:
+        case platform::tag::kOid:
+            return platform::OidToText(element.contents).value_or("bad identifier");
+        case platform::tag::kInteger:
             return std::string("int ").append(Hex(element.contents));
-        case units::tag::kBoolean:
+        case platform::tag::kBoolean:
             return std::string("boolean ").append(Hex(element.contents));
-        case units::tag::kNull:
+        case platform::tag::kNull:
             return "null";
-        case units::tag::kOctetString:
+        case platform::tag::kOctetString:
             return std::string("octets ").append(std::to_string(element.contents.size()));
-        case units::tag::kUtcTime:
+        case platform::tag::kUtcTime:
             return std::string("utc ").append(std::to_string(element.contents.size()));
         default:
             break;
@@ -98,7 +98,7 @@ std::string ShapeOf(const units::DerElement& element) {
     return std::string("tag ").append(std::to_string(element.tag));
 }
 
-bool IsCertificate(const units::DerElement& element) {
+bool IsCertificate(const platform::DerElement& element) {
     const unsigned char* start = element.encoded.data();
     X509* parsed = d2i_X509(nullptr, &start, static_cast<long>(element.encoded.size()));
     X509_free(parsed);
@@ -115,11 +115,11 @@ std::string ShapeOfRow(ByteView bytes) {
     return row.AtEnd() ? shape : shape + " malformed";
 }
 
-void ReadAttributes(const std::optional<units::DerElement>& set, std::vector<Bytes>& attributes,
+void ReadAttributes(const std::optional<platform::DerElement>& set, std::vector<Bytes>& attributes,
                     std::vector<std::string>& types) {
     if (!set) return;
     DerReader row(set->contents);
-    while (const auto attribute = row.Next(units::tag::kSequence)) {
+    while (const auto attribute = row.Next(platform::tag::kSequence)) {
         attributes.emplace_back(attribute->encoded.begin(), attribute->encoded.end());
         types.push_back(DerReader(attribute->contents).Oid().value_or("malformed"));
     }
@@ -135,22 +135,22 @@ SignerParts ReadSigner(const std::filesystem::path& message) {
     SignerParts parts;
     const std::string bytes = ReadFile(message);
     DerReader outer(platform::AsBytes(bytes));
-    auto contentInfo = outer.Enter(units::tag::kSequence).value();
+    auto contentInfo = outer.Enter(platform::tag::kSequence).value();
     contentInfo.Oid().value();
-    auto fields = contentInfo.Enter(kContext0).value().Enter(units::tag::kSequence).value();
+    auto fields = contentInfo.Enter(kContext0).value().Enter(platform::tag::kSequence).value();
     fields.Next().value();  // version
     fields.Next().value();  // digestAlgorithms
     fields.Next().value();  // encapContentInfo
     auto certificates = fields.Enter(kContext0).value();
     while (const auto certificate = certificates.Next())
         parts.certificates.emplace_back(certificate->encoded.begin(), certificate->encoded.end());
-    auto signer = fields.Enter(units::tag::kSet).value().Enter(units::tag::kSequence).value();
+    auto signer = fields.Enter(platform::tag::kSet).value().Enter(platform::tag::kSequence).value();
     signer.Next().value();  // version
     signer.Next().value();  // sid
     signer.Next().value();  // digestAlgorithm
     ReadAttributes(signer.Next(kContext0), parts.signedAttributes, parts.signedTypes);
-    parts.signatureOid = signer.Enter(units::tag::kSequence).value().Oid().value();
-    const auto signature = signer.Next(units::tag::kOctetString).value();
+    parts.signatureOid = signer.Enter(platform::tag::kSequence).value().Oid().value();
+    const auto signature = signer.Next(platform::tag::kOctetString).value();
     parts.signature.assign(signature.contents.begin(), signature.contents.end());
     ReadAttributes(signer.Next(kContext0 + 1), parts.unsignedAttributes, parts.unsignedTypes);
     return parts;
@@ -158,9 +158,9 @@ SignerParts ReadSigner(const std::filesystem::path& message) {
 
 Bytes AttributeValue(const std::vector<Bytes>& attributes, const std::string& oid) {
     for (const Bytes& attribute : attributes) {
-        auto fields = DerReader(attribute).Enter(units::tag::kSequence).value();
+        auto fields = DerReader(attribute).Enter(platform::tag::kSequence).value();
         if (fields.Oid() != oid) continue;
-        const auto value = fields.Enter(units::tag::kSet).value().Next().value();
+        const auto value = fields.Enter(platform::tag::kSet).value().Next().value();
         return {value.encoded.begin(), value.encoded.end()};
     }
     return {};

@@ -4,11 +4,11 @@
 
 #include <fstream>
 
+#include "platform/formats/Der.h"
 #include "tests/support/Profile.h"
 #include "toolkit/cms/ContentPass.h"
 #include "toolkit/cms/HashThread.h"
 #include "toolkit/cms/SignedDataFrame.h"
-#include "units/Der.h"
 
 namespace {
 
@@ -24,7 +24,7 @@ std::uint64_t WalkHead(const Bytes& head, std::uint64_t contentSize, std::uint64
     const std::uint64_t total = head.size() + contentSize + tailSize;
     std::uint64_t at = 0;
     const auto enter = [&](std::uint8_t tag) {
-        const auto header = units::ParseElementHeader(platform::ByteView(head).subspan(at), units::DerRules::der);
+        const auto header = platform::ParseElementHeader(platform::ByteView(head).subspan(at), platform::DerRules::der);
         EXPECT_TRUE(header && header->tag == tag) << "at " << at;
         at += header ? header->size : 0;
         return at + (header ? header->length : 0);

@@ -6,9 +6,9 @@
 #include <cstdlib>
 
 #include "platform/Hash.h"
+#include "platform/formats/Der.h"
 #include "tests/toolkit/SignFixture.h"
 #include "toolkit/cms/SignatureAlgorithms.h"
-#include "units/Der.h"
 
 namespace {
 
@@ -205,7 +205,7 @@ TEST_F(SignTest, LengthThatWasGuessedWrongIsMended) {
         std::string content(size, 'y');
         content.back() = 'z';
         const std::string message = ReadFile(Sign(content));
-        const auto outer = units::SoleElement(platform::AsBytes(message), units::tag::kSequence);
+        const auto outer = platform::SoleElement(platform::AsBytes(message), platform::tag::kSequence);
         ASSERT_TRUE(outer) << size;
         EXPECT_THAT(Shape(outer->encoded),
                     HasSubstr(std::string("[0](octets ").append(std::to_string(size)).append(")")))

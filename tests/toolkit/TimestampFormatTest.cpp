@@ -5,11 +5,11 @@
 
 #include <set>
 
+#include "platform/formats/DerWriter.h"
 #include "tests/support/Process.h"
 #include "tests/toolkit/SignFixture.h"
 #include "toolkit/cms/TimestampReply.h"
 #include "toolkit/cms/TimestampRequest.h"
-#include "units/DerWriter.h"
 
 namespace {
 
@@ -53,12 +53,12 @@ TEST(TimestampRequest, NonceIsAPositiveNumberOfTwelveBytes) {
 
 // PKIStatusInfo and, if given, something in the place of the token.
 Bytes Reply(std::uint64_t status, const Bytes& failInfo, bool withToken) {
-    units::DerWriter out;
+    platform::DerWriter out;
     out.Sequence([&] {
         out.Sequence([&] {
             out.Integer(status);
-            out.Sequence([&] { out.Text(units::tag::kUtf8String, "не сега"); });
-            if (!failInfo.empty()) out.Value(units::tag::kBitString, failInfo);
+            out.Sequence([&] { out.Text(platform::tag::kUtf8String, "не сега"); });
+            if (!failInfo.empty()) out.Value(platform::tag::kBitString, failInfo);
         });
         if (withToken) out.Sequence([&] { out.Integer(5); });
     });

@@ -1,10 +1,10 @@
 // Signatures with a timestamp from an authority on loopback, good and bad.
 
 #include "platform/Hash.h"
+#include "platform/formats/Der.h"
 #include "tests/support/Process.h"
 #include "tests/support/TsaServer.h"
 #include "tests/toolkit/SignFixture.h"
-#include "units/Der.h"
 
 namespace {
 
@@ -86,14 +86,14 @@ TEST_F(TimestampTest, RequestIsPostedOverTheSignatureValue) {
     EXPECT_EQ(request.headers.at("content-type"), "application/timestamp-query");
     EXPECT_EQ(request.Credentials(), std::nullopt);
 
-    auto fields = units::DerReader(platform::AsBytes(request.body)).Enter(units::tag::kSequence).value();
+    auto fields = platform::DerReader(platform::AsBytes(request.body)).Enter(platform::tag::kSequence).value();
     fields.Next().value();  // version
-    auto imprint = fields.Enter(units::tag::kSequence).value();
-    EXPECT_EQ(imprint.Enter(units::tag::kSequence).value().Oid(), "1.3.14.3.2.26");
+    auto imprint = fields.Enter(platform::tag::kSequence).value();
+    EXPECT_EQ(imprint.Enter(platform::tag::kSequence).value().Oid(), "1.3.14.3.2.26");
     const auto digest = imprint.Next().value().contents;
     EXPECT_EQ(Hex(digest), Hex(platform::Digest(platform::HashAlgorithm::sha1, signer.signature)));
-    EXPECT_EQ(fields.Next(units::tag::kInteger).value().contents.size(), 12u);
-    EXPECT_EQ(Hex(fields.Next(units::tag::kBoolean).value().contents), "FF");
+    EXPECT_EQ(fields.Next(platform::tag::kInteger).value().contents.size(), 12u);
+    EXPECT_EQ(Hex(fields.Next(platform::tag::kBoolean).value().contents), "FF");
 
     // Neither nonce nor certificates unless they are asked for; and then a token without them is right.
     const std::string bare =

@@ -8,8 +8,8 @@
 #include <sstream>
 
 #include "platform/Hash.h"
+#include "platform/formats/Der.h"
 #include "tests/toolkit/VerifySupport.h"
-#include "units/Der.h"
 
 namespace {
 
@@ -117,9 +117,9 @@ TEST(VerifyCorpus, NoMalformedMessageIsValid) {
 
 // The token in a reply of an authority: behind the status.
 Bytes TokenOf(const Bytes& reply) {
-    auto fields = units::DerReader(reply, units::DerRules::ber).Enter(units::tag::kSequence);
-    if (!fields || !fields->Next(units::tag::kSequence)) return {};
-    const auto token = fields->Next(units::tag::kSequence);
+    auto fields = platform::DerReader(reply, platform::DerRules::ber).Enter(platform::tag::kSequence);
+    if (!fields || !fields->Next(platform::tag::kSequence)) return {};
+    const auto token = fields->Next(platform::tag::kSequence);
     return token ? platform::CopyOf(token->encoded) : Bytes{};
 }
 
@@ -134,7 +134,7 @@ TEST(VerifyCorpus, TimestampTokensOfOtherAuthoritiesAreJudgedRight) {
         if (!path.ends_with(".tsr")) continue;
         SCOPED_TRACE(path);
         const auto verdict = Verify(TokenOf(testing_support::ReadFile(folder / path)));
-        const auto info = units::ReadTstInfo(verdict.content);
+        const auto info = platform::ReadTstInfo(verdict.content);
         ASSERT_TRUE(info.has_value());
         // Tokens without certificates cannot be verified by themselves.
         const bool noCertificates = verdict.findings.certificates.empty();

@@ -90,8 +90,8 @@ TEST(VerifyPeers, SignersWithDifferentDigestsMustAllPass) {
     const testing_support::MessageParts other(OpenSslSign(profile, {"-nodetach", "-md", "sha512"}, "second"));
     merged.signers.push_back(other.signers.at(0));
     merged.certificates.push_back(other.certificates.at(0));
-    merged.fields[1] = testing_support::Wrap(units::tag::kSet, {testing_support::ElementsOf(merged.fields[1]).at(0),
-                                                                testing_support::ElementsOf(other.fields[1]).at(0)});
+    merged.fields[1] = testing_support::Wrap(platform::tag::kSet, {testing_support::ElementsOf(merged.fields[1]).at(0),
+                                                                   testing_support::ElementsOf(other.fields[1]).at(0)});
     const Bytes both = merged.Assemble();
     const auto good = Verify(both);
     EXPECT_TRUE(good.valid) << good.log;
@@ -107,7 +107,7 @@ TEST(VerifyPeers, SignersWithDifferentDigestsMustAllPass) {
     }
     // The second digest need not be announced.
     testing_support::MessageParts parts(both);
-    parts.fields[1] = {units::tag::kSet, 0};
+    parts.fields[1] = {platform::tag::kSet, 0};
     EXPECT_TRUE(Verify(parts.Assemble()).valid);
 }
 

@@ -21,12 +21,12 @@ inline Verdict Verify(platform::ByteView message, const toolkit::cms::VerifyOpti
                       const platform::Bytes* detachedContent = nullptr) {
     toolkit::OperationLog log;
     Verdict verdict;
-    units::MemorySource source(message);
-    std::unique_ptr<units::ByteSource> decoded;
+    platform::MemorySource source(message);
+    std::unique_ptr<platform::ByteSource> decoded;
     if (toolkit::cms::LooksLikeText(source)) decoded = toolkit::cms::DecodeText(source);
-    units::ByteSource& binary = decoded ? *decoded : source;
+    platform::ByteSource& binary = decoded ? *decoded : source;
     if (detachedContent != nullptr) {
-        units::MemorySource content(*detachedContent);
+        platform::MemorySource content(*detachedContent);
         verdict.findings = toolkit::cms::VerifyDetached(binary, content, options, log);
     } else {
         verdict.findings = toolkit::cms::VerifyAttached(binary, options, log, [&](platform::ByteView piece) {

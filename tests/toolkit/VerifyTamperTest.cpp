@@ -7,8 +7,7 @@
 #include "platform/Stores.h"
 #include "tests/toolkit/MessageParts.h"
 #include "tests/toolkit/PeerMessages.h"
-#include "toolkit/cms/Algorithms.h"
-#include "toolkit/cms/SignerInfo.h"
+#include "toolkit/cms/Message.h"
 
 namespace {
 
@@ -22,7 +21,7 @@ using testing_support::Wrap;
 using testing_support::WritePem;
 using tests::KeyType;
 using tests::Profile;
-namespace tag = units::tag;
+namespace tag = platform::tag;
 
 // Where an encoded part stands in the message.
 struct Range {
@@ -167,17 +166,17 @@ TEST_F(Crafted, SignedAttributesThatContradictThemselvesAreRefused) {
     const auto signer = tests::Issue(spec_);
     const MessageParts honest(Sign(signer, {}));
     const auto attribute = [](std::string_view oid, const std::vector<Bytes>& values) {
-        units::DerWriter out;
+        platform::DerWriter out;
         out.Sequence([&] { out.Oid(oid).Raw(Wrap(tag::kSet, values)); });
         return out.Take();
     };
     const auto digestOf = [](std::string_view text, std::size_t size) {
         Bytes digest = platform::Digest(platform::HashAlgorithm::sha256, platform::AsBytes(text));
         digest.resize(size);
-        return units::DerWriter().OctetString(digest).Take();
+        return platform::DerWriter().OctetString(digest).Take();
     };
-    const auto time = [](std::string_view text) { return units::DerWriter().Text(tag::kUtcTime, text).Take(); };
-    const auto type = [](std::string_view oid) { return units::DerWriter().Oid(oid).Take(); };
+    const auto time = [](std::string_view text) { return platform::DerWriter().Text(tag::kUtcTime, text).Take(); };
+    const auto type = [](std::string_view oid) { return platform::DerWriter().Oid(oid).Take(); };
     using namespace toolkit::cms::oid;
     const Bytes right = attribute(kMessageDigest, {digestOf("pay 100", 32)}),
                 data = attribute(kContentType, {type(kData)});
@@ -206,7 +205,7 @@ TEST_F(Crafted, SignedAttributesThatContradictThemselvesAreRefused) {
     for (const auto& [name, attributes, valid] : cases) {
         MessageParts parts = honest;
         parts.signers[0][3] = Wrap(tag::ContextConstructed(0), attributes);
-        parts.signers[0].back() = units::DerWriter().OctetString(SignAttributes(signer, attributes)).Take();
+        parts.signers[0].back() = platform::DerWriter().OctetString(SignAttributes(signer, attributes)).Take();
         const auto verdict = Verify(parts.Assemble());
         EXPECT_EQ(verdict.valid, valid) << name << verdict.log;
         EXPECT_TRUE(verdict.findings.signers.at(0).signatureGood) << name << ": refused for another reason";
@@ -338,7 +337,7 @@ TEST(Algorithms, SchemesFollowTheIdentifiersAndTheirParameters) {
     using toolkit::cms::ChooseScheme;
     using toolkit::cms::SchemeFault;
     const auto algorithm = [](std::string oid, Bytes parameters = {}) {
-        return units::AlgorithmIdentifier{std::move(oid), std::move(parameters)};
+        return platform::AlgorithmIdentifier{std::move(oid), std::move(parameters)};
     };
     const auto fault = [&](std::string oid, HashAlgorithm hash, Bytes parameters = {}) {
         return ChooseScheme(algorithm(std::move(oid), std::move(parameters)), hash).fault;

@@ -15,7 +15,7 @@ using testing_support::Verify;
 using testing_support::Wrap;
 using tests::KeyType;
 using Reply = tests::TsaBehaviour::Reply;
-namespace tag = units::tag;
+namespace tag = platform::tag;
 
 constexpr std::string_view kToken = "1.2.840.113549.1.9.16.2.14";
 const std::string kPath = "pkcs7.verify.signerInfo[i].unauthAttr.\"1.2.840.113549.1.9.16.2.14\".";
@@ -41,8 +41,8 @@ class VerifyTimestamp : public testing::Test {
     static Bytes Token(const tests::TsaBehaviour& behaviour = {}, bool wantCertificates = true,
                        platform::HashAlgorithm hash = platform::HashAlgorithm::sha256) {
         const MessageParts parts(*message);
-        const auto signature = units::DerReader(parts.signers[0].back()).Next();
-        units::DerWriter request;
+        const auto signature = platform::DerReader(parts.signers[0].back()).Next();
+        platform::DerWriter request;
         request.Sequence([&] {
             request.Integer(1);
             request.Sequence([&] {
@@ -57,7 +57,7 @@ class VerifyTimestamp : public testing::Test {
 
     static MessageParts Stamped(const std::vector<Bytes>& tokens) {
         MessageParts parts(*message);
-        units::DerWriter attribute;
+        platform::DerWriter attribute;
         attribute.Sequence([&] { attribute.Oid(kToken).Raw(Wrap(tag::kSet, tokens)); });
         parts.signers[0].push_back(Wrap(tag::ContextConstructed(1), {attribute.Take()}));
         return parts;
@@ -106,7 +106,7 @@ TEST_F(VerifyTimestamp, EveryDigestOfTheImprintIsCompared) {
 }
 
 TEST_F(VerifyTimestamp, AFaultCountsOnlyWhereTimestampsAreValidated) {
-    units::DerWriter otherMessage;
+    platform::DerWriter otherMessage;
     otherMessage.Sequence([&] {
         otherMessage.Oid("1.2.840.113549.1.7.1");
         otherMessage.Nested(tag::ContextConstructed(0), [&] { otherMessage.OctetString({}); });
@@ -153,7 +153,7 @@ TEST_F(VerifyTimestamp, TokensWithinTokensAreNamedAndNotFollowed) {
     Bytes token = Token();
     for (int depth = 0; depth < 20; ++depth) {
         MessageParts parts(token);
-        units::DerWriter attribute;
+        platform::DerWriter attribute;
         attribute.Sequence([&] { attribute.Oid(kToken).Raw(Wrap(tag::kSet, {token})); });
         parts.signers[0].resize(6);
         parts.signers[0].push_back(Wrap(tag::ContextConstructed(1), {attribute.Take()}));

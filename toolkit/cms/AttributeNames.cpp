@@ -10,10 +10,10 @@ namespace toolkit::cms {
 namespace {
 
 using platform::Bytes;
-using units::DerElement;
-using units::DerReader;
-using units::DerRules;
-namespace tag = units::tag;
+using platform::DerElement;
+using platform::DerReader;
+using platform::DerRules;
+namespace tag = platform::tag;
 
 struct Row {
     std::string_view oid, name;
@@ -80,7 +80,7 @@ AttributeFindings DescribeAttribute(const Attribute& attribute) {
         DerReader reader(value.encoded, DerRules::ber);
         findings.members.emplace_back("oid", reader.Oid().value_or(""));
     } else if (attribute.oid == oid::kMessageDigest) {
-        findings.members.emplace_back("digest", EncodeBase64(units::OctetStringValue(value).value_or(Bytes{})));
+        findings.members.emplace_back("digest", EncodeBase64(platform::OctetStringValue(value).value_or(Bytes{})));
     } else if (attribute.oid == oid::kSigningTime) {
         findings.members.emplace_back("time", std::string(platform::AsText(value.contents)));
     } else if (attribute.oid == oid::kSigningCertificate || attribute.oid == oid::kSigningCertificateV2) {

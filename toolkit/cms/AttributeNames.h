@@ -2,7 +2,7 @@
 // Names of attributes and their values for a report.
 
 #include "toolkit/cms/Findings.h"
-#include "toolkit/cms/SignerInfo.h"
+#include "toolkit/cms/Message.h"
 
 namespace toolkit::cms {
 

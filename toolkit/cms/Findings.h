@@ -9,7 +9,7 @@
 
 #include "platform/Certificates.h"
 #include "platform/Hash.h"
-#include "units/TstInfo.h"
+#include "platform/formats/TstInfo.h"
 
 namespace toolkit::cms {
 
@@ -19,7 +19,7 @@ struct Findings;
 struct TimestampFindings {
     std::unique_ptr<Findings> verify;    // the token as a message of its own; null if it is none
     bool signatureVerified = false;      // all signers of the token passed
-    std::optional<units::TstInfo> info;  // empty if the token's content is no TSTInfo
+    std::optional<platform::TstInfo> info;  // empty if the token's content is no TSTInfo
     std::string imprintHash;             // name of the imprint's digest
     bool digestMatches = false;          // the imprint is the digest of the signature value
     bool validated = false;              // no fault at all

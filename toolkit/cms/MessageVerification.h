@@ -7,8 +7,8 @@
 namespace toolkit::cms {
 
 struct MessageSetting {
-    units::ByteSource& message;
-    units::ByteSource* detachedContent = nullptr;  // null: the message holds its content
+    platform::ByteSource& message;
+    platform::ByteSource* detachedContent = nullptr;  // null: the message holds its content
     const VerifyOptions& options;
     const ContentSink& sink;
     const CertificatePool* outerPool = nullptr;  // null: the message is no token within another one

@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "platform/Chains.h"
-#include "toolkit/cms/Algorithms.h"
 #include "toolkit/cms/AttributeNames.h"
+#include "toolkit/cms/Message.h"
 #include "toolkit/cms/MessageVerification.h"
 #include "toolkit/cms/Names.h"
 #include "toolkit/cms/TimestampVerifier.h"
@@ -184,12 +184,12 @@ bool Verification::DigestUnlisted(const std::vector<SignerInfo>& signers) {
 }
 
 void Verification::ReadCertificates() {
-    units::DerReader reader(message_.certificates, units::DerRules::ber);
+    platform::DerReader reader(message_.certificates, platform::DerRules::ber);
     while (!reader.AtEnd() && pool_.size() < kMostCertificates) {
         const auto element = reader.Next();
         if (!element) break;
         // Attribute certificates and other formats stand under tags of their own.
-        if (element->tag != units::tag::kSequence) continue;
+        if (element->tag != platform::tag::kSequence) continue;
         auto certificate = platform::CertCreateCertificateContext(element->encoded);
         if (!certificate) {
             log_.Line("A certificate of the message does not decode.");
@@ -283,7 +283,7 @@ MessageOutcome VerifyMessage(const MessageSetting& setting, OperationLog& log) {
     return Verification(setting, log).Run();
 }
 
-Findings VerifyAttached(units::ByteSource& message, const VerifyOptions& options, OperationLog& log,
+Findings VerifyAttached(platform::ByteSource& message, const VerifyOptions& options, OperationLog& log,
                         const ContentSink& sink) {
     auto outcome = VerifyMessage({.message = message, .options = options, .sink = sink}, log);
     if (outcome.kind == MessageKind::otherMessage) {
@@ -292,7 +292,7 @@ Findings VerifyAttached(units::ByteSource& message, const VerifyOptions& options
     return std::move(outcome.findings);
 }
 
-Findings VerifyDetached(units::ByteSource& message, units::ByteSource& content, const VerifyOptions& options,
+Findings VerifyDetached(platform::ByteSource& message, platform::ByteSource& content, const VerifyOptions& options,
                         OperationLog& log) {
     const ContentSink nobody;
     auto outcome =

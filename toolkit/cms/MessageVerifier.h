@@ -2,7 +2,7 @@
 // Verifies a CMS SignedData (RFC 5652) and the timestamp tokens in it. Says whether the signatures are good; whether
 // the signers' certificates are trusted is for the caller, who finds them in the findings.
 //
-//     units::FileSource message(std::move(file));
+//     platform::FileSource message(std::move(file));
 //     const cms::Findings findings = cms::VerifyAttached(message, {}, log);
 //     if (!findings.valid) ...
 //
@@ -17,8 +17,8 @@
 #include <functional>
 
 #include "toolkit/ClsBase.h"
-#include "toolkit/cms/ContentDigests.h"
 #include "toolkit/cms/Findings.h"
+#include "toolkit/cms/Message.h"
 
 namespace toolkit::cms {
 
@@ -30,10 +30,10 @@ struct VerifyOptions {
 };
 
 // The message holds its content. The sink, if any, gets it before the verdict: it must keep it to itself until then.
-Findings VerifyAttached(units::ByteSource& message, const VerifyOptions& options, OperationLog& log,
+Findings VerifyAttached(platform::ByteSource& message, const VerifyOptions& options, OperationLog& log,
                         const ContentSink& sink = {});
 // The content is given beside the message; one inside is not looked at.
-Findings VerifyDetached(units::ByteSource& message, units::ByteSource& content, const VerifyOptions& options,
+Findings VerifyDetached(platform::ByteSource& message, platform::ByteSource& content, const VerifyOptions& options,
                         OperationLog& log);
 
 }  // namespace toolkit::cms

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "platform/Text.h"
-#include "units/Der.h"
+#include "platform/formats/Der.h"
 
 namespace toolkit::cms {
 
@@ -11,10 +11,10 @@ namespace {
 
 using platform::Bytes;
 using platform::ByteView;
-using units::DerElement;
-using units::DerReader;
-using units::DerRules;
-namespace tag = units::tag;
+using platform::DerElement;
+using platform::DerReader;
+using platform::DerRules;
+namespace tag = platform::tag;
 
 constexpr std::string_view kCommonName = "2.5.4.3";
 
@@ -80,7 +80,7 @@ std::string UpperHex(ByteView bytes) {
 }
 
 std::string SerialHex(ByteView integerContents) {
-    return UpperHex(units::Magnitude(integerContents));
+    return UpperHex(platform::Magnitude(integerContents));
 }
 
 std::string CommonNameOf(ByteView name) {
@@ -97,17 +97,6 @@ std::string CommonNameOf(ByteView name) {
 
 std::string DistinguishedNameOf(ByteView name) {
     return platform::ToUtf8(platform::CertNameToStrW(name, platform::CERT_X500_NAME_STR));
-}
-
-Bytes SerialOf(const platform::CertificateContext& certificate) {
-    Bytes serial = certificate.Info().SerialNumber;
-    std::reverse(serial.begin(), serial.end());
-    return platform::CopyOf(units::Magnitude(serial));
-}
-
-Bytes SubjectKeyIdentifierOf(const platform::CertificateContext& certificate) {
-    return platform::CertGetCertificateContextProperty(certificate, platform::CERT_KEY_IDENTIFIER_PROP_ID)
-        .value_or(Bytes{});
 }
 
 }  // namespace toolkit::cms

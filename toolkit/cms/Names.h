@@ -14,9 +14,4 @@ std::string SerialHex(platform::ByteView integerContents);  // big-endian, witho
 std::string CommonNameOf(platform::ByteView name);
 std::string DistinguishedNameOf(platform::ByteView name);
 
-// The serial number as the octets of its INTEGER, big-endian without leading zeros.
-platform::Bytes SerialOf(const platform::CertificateContext& certificate);
-// The extension's value, else what the host computes from the key.
-platform::Bytes SubjectKeyIdentifierOf(const platform::CertificateContext& certificate);
-
 }  // namespace toolkit::cms

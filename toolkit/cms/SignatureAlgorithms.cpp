@@ -39,7 +39,7 @@ std::string_view SignatureOid(KeyAlgorithm key, HashAlgorithm hash) {
     return {};
 }
 
-void WriteSignatureAlgorithm(units::DerWriter& out, KeyAlgorithm key, HashAlgorithm hash) {
+void WriteSignatureAlgorithm(platform::DerWriter& out, KeyAlgorithm key, HashAlgorithm hash) {
     out.Sequence([&] {
         out.Oid(SignatureOid(key, hash));
         if (key == KeyAlgorithm::rsa) out.Null();

@@ -5,7 +5,7 @@
 
 #include "platform/Hash.h"
 #include "platform/Keys.h"
-#include "units/DerWriter.h"
+#include "platform/formats/DerWriter.h"
 
 namespace toolkit::cms {
 
@@ -14,7 +14,7 @@ namespace toolkit::cms {
 std::string_view SignatureOid(platform::KeyAlgorithm key, platform::HashAlgorithm hash);
 
 // AlgorithmIdentifier with that OID: NULL parameters for RSA, none for the others (RFC 3370, RFC 5754).
-void WriteSignatureAlgorithm(units::DerWriter& out, platform::KeyAlgorithm key, platform::HashAlgorithm hash);
+void WriteSignatureAlgorithm(platform::DerWriter& out, platform::KeyAlgorithm key, platform::HashAlgorithm hash);
 
 // "RSA", "ECDSA", "DSA".
 std::string_view FamilyName(platform::KeyAlgorithm key);

@@ -4,15 +4,15 @@
 
 #include "platform/System.h"
 #include "platform/Text.h"
+#include "platform/formats/DerWriter.h"
 #include "toolkit/cms/ContentPass.h"
 #include "toolkit/cms/HashThread.h"
+#include "toolkit/cms/Message.h"
 #include "toolkit/cms/PlatformFailure.h"
 #include "toolkit/cms/SignatureAlgorithms.h"
 #include "toolkit/cms/SignedDataFrame.h"
 #include "toolkit/cms/SignerCertificates.h"
-#include "toolkit/cms/SignerInfo.h"
 #include "toolkit/cms/TimestampClient.h"
-#include "units/DerWriter.h"
 
 namespace toolkit::cms {
 
@@ -156,18 +156,18 @@ std::optional<Bytes> SignatureMaker::MakeSignerInfo(ByteView contentDigest) {
     // signature is over the content itself.
     const Bytes signedDigest = attributes.empty()
                                    ? platform::CopyOf(contentDigest)
-                                   : platform::Digest(request_.hash, WrapAttributes(units::tag::kSet, attributes));
+                                   : platform::Digest(request_.hash, WrapAttributes(platform::tag::kSet, attributes));
     const Bytes signature = key_->Sign(request_.hash, signedDigest, log_);
     if (signature.empty()) return std::nullopt;
     const auto unsignedAttributes = MakeUnsignedAttributes(signature);
     if (!unsignedAttributes) return std::nullopt;
 
-    units::DerWriter out;
+    platform::DerWriter out;
     out.Sequence([&] {
         out.Integer(1);
         out.Raw(IssuerAndSerialNumber(request_.signer));
         out.AlgorithmWithNull(platform::OidOf(request_.hash));
-        if (!attributes.empty()) out.Raw(WrapAttributes(units::tag::ContextConstructed(0), attributes));
+        if (!attributes.empty()) out.Raw(WrapAttributes(platform::tag::ContextConstructed(0), attributes));
         WriteSignatureAlgorithm(out, key_->Algorithm(), request_.hash);
         out.OctetString(signature);
         out.Raw(*unsignedAttributes);
@@ -182,7 +182,7 @@ std::optional<Bytes> SignatureMaker::MakeUnsignedAttributes(ByteView signature) 
         log_.Line("Some or all of the unauthenticated attributes could not be created.");
         return std::nullopt;
     }
-    return WrapAttributes(units::tag::ContextConstructed(1), {MakeAttribute(oid::kTimestampToken, *token)});
+    return WrapAttributes(platform::tag::ContextConstructed(1), {MakeAttribute(oid::kTimestampToken, *token)});
 }
 
 }  // namespace toolkit::cms

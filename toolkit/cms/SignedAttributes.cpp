@@ -4,21 +4,21 @@
 
 #include "platform/Hash.h"
 #include "platform/System.h"
-#include "toolkit/cms/SignerInfo.h"
-#include "units/DerWriter.h"
+#include "platform/formats/DerWriter.h"
+#include "toolkit/cms/Message.h"
 
 namespace toolkit::cms {
 
 using platform::Bytes;
 using platform::ByteView;
 using platform::CertificateContext;
-using units::DerWriter;
+using platform::DerWriter;
 
 namespace {
 
 void WriteSerialNumber(DerWriter& out, const CertificateContext& certificate) {
     const Bytes& serial = certificate.Info().SerialNumber;
-    out.Value(units::tag::kInteger, Bytes(serial.rbegin(), serial.rend()));
+    out.Value(platform::tag::kInteger, Bytes(serial.rbegin(), serial.rend()));
 }
 
 Bytes EncodedOid(std::string_view oid) {
@@ -43,9 +43,9 @@ Bytes EncodedTime(platform::FILETIME moment) {
     const std::string_view whole(text, static_cast<std::size_t>(size));
     DerWriter out;
     if (utcTime) {
-        out.Text(units::tag::kUtcTime, whole.substr(2));
+        out.Text(platform::tag::kUtcTime, whole.substr(2));
     } else {
-        out.Text(units::tag::kGeneralizedTime, whole);
+        out.Text(platform::tag::kGeneralizedTime, whole);
     }
     return out.Take();
 }
@@ -55,7 +55,7 @@ Bytes EncodedTime(platform::FILETIME moment) {
 Bytes EncodedSigningCertificate(const CertificateContext& signer) {
     DerWriter out;
     const auto issuerSerial = [&] {
-        out.Sequence([&] { out.Nested(units::tag::ContextConstructed(4), [&] { out.Raw(signer.Info().Issuer); }); });
+        out.Sequence([&] { out.Nested(platform::tag::ContextConstructed(4), [&] { out.Raw(signer.Info().Issuer); }); });
         WriteSerialNumber(out, signer);
     };
     const auto certId = [&] {

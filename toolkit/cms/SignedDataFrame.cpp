@@ -1,14 +1,14 @@
 #include "toolkit/cms/SignedDataFrame.h"
 
-#include "toolkit/cms/SignerInfo.h"
-#include "units/DerWriter.h"
+#include "platform/formats/DerWriter.h"
+#include "toolkit/cms/Message.h"
 
 namespace toolkit::cms {
 
 using platform::Bytes;
-using units::DerHeader;
-using units::DerHeaderSize;
-using units::DerWriter;
+using platform::DerHeader;
+using platform::DerHeaderSize;
+using platform::DerWriter;
 
 namespace {
 
@@ -21,15 +21,15 @@ Bytes SignedDataFrame::EncapContentInfoHead() const {
     type.Oid(oid::kData);
     DerWriter out;
     if (!contentSize_) {
-        out.Value(units::tag::kSequence, type.View());
+        out.Value(platform::tag::kSequence, type.View());
         return out.Take();
     }
     const std::uint64_t octetString = DerHeaderSize(*contentSize_) + *contentSize_;
     const std::uint64_t explicitTag = DerHeaderSize(octetString) + octetString;
-    out.Raw(DerHeader(units::tag::kSequence, type.View().size() + explicitTag));
+    out.Raw(DerHeader(platform::tag::kSequence, type.View().size() + explicitTag));
     out.Raw(type.View());
-    out.Raw(DerHeader(units::tag::ContextConstructed(0), octetString));
-    out.Raw(DerHeader(units::tag::kOctetString, *contentSize_));
+    out.Raw(DerHeader(platform::tag::ContextConstructed(0), octetString));
+    out.Raw(DerHeader(platform::tag::kOctetString, *contentSize_));
     return out.Take();
 }
 
@@ -46,10 +46,10 @@ Bytes SignedDataFrame::Head(std::uint64_t tailSize) const {
     const std::uint64_t contentInfo = type.View().size() + DerHeaderSize(explicitTag) + explicitTag;
 
     DerWriter out;
-    out.Raw(DerHeader(units::tag::kSequence, contentInfo));
+    out.Raw(DerHeader(platform::tag::kSequence, contentInfo));
     out.Raw(type.View());
-    out.Raw(DerHeader(units::tag::ContextConstructed(0), explicitTag));
-    out.Raw(DerHeader(units::tag::kSequence, signedData));
+    out.Raw(DerHeader(platform::tag::ContextConstructed(0), explicitTag));
+    out.Raw(DerHeader(platform::tag::kSequence, signedData));
     out.Raw(fields.View());
     return out.Take();
 }
@@ -57,7 +57,7 @@ Bytes SignedDataFrame::Head(std::uint64_t tailSize) const {
 Bytes SignedDataFrame::Tail(const std::vector<platform::CertificateContext>& certificates,
                             platform::ByteView signerInfo) {
     DerWriter out;
-    out.Nested(units::tag::ContextConstructed(0), [&] {
+    out.Nested(platform::tag::ContextConstructed(0), [&] {
         for (const auto& certificate : certificates)
             out.Raw(certificate.Encoded());
     });

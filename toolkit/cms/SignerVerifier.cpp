@@ -1,23 +1,17 @@
 #include "toolkit/cms/SignerVerifier.h"
 
 #include <algorithm>
-#include <array>
 
-#include "platform/Keys.h"
-#include "toolkit/cms/Algorithms.h"
-#include "toolkit/cms/AttributeChecks.h"
+#include "toolkit/cms/Message.h"
 #include "toolkit/cms/Names.h"
-#include "units/DerWriter.h"
 
 namespace toolkit::cms {
 
 namespace {
 
 using platform::Bytes;
-using platform::ByteView;
 using platform::CertificateContext;
 using platform::HashAlgorithm;
-namespace tag = units::tag;
 
 std::string UpperCase(std::string_view text) {
     std::string upper(text);
@@ -54,7 +48,7 @@ CertificatePool Candidates(const SignerInfo& signer, const CertificatePool& pool
     for (const auto& certificate : pool) {
         if (signer.subjectKeyIdentifier) {
             if (SubjectKeyIdentifierOf(certificate) == *signer.subjectKeyIdentifier) AddCandidate(exact, certificate);
-        } else if (std::ranges::equal(SerialOf(certificate), units::Magnitude(signer.serial))) {
+        } else if (std::ranges::equal(SerialOf(certificate), platform::Magnitude(signer.serial))) {
             if (std::ranges::equal(certificate.Info().Issuer, signer.issuer)) {
                 AddCandidate(exact, certificate);
             } else if (HasIssuerText(certificate, signer)) {
@@ -63,63 +57,6 @@ CertificatePool Candidates(const SignerInfo& signer, const CertificatePool& pool
         }
     }
     return exact.empty() ? alike : exact;
-}
-
-Bytes DigestUnderSetTag(HashAlgorithm algorithm, ByteView contents) {
-    platform::Hash hash(algorithm);
-    if (!hash) return {};
-    hash.Update(units::DerHeader(tag::kSet, contents.size()));
-    hash.Update(contents);
-    return hash.Finish();
-}
-
-// The signed attributes in DER: each of them re-encoded and all of them in the order of a SET OF.
-Bytes SortedAttributes(const Attributes& attributes) {
-    std::vector<Bytes> elements;
-    for (const auto& attribute : attributes) {
-        auto der = units::ToDer(attribute.encoded);
-        if (!der) return {};
-        elements.push_back(std::move(*der));
-    }
-    units::DerWriter out;
-    out.SetOf(std::move(elements));
-    return out.Take();
-}
-
-// The digests that the signature may be over: of the attributes as they stand, or of the same in DER order; without
-// signed attributes of the content. The second form is made only when the first did not fit.
-class SignedDigests {
-  public:
-    SignedDigests(const SignerInfo& signer, HashAlgorithm algorithm, const ContentDigests& content)
-        : signer_(signer), algorithm_(algorithm) {
-        forms_[0] = signer.signedAttributesContents ? DigestUnderSetTag(algorithm, *signer.signedAttributesContents)
-                                                    : content.Of(algorithm);
-    }
-    static constexpr std::size_t kForms = 2;
-    const Bytes& Form(std::size_t index) {
-        if (index == 1 && forms_[1].empty() && signer_.signedAttributesContents) {
-            const Bytes sorted = SortedAttributes(signer_.signedAttributes);
-            if (!sorted.empty()) forms_[1] = platform::Digest(algorithm_, sorted);
-            if (forms_[1] == forms_[0]) forms_[1].clear();
-        }
-        return forms_[index];
-    }
-
-  private:
-    const SignerInfo& signer_;
-    HashAlgorithm algorithm_;
-    std::array<Bytes, kForms> forms_;
-};
-
-// A DSA key without parameters of its own does not verify: those of an issuer whom nobody has proved could be chosen
-// so that a forged signature fits.
-bool Verifies(const CertificateContext& certificate, const platform::SignatureScheme& scheme, SignedDigests& digests,
-              const Bytes& signature) {
-    for (std::size_t form = 0; form < SignedDigests::kForms; ++form) {
-        const Bytes& digest = digests.Form(form);
-        if (!digest.empty() && platform::CryptVerifySignature(certificate, scheme, digest, signature)) return true;
-    }
-    return false;
 }
 
 std::string_view TextOf(SchemeFault fault) {
@@ -138,20 +75,6 @@ std::string_view TextOf(SchemeFault fault) {
     return "";
 }
 
-// Why this signer cannot pass, before the value itself is looked at.
-Fault CheckForm(const SignerInfo& signer, const std::string& contentType, const ContentDigests& digests) {
-    if (signer.signature.empty()) return "Unable to get the signer's signature bytes.";
-    Fault misplaced = CheckUnsignedAttributes(signer);
-    if (!misplaced.empty()) return misplaced;
-    if (signer.signedAttributesContents) return CheckSignedAttributes(signer, contentType);
-    if (contentType != oid::kData) return "A signature over content of this type needs signed attributes.";
-    if (digests.LooksLikeSignedAttributes()) {
-        return "The content is itself a set of signed attributes: the signature may have been made for another "
-               "message.";
-    }
-    return {};
-}
-
 // The certificate under which the value verifies and which the attributes name; the first that at least fits otherwise.
 Fault CheckValue(const SignerInfo& signer, const ContentDigests& content, HashAlgorithm digest,
                  const CertificatePool& pool, SignerFindings& findings) {
@@ -160,12 +83,12 @@ Fault CheckValue(const SignerInfo& signer, const ContentDigests& content, HashAl
     findings.certificate = candidates.front();
     const SchemeChoice choice = ChooseScheme(signer.signatureAlgorithm, digest);
     if (choice.fault != SchemeFault::none) return std::string(TextOf(choice.fault));
-    SignedDigests digests(signer, digest, content);
+    SignatureCheck check(signer, digest, content);
     Fault fault = signer.signedAttributesContents
                       ? "Authenticated attributes DER digest does not match the decrypted digest."
                       : "The content's digest does not match the decrypted digest.";
     for (const auto& certificate : candidates) {
-        if (!Verifies(certificate, choice.scheme, digests, signer.signature)) continue;
+        if (!check.Verifies(certificate, choice.scheme)) continue;
         findings.signatureGood = true;
         findings.certificate = certificate;
         fault = CheckSigningCertificate(signer, certificate);

@@ -2,9 +2,8 @@
 // Verifies one signer of a message (RFC 5652 5.4 to 5.6).
 
 #include "toolkit/ClsBase.h"
-#include "toolkit/cms/ContentDigests.h"
 #include "toolkit/cms/Findings.h"
-#include "toolkit/cms/SignerInfo.h"
+#include "toolkit/cms/Message.h"
 
 namespace toolkit::cms {
 

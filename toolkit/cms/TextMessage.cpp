@@ -2,10 +2,8 @@
 
 #include <algorithm>
 #include <array>
-#include <system_error>
-#include <utility>
 
-#include "platform/System.h"
+#include "platform/formats/Spool.h"
 
 namespace toolkit::cms {
 
@@ -15,55 +13,8 @@ using platform::Bytes;
 using platform::ByteView;
 
 constexpr std::size_t kProbe = 20000;
-constexpr std::size_t kMostInMemory = std::size_t{16} << 20;
 constexpr std::string_view kBegin = "-----BEGIN ";
 constexpr std::string_view kEnd = "-----END ";
-
-class OwnedBytes final : public units::ByteSource {
-  public:
-    explicit OwnedBytes(Bytes bytes) : bytes_(std::move(bytes)), source_(bytes_) {}
-    [[nodiscard]] std::uint64_t Size() const override { return bytes_.size(); }
-    std::optional<ByteView> View(std::uint64_t offset, std::size_t least, std::uint64_t most) override {
-        return source_.View(offset, least, most);
-    }
-
-  private:
-    Bytes bytes_;
-    units::MemorySource source_;
-};
-
-// Collects bytes in memory until they are too many, then in a file that has no name once it is complete.
-class Spool {
-  public:
-    bool Append(ByteView bytes) {
-        if (!file_ && memory_.size() + bytes.size() > kMostInMemory && !MoveToFile()) return false;
-        if (file_) return file_->Write(bytes);
-        memory_.insert(memory_.end(), bytes.begin(), bytes.end());
-        return true;
-    }
-
-    std::unique_ptr<units::ByteSource> Finish() {
-        if (!file_) return std::make_unique<OwnedBytes>(std::move(memory_));
-        if (!file_->Commit()) return nullptr;
-        auto input = platform::InputFile::Open(path_);
-        std::error_code ignored;
-        std::filesystem::remove(path_, ignored);
-        return input ? std::make_unique<units::FileSource>(std::move(*input)) : nullptr;
-    }
-
-  private:
-    bool MoveToFile() {
-        const auto folder = platform::GetTempPathW();
-        if (folder.empty()) return false;
-        path_ = folder / ("message-" + std::filesystem::path(platform::UuidCreate()).string());
-        file_ = platform::OutputFile::Create(path_, 0600);
-        return file_ && file_->Write(std::exchange(memory_, {}));
-    }
-
-    Bytes memory_;
-    std::optional<platform::OutputFile> file_;
-    std::filesystem::path path_;
-};
 
 constexpr std::uint8_t kNoDigit = 0xFF;
 
@@ -156,15 +107,15 @@ std::uint64_t StartOfBase64(ByteView probe) {
 
 }  // namespace
 
-bool LooksLikeText(units::ByteSource& source) {
+bool LooksLikeText(platform::ByteSource& source) {
     const auto probe = source.View(0, kProbe, kProbe);
     return probe && std::all_of(probe->begin(), probe->end(), [](std::uint8_t byte) { return byte < 0x80; });
 }
 
-std::unique_ptr<units::ByteSource> DecodeText(units::ByteSource& text) {
+std::unique_ptr<platform::ByteSource> DecodeText(platform::ByteSource& text) {
     const auto probe = text.View(0, kProbe, kProbe);
     if (!probe) return nullptr;
-    Spool spool;
+    platform::Spool spool;
     TextDecoder decoder;
     Bytes decoded;
     for (std::uint64_t offset = StartOfBase64(*probe); offset < text.Size();) {

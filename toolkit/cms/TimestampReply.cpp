@@ -4,12 +4,12 @@
 #include <string_view>
 
 #include "platform/Text.h"
-#include "units/Der.h"
+#include "platform/formats/Der.h"
 
 namespace toolkit::cms {
 
-using units::DerReader;
-using units::DerRules;
+using platform::DerReader;
+using platform::DerRules;
 
 namespace {
 
@@ -51,30 +51,30 @@ std::optional<std::int64_t> ReadSmallInteger(platform::ByteView contents) {
 }
 
 bool ReadStatusInfo(DerReader info, TimestampReply& reply) {
-    const auto status = info.Next(units::tag::kInteger);
+    const auto status = info.Next(platform::tag::kInteger);
     if (!status) return false;
     const auto number = ReadSmallInteger(status->contents);
     if (!number) return false;
     reply.status = *number;
-    if (auto texts = info.Enter(units::tag::kSequence)) {
+    if (auto texts = info.Enter(platform::tag::kSequence)) {
         while (const auto text = texts->Next())
             // Through UTF-16 and back, so that malformed text cannot reach the log.
             reply.texts.push_back(platform::ToUtf8(platform::ToWide(platform::AsText(text->contents))));
     }
-    if (const auto failures = info.Next(units::tag::kBitString)) reply.failures = ReadFailures(failures->contents);
+    if (const auto failures = info.Next(platform::tag::kBitString)) reply.failures = ReadFailures(failures->contents);
     return info.AtEnd();
 }
 
 }  // namespace
 
 std::optional<TimestampReply> DecodeTimestampReply(platform::ByteView bytes) {
-    const auto response = units::SoleElement(bytes, units::tag::kSequence, DerRules::ber);
+    const auto response = platform::SoleElement(bytes, platform::tag::kSequence, DerRules::ber);
     if (!response) return std::nullopt;
     DerReader fields(response->contents, DerRules::ber);
-    const auto info = fields.Enter(units::tag::kSequence);
+    const auto info = fields.Enter(platform::tag::kSequence);
     TimestampReply reply;
     if (!info || !ReadStatusInfo(*info, reply)) return std::nullopt;
-    if (const auto token = fields.Next(units::tag::kSequence)) reply.token = platform::CopyOf(token->encoded);
+    if (const auto token = fields.Next(platform::tag::kSequence)) reply.token = platform::CopyOf(token->encoded);
     if (!fields.AtEnd()) return std::nullopt;
     return reply;
 }

@@ -1,14 +1,14 @@
 #include "toolkit/cms/TimestampRequest.h"
 
 #include "platform/System.h"
-#include "units/DerWriter.h"
+#include "platform/formats/DerWriter.h"
 
 namespace toolkit::cms {
 
 using platform::Bytes;
 
 Bytes EncodeTimestampRequest(const TimestampRequest& request) {
-    units::DerWriter out;
+    platform::DerWriter out;
     out.Sequence([&] {
         out.Integer(1);
         out.Sequence([&] {

@@ -1,9 +1,8 @@
 #include "toolkit/cms/TimestampToken.h"
 
-#include "toolkit/cms/SignedDataReader.h"
-#include "toolkit/cms/SignerInfo.h"
+#include "toolkit/cms/Message.h"
 #include "toolkit/cms/TimestampVerifier.h"
-#include "units/TstInfo.h"
+#include "platform/formats/TstInfo.h"
 
 namespace toolkit::cms {
 
@@ -30,7 +29,7 @@ bool Fail(OperationLog& log, std::string_view reason) {
     return false;
 }
 
-bool InfoAnswers(const units::TstInfo& info, const TimestampRequest& request, OperationLog& log) {
+bool InfoAnswers(const platform::TstInfo& info, const TimestampRequest& request, OperationLog& log) {
     if (info.imprintAlgorithm.oid != platform::OidOf(request.hash) || info.imprint != request.imprint) {
         return Fail(log, "The timestamp token is not for this signature: its imprint is another one.");
     }
@@ -50,12 +49,12 @@ bool InfoAnswers(const units::TstInfo& info, const TimestampRequest& request, Op
 
 bool TokenAnswers(platform::ByteView token, const TimestampRequest& request, platform::ByteView stamped,
                   OperationLog& log) {
-    units::MemorySource source(token);
+    platform::MemorySource source(token);
     TstInfoReceiver receiver;
     SignedDataMessage message;
     const bool isSignedData = ReadSignedData(source, receiver, message) == ReadOutcome::ok;
     const auto info =
-        isSignedData && message.contentType == oid::kTstInfo ? units::ReadTstInfo(receiver.Info()) : std::nullopt;
+        isSignedData && message.contentType == oid::kTstInfo ? platform::ReadTstInfo(receiver.Info()) : std::nullopt;
     const auto signers = isSignedData ? ReadSignerInfos(message.signerInfos) : std::nullopt;
     if (!info || !signers || signers->size() != 1) {
         return Fail(log, "Failed to decode the received timestamp token.");

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "toolkit/cms/Algorithms.h"
+#include "toolkit/cms/Message.h"
 #include "toolkit/cms/MessageVerification.h"
 
 namespace toolkit::cms {
@@ -41,7 +41,7 @@ TimestampFindings VerifyTimestamp(ByteView token, const Bytes& signatureValue, c
         log.Line("Unable to get the signer's signature bytes.");
         return findings;
     }
-    units::MemorySource source(token);
+    platform::MemorySource source(token);
     Bytes content;
     const ContentSink collect = [&](ByteView piece) {
         if (piece.size() > kLargestTstInfo - content.size()) return false;
@@ -56,7 +56,7 @@ TimestampFindings VerifyTimestamp(ByteView token, const Bytes& signatureValue, c
     }
     findings.verify = std::make_unique<Findings>(std::move(outcome.findings));
     const bool isToken = findings.verify->contentType == oid::kTstInfo;
-    findings.info = isToken ? units::ReadTstInfo(content) : std::nullopt;
+    findings.info = isToken ? platform::ReadTstInfo(content) : std::nullopt;
     if (!findings.info) {
         log.Line("The timestamp token holds no TSTInfo.");
         return findings;

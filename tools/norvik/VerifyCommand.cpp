@@ -6,7 +6,7 @@
 #include "toolkit/CkCrypt2W.h"
 #include "toolkit/CkJsonObjectW.h"
 #include "toolkit/cms/Findings.h"
-#include "toolkit/cms/SignedDataReader.h"
+#include "platform/cms/SignedDataReader.h"
 #include "toolkit/cms/TextMessage.h"
 #include "tools/norvik/Command.h"
 
@@ -39,12 +39,12 @@ platform::InputFile OpenForReading(const fs::path& file) {
 
 // What is no message is left to the verification, which tells why.
 bool HasNoContent(const fs::path& file) {
-    units::FileSource source(OpenForReading(file));
+    platform::FileSource source(OpenForReading(file));
     const auto decoded = toolkit::cms::LooksLikeText(source) ? toolkit::cms::DecodeText(source) : nullptr;
     StructureOnly receiver;
     toolkit::cms::SignedDataMessage message;
     const auto outcome =
-        toolkit::cms::ReadSignedData(decoded ? *decoded : static_cast<units::ByteSource&>(source), receiver, message);
+        toolkit::cms::ReadSignedData(decoded ? *decoded : static_cast<platform::ByteSource&>(source), receiver, message);
     return outcome == toolkit::cms::ReadOutcome::ok && !message.content;
 }
 

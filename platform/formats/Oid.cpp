@@ -1,15 +1,12 @@
-#include "units/Oid.h"
+#include "platform/formats/Oid.h"
 
 #include <algorithm>
 #include <charconv>
 #include <limits>
 
-namespace units {
+namespace platform {
 
 namespace {
-
-using platform::Bytes;
-using platform::ByteView;
 
 // Adds to a decimal number held as digits, most significant first: number = number * 128 + low.
 void ShiftInSeptet(std::string& decimal, unsigned low) {
@@ -106,4 +103,4 @@ std::optional<Bytes> OidFromText(std::string_view dotted) {
     return out;
 }
 
-}  // namespace units
+}  // namespace platform

@@ -1,19 +1,17 @@
-#include "toolkit/cms/SourceCursor.h"
+#include "platform/cms/SourceCursor.h"
 
-namespace toolkit::cms {
-
-using units::ElementHeader;
+namespace platform::cms {
 
 std::optional<ElementHeader> SourceCursor::HeaderHere() {
     const std::uint64_t end = levels_.back().end;
     if (position_ >= end) return std::nullopt;
-    const std::uint64_t most = std::min<std::uint64_t>(units::kLongestElementHeader, end - position_);
-    const auto bytes = source_.View(position_, units::kLongestElementHeader, most);
+    const std::uint64_t most = std::min<std::uint64_t>(kLongestElementHeader, end - position_);
+    const auto bytes = source_.View(position_, kLongestElementHeader, most);
     if (!bytes) {
         readFailed_ = true;
         return std::nullopt;
     }
-    const auto header = units::ParseElementHeader(*bytes, units::DerRules::ber);
+    const auto header = ParseElementHeader(*bytes, DerRules::ber);
     if (!header || header->length > end - position_ - header->size) return std::nullopt;
     return header;
 }
@@ -71,4 +69,4 @@ bool SourceCursor::Skip() {
     return true;
 }
 
-}  // namespace toolkit::cms
+}  // namespace platform::cms

@@ -1,13 +1,10 @@
-#include "units/DerWriter.h"
+#include "platform/formats/DerWriter.h"
 
 #include <algorithm>
 
-#include "units/Oid.h"
+#include "platform/formats/Oid.h"
 
-namespace units {
-
-using platform::Bytes;
-using platform::ByteView;
+namespace platform {
 
 namespace {
 
@@ -45,7 +42,7 @@ DerWriter& DerWriter::Value(std::uint8_t tag, ByteView contents) {
 }
 
 DerWriter& DerWriter::Text(std::uint8_t tag, std::string_view contents) {
-    return Value(tag, platform::AsBytes(contents));
+    return Value(tag, AsBytes(contents));
 }
 
 DerWriter& DerWriter::Oid(std::string_view dotted) {
@@ -93,8 +90,7 @@ DerWriter& DerWriter::AlgorithmWithNull(std::string_view oid) {
 DerWriter& DerWriter::SetOf(std::vector<Bytes> elements) {
     // Comparing whole encodings as octet strings is the order of X.690 11.6: its padding with zeros never decides
     // between two complete encodings.
-    std::sort(elements.begin(), elements.end(),
-              [](const Bytes& a, const Bytes& b) { return platform::AsText(a) < platform::AsText(b); });
+    std::sort(elements.begin(), elements.end(), [](const Bytes& a, const Bytes& b) { return AsText(a) < AsText(b); });
     return Set([&] {
         for (const auto& element : elements)
             Raw(element);
@@ -114,4 +110,4 @@ void DerWriter::Close(std::size_t start) {
     bytes_.insert(bytes_.begin() + static_cast<std::ptrdiff_t>(start), header.begin() + 2, header.end());
 }
 
-}  // namespace units
+}  // namespace platform

@@ -9,10 +9,10 @@
 #include <string>
 #include <vector>
 
-#include "units/ByteSource.h"
-#include "units/Der.h"
+#include "platform/formats/ByteSource.h"
+#include "platform/formats/Der.h"
 
-namespace toolkit::cms {
+namespace platform::cms {
 
 // Where the content lies, so that it can be walked again.
 struct ContentPlace {
@@ -24,11 +24,11 @@ struct ContentPlace {
 };
 
 struct SignedDataMessage {
-    std::vector<units::AlgorithmIdentifier> digestAlgorithms;
+    std::vector<AlgorithmIdentifier> digestAlgorithms;
     std::string contentType;              // eContentType
     std::optional<ContentPlace> content;  // absent in a detached signature
-    platform::Bytes certificates;         // the contents of certificates [0]; empty if absent
-    platform::Bytes signerInfos;          // the contents of the SET
+    Bytes certificates;                   // the contents of certificates [0]; empty if absent
+    Bytes signerInfos;                    // the contents of the SET
     std::uint64_t trailing = 0;           // padding behind the message: NUL bytes, blanks, line ends
 };
 
@@ -48,16 +48,15 @@ class ContentReceiver {
     // With digestAlgorithms and contentType read. Answers whether the content is wanted: else it is stepped over.
     virtual bool Start(const SignedDataMessage& head) = 0;
     // False ends the reading with ReadOutcome::stopped.
-    virtual bool Take(platform::ByteView piece) = 0;
+    virtual bool Take(ByteView piece) = 0;
 };
 
 // The certificates and the signers of a message are held in memory, up to this many bytes each.
 constexpr std::uint64_t kMostMetadata = std::uint64_t{16} << 20;
 
-ReadOutcome ReadSignedData(units::ByteSource& source, ContentReceiver& receiver, SignedDataMessage& message);
+ReadOutcome ReadSignedData(ByteSource& source, ContentReceiver& receiver, SignedDataMessage& message);
 
 // Passes the content of a message that was read on again.
-ReadOutcome ReadContentAgain(units::ByteSource& source, const ContentPlace& place,
-                             const std::function<bool(platform::ByteView)>& take);
+ReadOutcome ReadContentAgain(ByteSource& source, const ContentPlace& place, const std::function<bool(ByteView)>& take);
 
-}  // namespace toolkit::cms
+}  // namespace platform::cms

@@ -1,21 +1,21 @@
-#include "units/Der.h"
+#include "platform/formats/Der.h"
 
 #include <gtest/gtest.h>
 
 #include <fstream>
 
 #include "platform/Files.h"
+#include "platform/formats/ByteSource.h"
+#include "platform/formats/DerWriter.h"
 #include "tests/support/Profile.h"
-#include "units/ByteSource.h"
-#include "units/DerWriter.h"
-#include "units/TstInfo.h"
+#include "platform/formats/TstInfo.h"
 
 namespace {
 
 using platform::Bytes;
 using platform::ByteView;
-using units::DerReader;
-using units::DerRules;
+using platform::DerReader;
+using platform::DerRules;
 
 Bytes Repeat(std::size_t count, const Bytes& unit) {
     Bytes all;
@@ -60,11 +60,11 @@ TEST(DerReader, IndefiniteLengthsEndAtTheirOwnEnd) {
     // SEQUENCE { SEQUENCE { OCTET STRING 00 00 } } with both lengths indefinite, and one more element behind.
     const Bytes bytes{0x30, 0x80, 0x30, 0x80, 4, 2, 0, 0, 0, 0, 0, 0, 5, 0};
     DerReader reader(bytes, DerRules::ber);
-    const auto outer = reader.Next(units::tag::kSequence);
+    const auto outer = reader.Next(platform::tag::kSequence);
     ASSERT_TRUE(outer);
     EXPECT_EQ(outer->encoded.size(), 12U);
     EXPECT_EQ(outer->contents.size(), 8U);
-    EXPECT_TRUE(reader.Next(units::tag::kNull));
+    EXPECT_TRUE(reader.Next(platform::tag::kNull));
     EXPECT_TRUE(reader.AtEnd());
 }
 
@@ -75,7 +75,7 @@ TEST(DerReader, DepthCostsNeitherStackNorTime) {
     EXPECT_FALSE(DerReader(closed, DerRules::ber).Next());
     closed.insert(closed.end(), ends.begin(), ends.end());
     EXPECT_TRUE(DerReader(closed, DerRules::ber).Next());
-    EXPECT_FALSE(units::ToDer(closed));
+    EXPECT_FALSE(platform::ToDer(closed));
 }
 
 TEST(ToDer, GivesTheEncodingThatAnybodyWouldHaveWritten) {
@@ -106,11 +106,11 @@ TEST(ToDer, GivesTheEncodingThatAnybodyWouldHaveWritten) {
          }()},
     };
     for (const auto& [name, ber, der] : cases)
-        EXPECT_EQ(units::ToDer(ber), der) << name;
+        EXPECT_EQ(platform::ToDer(ber), der) << name;
     // A piece of another type in a string, and a piece that does not end.
-    EXPECT_FALSE(units::ToDer(Bytes{0x24, 3, 2, 1, 5}));
-    EXPECT_FALSE(units::ToDer(Bytes{0x24, 3, 4, 9, 5}));
-    EXPECT_FALSE(units::ToDer(Bytes{0x1F, 0x81, 1, 0})) << "an identifier of several octets is not cut to one";
+    EXPECT_FALSE(platform::ToDer(Bytes{0x24, 3, 2, 1, 5}));
+    EXPECT_FALSE(platform::ToDer(Bytes{0x24, 3, 4, 9, 5}));
+    EXPECT_FALSE(platform::ToDer(Bytes{0x1F, 0x81, 1, 0})) << "an identifier of several octets is not cut to one";
 }
 
 TEST(ByteSource, FilesAndMemoryAnswerTheSame) {
@@ -122,7 +122,7 @@ TEST(ByteSource, FilesAndMemoryAnswerTheSame) {
     const auto path = profile.Write("bytes", platform::AsText(bytes));
     auto file = platform::InputFile::Open(path);
     ASSERT_TRUE(file);
-    units::FileSource source(std::move(*file));
+    platform::FileSource source(std::move(*file));
     for (const std::uint64_t offset : {std::size_t{0}, std::size_t{1} << 20, (std::size_t{1} << 20) - 8, size - 1, size,
                                        size + 5, std::size_t{5}, std::size_t{2} << 20}) {
         const auto view = source.View(offset, 16, 16);
@@ -141,18 +141,18 @@ TEST(ByteSource, AFileThatShrinksIsAFaultAndNotAnEnd) {
     const auto path = profile.Write("shrinks", std::string(std::size_t{2} << 20, 'x'));
     auto file = platform::InputFile::Open(path);
     ASSERT_TRUE(file);
-    units::FileSource source(std::move(*file));
+    platform::FileSource source(std::move(*file));
     std::filesystem::resize_file(path, 1000);
     EXPECT_FALSE(source.View(0, 16, 16));
     EXPECT_NE(platform::GetLastError(), platform::ERROR_SUCCESS);
 }
 
 Bytes MakeTstInfo(std::string_view time, bool extra = false) {
-    units::DerWriter out;
+    platform::DerWriter out;
     out.Sequence([&] {
         out.Integer(1).Oid("1.2.3");
         out.Sequence([&] { out.AlgorithmWithNull("2.16.840.1.101.3.4.2.1").OctetString(Bytes(32, 9)); });
-        out.Integer(0xC0FFEE).Text(units::tag::kGeneralizedTime, time);
+        out.Integer(0xC0FFEE).Text(platform::tag::kGeneralizedTime, time);
         out.Sequence([&] { out.Integer(1); }).Boolean(true).Integer(77);
         if (extra) out.Null();
     });
@@ -160,7 +160,7 @@ Bytes MakeTstInfo(std::string_view time, bool extra = false) {
 }
 
 TEST(TstInfo, FieldsAreReadAsTheyStand) {
-    const auto info = units::ReadTstInfo(MakeTstInfo("20240229101500.5Z"));
+    const auto info = platform::ReadTstInfo(MakeTstInfo("20240229101500.5Z"));
     ASSERT_TRUE(info);
     EXPECT_EQ(info->policy, "1.2.3");
     EXPECT_EQ(info->imprintAlgorithm.oid, "2.16.840.1.101.3.4.2.1");
@@ -173,9 +173,9 @@ TEST(TstInfo, FieldsAreReadAsTheyStand) {
 TEST(TstInfo, TimesThatAreNoneAndUnknownFieldsAreRefused) {
     for (const char* time : {"", "20240229101500", "20230229101500Z", "20241301101500Z", "20240101241500Z",
                              "20240101101500.Z", "20240101101500+0200", "2024010110150Z", "20240101101500,5Z"}) {
-        EXPECT_FALSE(units::ReadTstInfo(MakeTstInfo(time))) << time;
+        EXPECT_FALSE(platform::ReadTstInfo(MakeTstInfo(time))) << time;
     }
-    EXPECT_FALSE(units::ReadTstInfo(MakeTstInfo("20240229101500Z", true)));
+    EXPECT_FALSE(platform::ReadTstInfo(MakeTstInfo("20240229101500Z", true)));
 }
 
 }  // namespace

@@ -6,34 +6,34 @@
 #include <vector>
 
 #include "platform/Hash.h"
-#include "toolkit/cms/SignedDataReader.h"
+#include "platform/cms/SignedDataReader.h"
 
-namespace toolkit::cms {
+namespace platform::cms {
 
 // Gets the content as it is read, before anybody knows whether it is good. False gives up.
-using ContentSink = std::function<bool(platform::ByteView)>;
+using ContentSink = std::function<bool(ByteView)>;
 
 class ContentDigests {
   public:
     // Adds an algorithm before the pass. False if the host lacks it.
-    bool Want(platform::HashAlgorithm algorithm);
-    [[nodiscard]] bool Knows(platform::HashAlgorithm algorithm) const { return finished_.contains(algorithm); }
-    void Update(platform::ByteView piece);
+    bool Want(HashAlgorithm algorithm);
+    [[nodiscard]] bool Knows(HashAlgorithm algorithm) const { return finished_.contains(algorithm); }
+    void Update(ByteView piece);
     // Ends the pass: what was wanted is known.
     void Finish();
     // Empty if it is not known.
-    [[nodiscard]] platform::Bytes Of(platform::HashAlgorithm algorithm) const;
-    [[nodiscard]] const std::map<platform::HashAlgorithm, platform::Bytes>& All() const { return finished_; }
+    [[nodiscard]] Bytes Of(HashAlgorithm algorithm) const;
+    [[nodiscard]] const std::map<HashAlgorithm, Bytes>& All() const { return finished_; }
     // The content decodes as the signed attributes of a message. A signature over it without signed attributes may
     // then be one that was made over attributes and moved here, so it proves nothing about the content.
     [[nodiscard]] bool LooksLikeSignedAttributes() const;
 
   private:
-    std::vector<platform::Hash> running_;
-    std::map<platform::HashAlgorithm, platform::Bytes> finished_;
-    platform::Bytes head_;  // the first bytes of the content
+    std::vector<Hash> running_;
+    std::map<HashAlgorithm, Bytes> finished_;
+    Bytes head_;  // the first bytes of the content
     std::uint64_t size_ = 0;
     bool passed_ = false;  // the content has gone by once
 };
 
-}  // namespace toolkit::cms
+}  // namespace platform::cms

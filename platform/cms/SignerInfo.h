@@ -6,9 +6,9 @@
 #include <string_view>
 #include <vector>
 
-#include "units/Der.h"
+#include "platform/formats/Der.h"
 
-namespace toolkit::cms {
+namespace platform::cms {
 
 namespace oid {
 constexpr std::string_view kData = "1.2.840.113549.1.7.1";
@@ -24,33 +24,33 @@ constexpr std::string_view kTimestampToken = "1.2.840.113549.1.9.16.2.14";
 
 struct Attribute {
     std::string oid;
-    platform::ByteView encoded;
-    std::vector<units::DerElement> values;
+    ByteView encoded;
+    std::vector<DerElement> values;
 };
 
 using Attributes = std::vector<Attribute>;
 
 struct SignerInfo {
     // Either issuer (a Name as it stands) and serial (the INTEGER's contents), or the subject key identifier.
-    platform::ByteView issuer, serial;
-    std::optional<platform::Bytes> subjectKeyIdentifier;
-    units::AlgorithmIdentifier digestAlgorithm;
-    std::optional<platform::ByteView> signedAttributesContents;  // of the [0]: what stands behind its length
+    ByteView issuer, serial;
+    std::optional<Bytes> subjectKeyIdentifier;
+    AlgorithmIdentifier digestAlgorithm;
+    std::optional<ByteView> signedAttributesContents;  // of the [0]: what stands behind its length
     Attributes signedAttributes;
-    units::AlgorithmIdentifier signatureAlgorithm;
-    platform::Bytes signature;
+    AlgorithmIdentifier signatureAlgorithm;
+    Bytes signature;
     Attributes unsignedAttributes;
 };
 
 // All signers of a message, from the contents of the SET. Empty if any of them does not decode, or if signed attributes
 // are there but none stands in them.
-std::optional<std::vector<SignerInfo>> ReadSignerInfos(platform::ByteView contents);
+std::optional<std::vector<SignerInfo>> ReadSignerInfos(ByteView contents);
 
 // A row of Attributes; empty optional if it does not decode.
-std::optional<Attributes> ReadAttributes(units::DerReader contents);
+std::optional<Attributes> ReadAttributes(DerReader contents);
 
 // The only value of the only attribute of that type; null if there is none, or more of either.
-const units::DerElement* SoleValue(const Attributes& attributes, std::string_view oid);
+const DerElement* SoleValue(const Attributes& attributes, std::string_view oid);
 bool Contains(const Attributes& attributes, std::string_view oid);
 
-}  // namespace toolkit::cms
+}  // namespace platform::cms

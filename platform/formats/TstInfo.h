@@ -4,21 +4,21 @@
 #include <optional>
 #include <string>
 
-#include "units/Der.h"
+#include "platform/formats/Der.h"
 
-namespace units {
+namespace platform {
 
 struct TstInfo {
     std::string policy;  // dotted OID
     AlgorithmIdentifier imprintAlgorithm;
-    platform::Bytes imprint;
-    platform::Bytes serialNumber;  // big-endian magnitude
-    std::string genTime;           // the GeneralizedTime as it stands, for example "20240301101500.123Z"
-    platform::Bytes nonce;         // big-endian magnitude; empty if absent
+    Bytes imprint;
+    Bytes serialNumber;   // big-endian magnitude
+    std::string genTime;  // the GeneralizedTime as it stands, for example "20240301101500.123Z"
+    Bytes nonce;          // big-endian magnitude; empty if absent
 };
 
 // Empty if the bytes are no TSTInfo, or if anything stands behind its known fields. The genTime must be a time in UTC
 // to the second, with or without a fraction; that it is a day of the calendar is checked too.
-std::optional<TstInfo> ReadTstInfo(platform::ByteView der);
+std::optional<TstInfo> ReadTstInfo(ByteView der);
 
-}  // namespace units
+}  // namespace platform

@@ -6,9 +6,9 @@
 #include <string>
 
 #include "platform/Keys.h"
-#include "units/Der.h"
+#include "platform/formats/Der.h"
 
-namespace toolkit::cms {
+namespace platform::cms {
 
 // "sha256" and the like; the OID itself for a digest that nobody here knows.
 std::string DigestName(const std::string& oid);
@@ -26,12 +26,12 @@ enum class SchemeFault {
 };
 struct SchemeChoice {
     SchemeFault fault = SchemeFault::none;
-    platform::SignatureScheme scheme;
+    SignatureScheme scheme;
 };
 // How the signature of a signer with this signatureAlgorithm and this digest is checked. A PKCS#1 v1.5 signature holds
 // its digest algorithm inside, which is compared with the signer's digestAlgorithm when the value is checked; so the
 // name of the digest in the outer identifier, which nobody signs, is not asked there. ECDSA and DSA values hold no
 // such thing: there a disagreement is a fault.
-SchemeChoice ChooseScheme(const units::AlgorithmIdentifier& signature, platform::HashAlgorithm digest);
+SchemeChoice ChooseScheme(const AlgorithmIdentifier& signature, HashAlgorithm digest);
 
-}  // namespace toolkit::cms
+}  // namespace platform::cms

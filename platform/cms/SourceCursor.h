@@ -5,14 +5,14 @@
 #include <optional>
 #include <vector>
 
-#include "units/ByteSource.h"
-#include "units/Der.h"
+#include "platform/formats/ByteSource.h"
+#include "platform/formats/Der.h"
 
-namespace toolkit::cms {
+namespace platform::cms {
 
 class SourceCursor {
   public:
-    SourceCursor(units::ByteSource& source, std::uint64_t offset, std::uint64_t end)
+    SourceCursor(ByteSource& source, std::uint64_t offset, std::uint64_t end)
         : source_(source), position_(offset), levels_{{end, false}} {}
 
     [[nodiscard]] std::uint64_t Position() const { return position_; }
@@ -21,14 +21,14 @@ class SourceCursor {
     [[nodiscard]] bool ReadFailed() const { return readFailed_; }
 
     // The header of the next element of this level; empty at the level's end and for malformed bytes.
-    std::optional<units::ElementHeader> Peek();
+    std::optional<ElementHeader> Peek();
     [[nodiscard]] bool NextIs(std::uint8_t tag);
     // Whether this level has ended.
     [[nodiscard]] bool AtEnd();
 
     bool Enter(std::uint8_t tag);
     // Into the element whose header was just peeked.
-    void Enter(const units::ElementHeader& header);
+    void Enter(const ElementHeader& header);
     // Out of a level that has ended.
     bool Leave();
     // Behind the next element, of whatever length and depth.
@@ -40,12 +40,12 @@ class SourceCursor {
         std::uint64_t end;  // of an indefinite length: where its surroundings end
         bool indefinite;
     };
-    std::optional<units::ElementHeader> HeaderHere();
+    std::optional<ElementHeader> HeaderHere();
 
-    units::ByteSource& source_;
+    ByteSource& source_;
     std::uint64_t position_;
     std::vector<Level> levels_;
     bool readFailed_ = false;
 };
 
-}  // namespace toolkit::cms
+}  // namespace platform::cms

@@ -1,17 +1,10 @@
-#include "toolkit/cms/SignedDataReader.h"
+#include "platform/cms/SignedDataReader.h"
 
-#include "toolkit/cms/SourceCursor.h"
+#include "platform/cms/SourceCursor.h"
 
-namespace toolkit::cms {
+namespace platform::cms {
 
 namespace {
-
-using platform::Bytes;
-using platform::ByteView;
-using units::ByteSource;
-using units::DerReader;
-using units::DerRules;
-namespace tag = units::tag;
 
 constexpr std::string_view kSignedData = "1.2.840.113549.1.7.2";
 constexpr std::uint8_t kConstructedOctetString = tag::kOctetString | tag::kConstructed;
@@ -81,7 +74,7 @@ class Reading {
         auto set = DerReader(bytes, DerRules::ber).Enter(tag::kSet);
         while (set && !set->AtEnd()) {
             const auto contents = set->Enter(tag::kSequence);
-            auto algorithm = contents ? units::ReadAlgorithm(*contents) : std::nullopt;
+            auto algorithm = contents ? ReadAlgorithm(*contents) : std::nullopt;
             if (!algorithm) return false;
             message_.digestAlgorithms.push_back(std::move(*algorithm));
         }
@@ -112,8 +105,8 @@ class Reading {
     bool Contents(std::uint8_t expected, Bytes& contents) {
         Bytes bytes;
         if (!Element(expected, bytes)) return false;
-        const auto element = units::SoleElement(bytes, expected, DerRules::ber);
-        if (element) contents = platform::CopyOf(element->contents);
+        const auto element = SoleElement(bytes, expected, DerRules::ber);
+        if (element) contents = CopyOf(element->contents);
         return element.has_value();
     }
 
@@ -125,7 +118,7 @@ class Reading {
         const auto padding = source_.Copy(cursor_.Position(), static_cast<std::size_t>(left));
         if (!padding) return Fail(ReadOutcome::readFault);
         message_.trailing = left;
-        return platform::AsText(*padding).find_first_not_of(std::string_view("\0\t\r\n ", 5)) == std::string_view::npos;
+        return AsText(*padding).find_first_not_of(std::string_view("\0\t\r\n ", 5)) == std::string_view::npos;
     }
 
     ByteSource& source_;
@@ -134,7 +127,7 @@ class Reading {
     SignedDataMessage& message_;
     ReadOutcome outcome_ = ReadOutcome::malformed;
 
-    friend ReadOutcome toolkit::cms::ReadContentAgain(ByteSource&, const ContentPlace&, const Take&);
+    friend ReadOutcome platform::cms::ReadContentAgain(ByteSource&, const ContentPlace&, const Take&);
     Reading(ByteSource& source, const ContentPlace& place, ContentReceiver& receiver, SignedDataMessage& message)
         : source_(source), cursor_(source, place.offset, place.end), receiver_(receiver), message_(message) {}
 };
@@ -218,4 +211,4 @@ ReadOutcome ReadContentAgain(ByteSource& source, const ContentPlace& place, cons
     return reading.cursor_.ReadFailed() ? ReadOutcome::readFault : reading.outcome_;
 }
 
-}  // namespace toolkit::cms
+}  // namespace platform::cms

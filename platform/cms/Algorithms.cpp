@@ -1,16 +1,13 @@
-#include "toolkit/cms/Algorithms.h"
+#include "platform/cms/Algorithms.h"
 
 #include <array>
 #include <string_view>
 
-namespace toolkit::cms {
+namespace platform::cms {
 
 namespace {
 
-using platform::HashAlgorithm;
-using Kind = platform::SignatureScheme::Kind;
-using units::AlgorithmIdentifier;
-using units::DerReader;
+using Kind = SignatureScheme::Kind;
 
 struct Row {
     std::string_view oid, name;
@@ -66,18 +63,18 @@ bool IsEdwards(std::string_view oid) {
 }
 
 std::optional<HashAlgorithm> HashOf(const std::optional<AlgorithmIdentifier>& algorithm) {
-    return algorithm && algorithm->HasNoParameters() ? platform::HashFromOid(algorithm->oid) : std::nullopt;
+    return algorithm && algorithm->HasNoParameters() ? HashFromOid(algorithm->oid) : std::nullopt;
 }
 
-std::optional<AlgorithmIdentifier> ReadWholeAlgorithm(platform::ByteView der) {
-    const auto sequence = units::SoleElement(der, units::tag::kSequence);
-    return sequence ? units::ReadAlgorithm(DerReader(sequence->contents)) : std::nullopt;
+std::optional<AlgorithmIdentifier> ReadWholeAlgorithm(ByteView der) {
+    const auto sequence = SoleElement(der, platform::tag::kSequence);
+    return sequence ? ReadAlgorithm(DerReader(sequence->contents)) : std::nullopt;
 }
 
-std::optional<std::uint64_t> SmallInteger(platform::ByteView der) {
-    const auto integer = units::SoleElement(der, units::tag::kInteger);
+std::optional<std::uint64_t> SmallInteger(ByteView der) {
+    const auto integer = SoleElement(der, platform::tag::kInteger);
     if (!integer || integer->contents.empty() || (integer->contents.front() & 0x80) != 0) return std::nullopt;
-    const auto magnitude = units::Magnitude(integer->contents);
+    const auto magnitude = Magnitude(integer->contents);
     if (magnitude.size() > 4) return std::nullopt;
     std::uint64_t value = 0;
     for (const auto octet : magnitude)
@@ -87,7 +84,7 @@ std::optional<std::uint64_t> SmallInteger(platform::ByteView der) {
 
 constexpr std::string_view kMgf1 = "1.2.840.113549.1.1.8";
 
-bool ReadMgf1(platform::ByteView der, platform::SignatureScheme& scheme) {
+bool ReadMgf1(ByteView der, SignatureScheme& scheme) {
     const auto mask = ReadWholeAlgorithm(der);
     if (!mask || mask->oid != kMgf1) return false;
     const auto hash = HashOf(ReadWholeAlgorithm(mask->parameters));
@@ -96,7 +93,7 @@ bool ReadMgf1(platform::ByteView der, platform::SignatureScheme& scheme) {
     return true;
 }
 
-bool ReadSaltLength(platform::ByteView der, platform::SignatureScheme& scheme) {
+bool ReadSaltLength(ByteView der, SignatureScheme& scheme) {
     const auto salt = SmallInteger(der);
     // Longer than the largest modulus that anybody uses: no signature can fit it.
     if (!salt || *salt > 2048) return false;
@@ -105,24 +102,24 @@ bool ReadSaltLength(platform::ByteView der, platform::SignatureScheme& scheme) {
 }
 
 // RSASSA-PSS-params (RFC 4055 3.1): fields [0] to [3] in order, each with a default (SHA-1, MGF1 with SHA-1, 20, 1).
-bool ReadPssParameters(const platform::Bytes& der, platform::SignatureScheme& scheme) {
+bool ReadPssParameters(const Bytes& der, SignatureScheme& scheme) {
     scheme.hash = scheme.mgf1Hash = HashAlgorithm::sha1;
     scheme.saltLength = 20;
-    const auto sequence = units::SoleElement(der, units::tag::kSequence);
+    const auto sequence = SoleElement(der, platform::tag::kSequence);
     if (!sequence) return false;
     DerReader fields(sequence->contents);
-    if (const auto field = fields.Next(units::tag::ContextConstructed(0))) {
+    if (const auto field = fields.Next(platform::tag::ContextConstructed(0))) {
         const auto hash = HashOf(ReadWholeAlgorithm(field->contents));
         if (!hash) return false;
         scheme.hash = *hash;
     }
-    if (const auto field = fields.Next(units::tag::ContextConstructed(1))) {
+    if (const auto field = fields.Next(platform::tag::ContextConstructed(1))) {
         if (!ReadMgf1(field->contents, scheme)) return false;
     }
-    if (const auto field = fields.Next(units::tag::ContextConstructed(2))) {
+    if (const auto field = fields.Next(platform::tag::ContextConstructed(2))) {
         if (!ReadSaltLength(field->contents, scheme)) return false;
     }
-    if (const auto field = fields.Next(units::tag::ContextConstructed(3))) {
+    if (const auto field = fields.Next(platform::tag::ContextConstructed(3))) {
         if (SmallInteger(field->contents) != 1) return false;
     }
     return fields.AtEnd();
@@ -131,8 +128,8 @@ bool ReadPssParameters(const platform::Bytes& der, platform::SignatureScheme& sc
 }  // namespace
 
 std::string DigestName(const std::string& oid) {
-    const auto hash = platform::HashFromOid(oid);
-    return hash ? std::string(platform::NameOf(*hash)) : oid;
+    const auto hash = HashFromOid(oid);
+    return hash ? std::string(NameOf(*hash)) : oid;
 }
 
 std::string SignatureName(const std::string& oid) {
@@ -158,4 +155,4 @@ SchemeChoice ChooseScheme(const AlgorithmIdentifier& signature, HashAlgorithm di
     return choice;
 }
 
-}  // namespace toolkit::cms
+}  // namespace platform::cms

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-namespace units::tag {
+namespace platform::tag {
 
 constexpr std::uint8_t kBoolean = 0x01;
 constexpr std::uint8_t kInteger = 0x02;
@@ -33,4 +33,4 @@ constexpr std::uint8_t ContextConstructed(unsigned n) {
     return static_cast<std::uint8_t>(0xA0 | n);
 }
 
-}  // namespace units::tag
+}  // namespace platform::tag

@@ -1,12 +1,10 @@
-#include "units/TstInfo.h"
+#include "platform/formats/TstInfo.h"
 
 #include <algorithm>
 
-namespace units {
+namespace platform {
 
 namespace {
-
-using platform::ByteView;
 
 int Number(std::string_view digits) {
     int value = 0;
@@ -45,21 +43,21 @@ bool ReadImprint(DerReader& fields, TstInfo& info) {
     info.imprintAlgorithm = std::move(*algorithm);
     const auto digest = imprint->Next(tag::kOctetString);
     if (!digest || !imprint->AtEnd()) return false;
-    info.imprint = platform::CopyOf(digest->contents);
+    info.imprint = CopyOf(digest->contents);
     return true;
 }
 
-bool ReadInteger(DerReader& fields, platform::Bytes& magnitude) {
+bool ReadInteger(DerReader& fields, Bytes& magnitude) {
     const auto integer = fields.Next(tag::kInteger);
     if (!integer || integer->contents.empty()) return false;
-    magnitude = platform::CopyOf(Magnitude(integer->contents));
+    magnitude = CopyOf(Magnitude(integer->contents));
     return true;
 }
 
 bool ReadGenTime(DerReader& fields, TstInfo& info) {
     const auto time = fields.Next(tag::kGeneralizedTime);
     if (!time) return false;
-    info.genTime = platform::AsText(time->contents);
+    info.genTime = AsText(time->contents);
     return IsGeneralizedTime(info.genTime);
 }
 
@@ -93,4 +91,4 @@ std::optional<TstInfo> ReadTstInfo(ByteView der) {
     return info;
 }
 
-}  // namespace units
+}  // namespace platform

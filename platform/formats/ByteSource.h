@@ -6,7 +6,7 @@
 #include "platform/Files.h"
 #include "platform/Types.h"
 
-namespace units {
+namespace platform {
 
 class ByteSource {
   public:
@@ -15,34 +15,34 @@ class ByteSource {
     // Bytes from the offset on: at least `least` of them, or all that are left before the end, and at most `most`. The
     // view lasts until the next call. Empty optional if they cannot be read (last error set). `least` is at most 64
     // KiB.
-    virtual std::optional<platform::ByteView> View(std::uint64_t offset, std::size_t least, std::uint64_t most) = 0;
+    virtual std::optional<ByteView> View(std::uint64_t offset, std::size_t least, std::uint64_t most) = 0;
     // A copy of exactly so many bytes; empty optional also when the source is shorter.
-    std::optional<platform::Bytes> Copy(std::uint64_t offset, std::size_t size);
+    std::optional<Bytes> Copy(std::uint64_t offset, std::size_t size);
 };
 
 // Refers to bytes that the caller keeps.
 class MemorySource final : public ByteSource {
   public:
-    explicit MemorySource(platform::ByteView bytes) : bytes_(bytes) {}
+    explicit MemorySource(ByteView bytes) : bytes_(bytes) {}
     [[nodiscard]] std::uint64_t Size() const override { return bytes_.size(); }
-    std::optional<platform::ByteView> View(std::uint64_t offset, std::size_t least, std::uint64_t most) override;
+    std::optional<ByteView> View(std::uint64_t offset, std::size_t least, std::uint64_t most) override;
 
   private:
-    platform::ByteView bytes_;
+    ByteView bytes_;
 };
 
 // Reads a file through one window of at most 1 MiB.
 class FileSource final : public ByteSource {
   public:
-    explicit FileSource(platform::InputFile file) : file_(std::move(file)) {}
+    explicit FileSource(InputFile file) : file_(std::move(file)) {}
     [[nodiscard]] std::uint64_t Size() const override { return file_.Size(); }
-    std::optional<platform::ByteView> View(std::uint64_t offset, std::size_t least, std::uint64_t most) override;
+    std::optional<ByteView> View(std::uint64_t offset, std::size_t least, std::uint64_t most) override;
 
   private:
-    platform::InputFile file_;
-    platform::Bytes window_;
+    InputFile file_;
+    Bytes window_;
     std::uint64_t start_ = 0;  // of the window
     std::size_t filled_ = 0;
 };
 
-}  // namespace units
+}  // namespace platform

@@ -2,31 +2,31 @@
 // Writing DER (X.690). Small structures are written into memory; a structure around content that does not fit there is
 // put together from DerHeader and the sizes known beforehand.
 //
-//   units::DerWriter out;
+//   DerWriter out;
 //   out.Sequence([&] {
 //       out.Oid("2.16.840.1.101.3.4.2.1");
 //       out.Null();
 //   });
-//   platform::Bytes der = out.Take();
+//   Bytes der = out.Take();
 
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "platform/Types.h"
-#include "units/DerTags.h"
+#include "platform/formats/DerTags.h"
 
-namespace units {
+namespace platform {
 
 // The identifier octet and the shortest length octets of an element with contents of so many bytes.
-platform::Bytes DerHeader(std::uint8_t tag, std::uint64_t contentsSize);
+Bytes DerHeader(std::uint8_t tag, std::uint64_t contentsSize);
 // How many bytes DerHeader answers (2 to 10).
 std::size_t DerHeaderSize(std::uint64_t contentsSize);
 
 class DerWriter {
   public:
-    DerWriter& Raw(platform::ByteView encoded);  // appended as it stands
-    DerWriter& Value(std::uint8_t tag, platform::ByteView contents);
+    DerWriter& Raw(ByteView encoded);  // appended as it stands
+    DerWriter& Value(std::uint8_t tag, ByteView contents);
     DerWriter& Text(std::uint8_t tag, std::string_view contents);
     // The identifier must be valid (it is one of our own constants or was decoded): else nothing usable is written and
     // Valid() turns false.
@@ -35,12 +35,12 @@ class DerWriter {
     DerWriter& Boolean(bool value);
     DerWriter& Integer(std::uint64_t value);
     // Any size, big-endian magnitude of a number that is not negative; leading zeros do not matter.
-    DerWriter& UnsignedInteger(platform::ByteView magnitude);
-    DerWriter& OctetString(platform::ByteView contents) { return Value(tag::kOctetString, contents); }
+    DerWriter& UnsignedInteger(ByteView magnitude);
+    DerWriter& OctetString(ByteView contents) { return Value(tag::kOctetString, contents); }
     // SEQUENCE of the identifier and NULL, as most digest and RSA algorithms are written.
     DerWriter& AlgorithmWithNull(std::string_view oid);
     // SET OF with the encoded elements in DER order.
-    DerWriter& SetOf(std::vector<platform::Bytes> elements);
+    DerWriter& SetOf(std::vector<Bytes> elements);
 
     // Everything that `fill` writes into this writer becomes the contents.
     template <typename Fill>
@@ -60,14 +60,14 @@ class DerWriter {
     }
 
     [[nodiscard]] bool Valid() const { return valid_; }
-    [[nodiscard]] platform::ByteView View() const { return bytes_; }
-    [[nodiscard]] platform::Bytes Take() { return std::exchange(bytes_, {}); }
+    [[nodiscard]] ByteView View() const { return bytes_; }
+    [[nodiscard]] Bytes Take() { return std::exchange(bytes_, {}); }
 
   private:
     std::size_t Open(std::uint8_t tag);
     void Close(std::size_t start);
-    platform::Bytes bytes_;
+    Bytes bytes_;
     bool valid_ = true;
 };
 
-}  // namespace units
+}  // namespace platform

@@ -1,28 +1,19 @@
-#include "toolkit/cms/AttributeChecks.h"
+#include "platform/cms/AttributeChecks.h"
 
 #include <algorithm>
 
 #include "platform/Hash.h"
-#include "toolkit/cms/Names.h"
+#include "platform/cms/CertificateIds.h"
 
-namespace toolkit::cms {
+namespace platform::cms {
 
 namespace {
-
-using platform::Bytes;
-using platform::ByteView;
-using platform::HashAlgorithm;
-using units::AlgorithmIdentifier;
-using units::DerElement;
-using units::DerReader;
-using units::DerRules;
-namespace tag = units::tag;
 
 // Digits down to the minutes, then seconds, fraction and zone in any of the forms of X.680: the text is shown to
 // people, so that nothing else may follow.
 bool IsTime(const DerElement& value) {
     if (value.tag != tag::kUtcTime && value.tag != tag::kGeneralizedTime) return false;
-    const auto text = platform::AsText(value.contents);
+    const auto text = AsText(value.contents);
     const std::size_t digits = value.tag == tag::kUtcTime ? 10 : 12;
     return text.size() > digits && text.find_first_not_of("0123456789") >= digits &&
            text.find_first_not_of("0123456789.,+-Z") == std::string_view::npos;
@@ -44,19 +35,22 @@ bool ProtectsAlgorithmsOf(const SignerInfo& signer, const DerElement& value) {
     const auto digest = fields ? fields->Enter(tag::kSequence) : std::nullopt;
     const auto signature = fields ? fields->Enter(tag::ContextConstructed(1)) : std::nullopt;
     if (!digest || !signature) return false;
-    const auto digestAlgorithm = units::ReadAlgorithm(*digest);
-    const auto signatureAlgorithm = units::ReadAlgorithm(*signature);
+    const auto digestAlgorithm = ReadAlgorithm(*digest);
+    const auto signatureAlgorithm = ReadAlgorithm(*signature);
     return digestAlgorithm && signatureAlgorithm && Same(*digestAlgorithm, signer.digestAlgorithm) &&
            Same(*signatureAlgorithm, signer.signatureAlgorithm);
 }
 
+std::u16string NameText(ByteView name) {
+    return CertNameToStrW(name, CERT_X500_NAME_STR);
+}
+
 // IssuerSerial (RFC 5035 5): GeneralNames with the issuer as directoryName [4], and the serial number. The hash binds
 // already, so the name may be encoded with other string types; what it says must agree.
-bool IsIssuerAndSerial(DerReader fields, const platform::CertificateContext& certificate) {
+bool IsIssuerAndSerial(DerReader fields, const CertificateContext& certificate) {
     auto names = fields.Enter(tag::kSequence);
     const auto serial = fields.Next(tag::kInteger);
-    if (!names || !serial || !std::ranges::equal(units::Magnitude(serial->contents), SerialOf(certificate)))
-        return false;
+    if (!names || !serial || !std::ranges::equal(Magnitude(serial->contents), SerialOf(certificate))) return false;
     bool sawName = false;
     while (!names->AtEnd()) {
         const auto name = names->Next();
@@ -64,8 +58,7 @@ bool IsIssuerAndSerial(DerReader fields, const platform::CertificateContext& cer
         if (name->tag != tag::ContextConstructed(4)) continue;
         sawName = true;
         const auto& issuer = certificate.Info().Issuer;
-        if (std::ranges::equal(name->contents, issuer) ||
-            DistinguishedNameOf(name->contents) == DistinguishedNameOf(issuer)) {
+        if (std::ranges::equal(name->contents, issuer) || NameText(name->contents) == NameText(issuer)) {
             return true;
         }
     }
@@ -73,10 +66,10 @@ bool IsIssuerAndSerial(DerReader fields, const platform::CertificateContext& cer
 }
 
 // ESSCertID or, with an optional algorithm in front, ESSCertIDv2.
-Fault CheckReference(DerReader reference, HashAlgorithm hash, const platform::CertificateContext& certificate) {
+Fault CheckReference(DerReader reference, HashAlgorithm hash, const CertificateContext& certificate) {
     const auto expected = reference.Next(tag::kOctetString);
     if (!expected) return "The signing certificate reference does not decode.";
-    const Bytes actual = platform::Digest(hash, certificate.Encoded());
+    const Bytes actual = Digest(hash, certificate.Encoded());
     if (actual.empty() || !std::ranges::equal(expected->contents, actual)) {
         return "The signing certificate reference is to another certificate.";
     }
@@ -88,7 +81,7 @@ Fault CheckReference(DerReader reference, HashAlgorithm hash, const platform::Ce
     return {};
 }
 
-Fault CheckAttribute(const DerElement& value, bool second, const platform::CertificateContext& certificate) {
+Fault CheckAttribute(const DerElement& value, bool second, const CertificateContext& certificate) {
     auto fields = DerReader(value.encoded, DerRules::ber).Enter(tag::kSequence);
     auto references = fields ? fields->Enter(tag::kSequence) : std::nullopt;
     auto first = references ? references->Enter(tag::kSequence) : std::nullopt;
@@ -96,8 +89,8 @@ Fault CheckAttribute(const DerElement& value, bool second, const platform::Certi
     if (!second) return CheckReference(*first, HashAlgorithm::sha1, certificate);
     auto hash = std::optional(HashAlgorithm::sha256);
     if (const auto contents = first->Enter(tag::kSequence)) {
-        const auto algorithm = units::ReadAlgorithm(*contents);
-        hash = algorithm ? platform::HashFromOid(algorithm->oid) : std::nullopt;
+        const auto algorithm = ReadAlgorithm(*contents);
+        hash = algorithm ? HashFromOid(algorithm->oid) : std::nullopt;
     }
     if (!hash) return "The signing certificate reference has an unsupported digest algorithm.";
     return CheckReference(*first, *hash, certificate);
@@ -138,10 +131,10 @@ Fault CheckSignedAttributes(const SignerInfo& signer, const std::string& content
 
 Bytes MessageDigestOf(const SignerInfo& signer) {
     const DerElement* value = SoleValue(signer.signedAttributes, oid::kMessageDigest);
-    return value != nullptr ? units::OctetStringValue(*value).value_or(Bytes{}) : Bytes{};
+    return value != nullptr ? OctetStringValue(*value).value_or(Bytes{}) : Bytes{};
 }
 
-Fault CheckSigningCertificate(const SignerInfo& signer, const platform::CertificateContext& certificate) {
+Fault CheckSigningCertificate(const SignerInfo& signer, const CertificateContext& certificate) {
     for (const auto reference : {oid::kSigningCertificate, oid::kSigningCertificateV2}) {
         const DerElement* value = SoleValue(signer.signedAttributes, reference);
         if (value == nullptr) continue;
@@ -153,7 +146,7 @@ Fault CheckSigningCertificate(const SignerInfo& signer, const platform::Certific
 
 std::string SigningTimeOf(const SignerInfo& signer) {
     const DerElement* value = SoleValue(signer.signedAttributes, oid::kSigningTime);
-    return value != nullptr && IsTime(*value) ? std::string(platform::AsText(value->contents)) : std::string{};
+    return value != nullptr && IsTime(*value) ? std::string(AsText(value->contents)) : std::string{};
 }
 
-}  // namespace toolkit::cms
+}  // namespace platform::cms

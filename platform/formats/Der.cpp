@@ -1,12 +1,9 @@
-#include "units/Der.h"
+#include "platform/formats/Der.h"
 
-#include "units/DerWriter.h"
-#include "units/Oid.h"
+#include "platform/formats/DerWriter.h"
+#include "platform/formats/Oid.h"
 
-namespace units {
-
-using platform::Bytes;
-using platform::ByteView;
+namespace platform {
 
 namespace {
 
@@ -125,13 +122,13 @@ std::optional<DerElement> SoleElement(ByteView bytes, std::uint8_t tag, DerRules
 }
 
 std::optional<Bytes> OctetStringValue(const DerElement& element) {
-    if (element.tag == tag::kOctetString) return platform::CopyOf(element.contents);
+    if (element.tag == tag::kOctetString) return CopyOf(element.contents);
     if (element.tag != (tag::kOctetString | tag::kConstructed)) return std::nullopt;
     const auto der = ToDer(element.encoded);
     if (!der) return std::nullopt;
     const auto joined = SoleElement(*der, tag::kOctetString);
     if (!joined) return std::nullopt;
-    return platform::CopyOf(joined->contents);
+    return CopyOf(joined->contents);
 }
 
 std::optional<Bytes> ToDer(ByteView ber) {
@@ -179,7 +176,7 @@ std::optional<AlgorithmIdentifier> ReadAlgorithm(DerReader contents) {
     if (!contents.AtEnd()) {
         const auto parameters = contents.Next();
         if (!parameters || !contents.AtEnd()) return std::nullopt;
-        algorithm.parameters = platform::CopyOf(parameters->encoded);
+        algorithm.parameters = CopyOf(parameters->encoded);
     }
     return algorithm;
 }
@@ -190,4 +187,4 @@ ByteView Magnitude(ByteView integerContents) {
     return integerContents;
 }
 
-}  // namespace units
+}  // namespace platform

@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "platform/Types.h"
-#include "units/DerTags.h"
+#include "platform/formats/DerTags.h"
 
-namespace units {
+namespace platform {
 
 // der: definite lengths in the shortest form. ber: also longer forms and indefinite lengths.
 enum class DerRules { der, ber };
@@ -27,18 +27,18 @@ struct ElementHeader {
 constexpr std::size_t kLongestElementHeader = 16;
 // From the bytes that start with the header. Empty if it is not complete, breaks the rules, or says a length of more
 // than 8 significant octets. That the contents are there is not checked.
-std::optional<ElementHeader> ParseElementHeader(platform::ByteView start, DerRules rules);
+std::optional<ElementHeader> ParseElementHeader(ByteView start, DerRules rules);
 
 struct DerElement {
     std::uint8_t tag = 0;
-    platform::ByteView encoded;   // all of it, with the end-of-contents octets of an indefinite length
-    platform::ByteView contents;  // without them
+    ByteView encoded;   // all of it, with the end-of-contents octets of an indefinite length
+    ByteView contents;  // without them
 };
 
 // Walks the elements that stand in a row.
 class DerReader {
   public:
-    explicit DerReader(platform::ByteView bytes, DerRules rules = DerRules::der) : rest_(bytes), rules_(rules) {}
+    explicit DerReader(ByteView bytes, DerRules rules = DerRules::der) : rest_(bytes), rules_(rules) {}
     [[nodiscard]] bool AtEnd() const { return rest_.empty(); }
     // Whether the next element has this identifier octet.
     [[nodiscard]] bool NextIs(std::uint8_t tag) const { return !rest_.empty() && rest_.front() == tag; }
@@ -51,25 +51,25 @@ class DerReader {
     std::optional<std::string> Oid();  // dotted text of an OBJECT IDENTIFIER
 
   private:
-    platform::ByteView rest_;
+    ByteView rest_;
     DerRules rules_;
 };
 
 // The one element that takes up all the bytes.
-std::optional<DerElement> SoleElement(platform::ByteView bytes, std::uint8_t tag, DerRules rules = DerRules::der);
+std::optional<DerElement> SoleElement(ByteView bytes, std::uint8_t tag, DerRules rules = DerRules::der);
 
 // The octets of an OCTET STRING, also of one that BER cut into pieces. Empty if it is none, or is nested deeper than
 // any writer has a reason for.
-std::optional<platform::Bytes> OctetStringValue(const DerElement& element);
+std::optional<Bytes> OctetStringValue(const DerElement& element);
 
 // The same value in DER: definite shortest lengths, strings in one piece. The order of SET OF is left as it stands.
 // Empty for what does not decode, nests deeper than 64, or has tag numbers above 30, which no format here uses.
-std::optional<platform::Bytes> ToDer(platform::ByteView ber);
+std::optional<Bytes> ToDer(ByteView ber);
 
 // An AlgorithmIdentifier (RFC 5280 4.1.1.2).
 struct AlgorithmIdentifier {
     std::string oid;
-    platform::Bytes parameters;  // the whole element, empty if absent
+    Bytes parameters;  // the whole element, empty if absent
     [[nodiscard]] bool HasNoParameters() const {
         return parameters.empty() || (parameters.size() == 2 && parameters[0] == tag::kNull && parameters[1] == 0);
     }
@@ -79,6 +79,6 @@ std::optional<AlgorithmIdentifier> ReadAlgorithm(DerReader contents);
 
 // The magnitude of an INTEGER's contents, big-endian without leading zero octets (one zero octet for zero). A negative
 // number, which some serial numbers by mistake are, is taken by its octets as they stand.
-platform::ByteView Magnitude(platform::ByteView integerContents);
+ByteView Magnitude(ByteView integerContents);
 
-}  // namespace units
+}  // namespace platform

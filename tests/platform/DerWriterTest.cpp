@@ -1,17 +1,17 @@
-#include "units/DerWriter.h"
+#include "platform/formats/DerWriter.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <openssl/asn1.h>
 #include <openssl/objects.h>
 
-#include "units/Oid.h"
+#include "platform/formats/Oid.h"
 
 namespace {
 
 using platform::Bytes;
+using platform::DerWriter;
 using testing::ElementsAre;
-using units::DerWriter;
 
 TEST(DerWriter, LengthsTakeTheShortestFormAtEveryBoundary) {
     struct Case {
@@ -29,15 +29,16 @@ TEST(DerWriter, LengthsTakeTheShortestFormAtEveryBoundary) {
                           {0x100000000, {4, 0x85, 1, 0, 0, 0, 0}},
                           {~std::uint64_t{0}, {4, 0x88, 255, 255, 255, 255, 255, 255, 255, 255}}};
     for (const auto& [size, header] : cases) {
-        EXPECT_EQ(units::DerHeader(4, size), header) << size;
-        EXPECT_EQ(units::DerHeaderSize(size), header.size()) << size;
+        EXPECT_EQ(platform::DerHeader(4, size), header) << size;
+        EXPECT_EQ(platform::DerHeaderSize(size), header.size()) << size;
     }
 }
 
 TEST(DerWriter, NestedLengthsGrowWithTheirContents) {
     for (const std::size_t size : {0U, 125U, 126U, 127U, 128U, 253U, 254U, 255U, 256U, 65531U, 65532U, 65536U}) {
         DerWriter out;
-        out.Sequence([&] { out.Nested(units::tag::ContextConstructed(0), [&] { out.OctetString(Bytes(size, 7)); }); });
+        out.Sequence(
+            [&] { out.Nested(platform::tag::ContextConstructed(0), [&] { out.OctetString(Bytes(size, 7)); }); });
         const Bytes der = out.Take();
         // Somebody else's reader finds the same sizes on every level.
         const unsigned char* at = der.data();
@@ -91,8 +92,8 @@ TEST(Oid, TextAndOctetsAgreeWithOpenSsl) {
         ASSERT_NE(object, nullptr) << text;
         const Bytes octets(OBJ_get0_data(object), OBJ_get0_data(object) + OBJ_length(object));
         ASN1_OBJECT_free(object);
-        EXPECT_EQ(units::OidFromText(text), octets) << text;
-        EXPECT_EQ(units::OidToText(octets), text);
+        EXPECT_EQ(platform::OidFromText(text), octets) << text;
+        EXPECT_EQ(platform::OidToText(octets), text);
     }
 }
 
@@ -101,16 +102,16 @@ TEST(Oid, ArcsBeyond64BitsAreShownExactly) {
     Bytes octets{0x69, 0x83};
     octets.insert(octets.end(), 17, 0xFF);
     octets.push_back(0x7F);
-    EXPECT_EQ(units::OidToText(octets), "2.25.340282366920938463463374607431768211455");
+    EXPECT_EQ(platform::OidToText(octets), "2.25.340282366920938463463374607431768211455");
 }
 
 TEST(Oid, WhatIsNoIdentifierIsRefused) {
     for (const Bytes& octets : {Bytes{}, Bytes{0x80}, Bytes{0x2A, 0x86}, Bytes{0x2A, 0x80, 0x01}, Bytes(200, 0xFF)}) {
-        EXPECT_FALSE(units::OidToText(octets).has_value());
+        EXPECT_FALSE(platform::OidToText(octets).has_value());
     }
     for (const char* text : {"", "1", "1.", ".1", "3.1", "1.40", "1..2", "1.2.", "1.02", "1.-2", "1. 2", "1.2a",
                              "1.2.18446744073709551616"}) {
-        EXPECT_FALSE(units::OidFromText(text).has_value()) << text;
+        EXPECT_FALSE(platform::OidFromText(text).has_value()) << text;
     }
 }
 

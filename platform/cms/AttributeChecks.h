@@ -4,9 +4,9 @@
 #include <string>
 
 #include "platform/Certificates.h"
-#include "toolkit/cms/SignerInfo.h"
+#include "platform/cms/SignerInfo.h"
 
-namespace toolkit::cms {
+namespace platform::cms {
 
 // A fault as a sentence for the log; empty if all is well.
 using Fault = std::string;
@@ -20,13 +20,13 @@ Fault CheckSignedAttributes(const SignerInfo& signer, const std::string& content
 Fault CheckUnsignedAttributes(const SignerInfo& signer);
 
 // The digest in messageDigest; empty if CheckSignedAttributes would find fault with it.
-platform::Bytes MessageDigestOf(const SignerInfo& signer);
+Bytes MessageDigestOf(const SignerInfo& signer);
 
 // RFC 5035 3, 4: the first reference in signingCertificate and signingCertificateV2, where present, is to this
 // certificate: its hash, and issuer and serial number if they are given.
-Fault CheckSigningCertificate(const SignerInfo& signer, const platform::CertificateContext& certificate);
+Fault CheckSigningCertificate(const SignerInfo& signer, const CertificateContext& certificate);
 
 // The text of the signingTime as it stands; empty if absent or malformed.
 std::string SigningTimeOf(const SignerInfo& signer);
 
-}  // namespace toolkit::cms
+}  // namespace platform::cms

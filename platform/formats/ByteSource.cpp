@@ -1,11 +1,8 @@
-#include "units/ByteSource.h"
+#include "platform/formats/ByteSource.h"
 
 #include <algorithm>
 
-namespace units {
-
-using platform::Bytes;
-using platform::ByteView;
+namespace platform {
 
 namespace {
 
@@ -48,4 +45,4 @@ std::optional<ByteView> FileSource::View(std::uint64_t offset, std::size_t least
     return ByteView(window_).subspan(at, static_cast<std::size_t>(std::min<std::uint64_t>(most, filled_ - at)));
 }
 
-}  // namespace units
+}  // namespace platform

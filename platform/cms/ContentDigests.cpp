@@ -1,10 +1,10 @@
-#include "toolkit/cms/ContentDigests.h"
+#include "platform/cms/ContentDigests.h"
 
 #include <algorithm>
 
-#include "toolkit/cms/SignerInfo.h"
+#include "platform/cms/SignerInfo.h"
 
-namespace toolkit::cms {
+namespace platform::cms {
 
 namespace {
 
@@ -17,17 +17,17 @@ bool IsSignedAttribute(const Attribute& attribute) {
 
 }  // namespace
 
-bool ContentDigests::Want(platform::HashAlgorithm algorithm) {
+bool ContentDigests::Want(HashAlgorithm algorithm) {
     const bool known = Knows(algorithm) || std::any_of(running_.begin(), running_.end(),
                                                        [&](const auto& hash) { return hash.Algorithm() == algorithm; });
     if (known) return true;
-    platform::Hash hash(algorithm);
+    Hash hash(algorithm);
     if (!hash) return false;
     running_.push_back(std::move(hash));
     return true;
 }
 
-void ContentDigests::Update(platform::ByteView piece) {
+void ContentDigests::Update(ByteView piece) {
     if (!passed_) {
         const std::size_t wanted = std::min(piece.size(), kHead - head_.size());
         head_.insert(head_.end(), piece.begin(), piece.begin() + static_cast<std::ptrdiff_t>(wanted));
@@ -44,23 +44,23 @@ void ContentDigests::Finish() {
     passed_ = true;
 }
 
-platform::Bytes ContentDigests::Of(platform::HashAlgorithm algorithm) const {
+Bytes ContentDigests::Of(HashAlgorithm algorithm) const {
     const auto found = finished_.find(algorithm);
-    return found != finished_.end() ? found->second : platform::Bytes{};
+    return found != finished_.end() ? found->second : Bytes{};
 }
 
 bool ContentDigests::LooksLikeSignedAttributes() const {
-    const auto header = units::ParseElementHeader(head_, units::DerRules::ber);
-    if (!header || header->tag != units::tag::kSet || header->indefinite) return false;
+    const auto header = ParseElementHeader(head_, DerRules::ber);
+    if (!header || header->tag != platform::tag::kSet || header->indefinite) return false;
     if (header->length != size_ - header->size) return false;
-    units::DerReader rest(platform::ByteView(head_).subspan(header->size), units::DerRules::ber);
-    while (const auto element = rest.Next(units::tag::kSequence)) {
-        const auto attribute = ReadAttributes(units::DerReader(element->encoded, units::DerRules::ber));
+    DerReader rest(ByteView(head_).subspan(header->size), DerRules::ber);
+    while (const auto element = rest.Next(platform::tag::kSequence)) {
+        const auto attribute = ReadAttributes(DerReader(element->encoded, DerRules::ber));
         if (!attribute) return false;
         if (IsSignedAttribute(attribute->front())) return true;
     }
     // Cut off by our own limit before anything told: rather no than a false yes.
-    return size_ > head_.size() && rest.NextIs(units::tag::kSequence);
+    return size_ > head_.size() && rest.NextIs(platform::tag::kSequence);
 }
 
-}  // namespace toolkit::cms
+}  // namespace platform::cms

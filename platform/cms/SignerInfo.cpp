@@ -1,16 +1,12 @@
-#include "toolkit/cms/SignerInfo.h"
+#include "platform/cms/SignerInfo.h"
 
 #include <algorithm>
 
-namespace toolkit::cms {
+namespace platform::cms {
 
 namespace {
 
-using units::DerReader;
-using units::DerRules;
-namespace tag = units::tag;
-
-std::optional<Attribute> ReadAttribute(const units::DerElement& element) {
+std::optional<Attribute> ReadAttribute(const DerElement& element) {
     DerReader fields(element.contents, DerRules::ber);
     Attribute attribute;
     attribute.encoded = element.encoded;
@@ -37,19 +33,19 @@ bool ReadIdentifier(DerReader& fields, SignerInfo& signer) {
     }
     // [0] IMPLICIT OCTET STRING; some writers tag it explicitly.
     if (const auto implicit = fields.Next(tag::Context(0))) {
-        signer.subjectKeyIdentifier = platform::CopyOf(implicit->contents);
+        signer.subjectKeyIdentifier = CopyOf(implicit->contents);
         return true;
     }
     const auto constructed = fields.Next(tag::ContextConstructed(0));
     if (!constructed) return false;
-    const auto inner = units::SoleElement(constructed->contents, tag::kOctetString, DerRules::ber);
-    if (inner) signer.subjectKeyIdentifier = platform::CopyOf(inner->contents);
+    const auto inner = SoleElement(constructed->contents, tag::kOctetString, DerRules::ber);
+    if (inner) signer.subjectKeyIdentifier = CopyOf(inner->contents);
     return inner.has_value();
 }
 
-bool ReadAlgorithmInto(DerReader& fields, units::AlgorithmIdentifier& algorithm) {
+bool ReadAlgorithmInto(DerReader& fields, AlgorithmIdentifier& algorithm) {
     const auto contents = fields.Enter(tag::kSequence);
-    auto read = contents ? units::ReadAlgorithm(*contents) : std::nullopt;
+    auto read = contents ? ReadAlgorithm(*contents) : std::nullopt;
     if (read) algorithm = std::move(*read);
     return read.has_value();
 }
@@ -74,7 +70,7 @@ bool ReadUnsignedAttributes(DerReader& fields, SignerInfo& signer) {
 
 bool ReadSignature(DerReader& fields, SignerInfo& signer) {
     const auto element = fields.Next();
-    auto octets = element ? units::OctetStringValue(*element) : std::nullopt;
+    auto octets = element ? OctetStringValue(*element) : std::nullopt;
     if (octets) signer.signature = std::move(*octets);
     return octets.has_value();
 }
@@ -99,7 +95,7 @@ std::optional<Attributes> ReadAttributes(DerReader contents) {
     return attributes;
 }
 
-std::optional<std::vector<SignerInfo>> ReadSignerInfos(platform::ByteView contents) {
+std::optional<std::vector<SignerInfo>> ReadSignerInfos(ByteView contents) {
     std::vector<SignerInfo> signers;
     DerReader set(contents, DerRules::ber);
     while (!set.AtEnd()) {
@@ -109,7 +105,7 @@ std::optional<std::vector<SignerInfo>> ReadSignerInfos(platform::ByteView conten
     return signers;
 }
 
-const units::DerElement* SoleValue(const Attributes& attributes, std::string_view oid) {
+const DerElement* SoleValue(const Attributes& attributes, std::string_view oid) {
     const Attribute* found = nullptr;
     for (const auto& attribute : attributes) {
         if (attribute.oid != oid) continue;
@@ -123,4 +119,4 @@ bool Contains(const Attributes& attributes, std::string_view oid) {
     return std::any_of(attributes.begin(), attributes.end(), [&](const Attribute& one) { return one.oid == oid; });
 }
 
-}  // namespace toolkit::cms
+}  // namespace platform::cms
