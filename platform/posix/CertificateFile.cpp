@@ -4,6 +4,7 @@
 #include <array>
 #include <optional>
 
+#include "platform/Crls.h"
 #include "platform/Text.h"
 #include "platform/posix/Ber.h"
 #include "platform/posix/OpenSsl.h"
@@ -260,3 +261,16 @@ std::string WritePem(std::string_view label, ByteView der) {
 }
 
 }  // namespace platform::posix
+
+std::optional<platform::Bytes> platform::CryptStringToBinaryA(std::string_view text, std::uint32_t form) {
+    if (form == CRYPT_STRING_BASE64X509CRLHEADER) {
+        posix::PemWalk walk(text);
+        while (const auto block = walk.Next()) {
+            if (block->label != "X509 CRL") continue;
+            if (auto bytes = posix::DecodeBase64(block->body)) return bytes;
+            break;
+        }
+    }
+    SetLastError(form == CRYPT_STRING_BASE64X509CRLHEADER ? ERROR_INVALID_DATA : ERROR_INVALID_PARAMETER);
+    return std::nullopt;
+}

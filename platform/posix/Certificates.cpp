@@ -67,15 +67,6 @@ bool DecodeExtension(BerReader& reader, CERT_EXTENSION& extension) {
     return AtEnd(inside);
 }
 
-bool DecodeExtensions(ByteView tagged, CERT_INFO& info) {
-    const auto list = posix::ReadSingleElement(tagged, posix::kBerSequence);
-    if (!list) return false;
-    for (BerReader reader(list->content); !reader.AtEnd();) {
-        if (!DecodeExtension(reader, info.rgExtension.emplace_back())) return false;
-    }
-    return true;
-}
-
 // The optional fields behind the key: unique identifiers, which nobody uses, and extensions.
 bool DecodeOptionalFields(BerReader& reader, CERT_INFO& info) {
     for (const unsigned number : {1U, 2U}) {
@@ -85,7 +76,7 @@ bool DecodeOptionalFields(BerReader& reader, CERT_INFO& info) {
     }
     if (reader.NextIs(posix::BerContext(3))) {
         const auto tagged = reader.Next();
-        if (!tagged || !DecodeExtensions(tagged->content, info)) return false;
+        if (!tagged || !posix::DecodeExtensions(tagged->content, info.rgExtension)) return false;
     }
     return AtEnd(reader);
 }
@@ -140,6 +131,15 @@ Bytes KeyIdentifierOf(const CertificateContext& certificate) {
 }
 
 }  // namespace
+
+bool posix::DecodeExtensions(ByteView sequence, std::vector<CERT_EXTENSION>& extensions) {
+    const auto list = ReadSingleElement(sequence, kBerSequence);
+    if (!list) return false;
+    for (BerReader reader(list->content); !reader.AtEnd();) {
+        if (!DecodeExtension(reader, extensions.emplace_back())) return false;
+    }
+    return true;
+}
 
 namespace posix {
 

@@ -128,6 +128,9 @@ X509_CRL* NativeOf(const CrlContext& crl);
 // Whether any store has a folder there.
 bool HasStores(StoreLocation location);
 
+// The Extensions (RFC 5280, 4.1) that take up all the bytes. False with the last error if they do not decode.
+bool DecodeExtensions(ByteView sequence, std::vector<CERT_EXTENSION>& extensions);
+
 // The same certificate with a state (properties, key) of its own; it has this key, which may be null.
 CertificateContext WithOwnState(const CertificateContext& certificate, std::shared_ptr<PrivateKey::Impl> key);
 std::shared_ptr<PrivateKey::Impl> AttachedKeyOf(const CertificateContext& certificate);
