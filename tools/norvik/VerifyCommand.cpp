@@ -2,11 +2,11 @@
 
 #include "platform/Files.h"
 #include "platform/Text.h"
+#include "platform/cms/SignedDataReader.h"
 #include "src/Norvik.h"
 #include "toolkit/CkCrypt2W.h"
 #include "toolkit/CkJsonObjectW.h"
 #include "toolkit/cms/Findings.h"
-#include "platform/cms/SignedDataReader.h"
 #include "toolkit/cms/TextMessage.h"
 #include "tools/norvik/Command.h"
 
@@ -24,9 +24,9 @@ struct VerifyOptions {
 };
 
 // Reads the structure alone and steps over the content.
-class StructureOnly final : public toolkit::cms::ContentReceiver {
+class StructureOnly final : public platform::cms::ContentReceiver {
   public:
-    bool Start(const toolkit::cms::SignedDataMessage&) override { return false; }
+    bool Start(const platform::cms::SignedDataMessage&) override { return false; }
     bool Take(platform::ByteView) override { return true; }
 };
 
@@ -42,10 +42,10 @@ bool HasNoContent(const fs::path& file) {
     platform::FileSource source(OpenForReading(file));
     const auto decoded = toolkit::cms::LooksLikeText(source) ? toolkit::cms::DecodeText(source) : nullptr;
     StructureOnly receiver;
-    toolkit::cms::SignedDataMessage message;
-    const auto outcome =
-        toolkit::cms::ReadSignedData(decoded ? *decoded : static_cast<platform::ByteSource&>(source), receiver, message);
-    return outcome == toolkit::cms::ReadOutcome::ok && !message.content;
+    platform::cms::SignedDataMessage message;
+    const auto outcome = platform::cms::ReadSignedData(decoded ? *decoded : static_cast<platform::ByteSource&>(source),
+                                                       receiver, message);
+    return outcome == platform::cms::ReadOutcome::ok && !message.content;
 }
 
 // The data of a detached signature lie beside it under its name without the last extension, unless they are named.
