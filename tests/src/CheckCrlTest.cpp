@@ -1,0 +1,259 @@
+#include "src/verification/CheckCrl.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "crypt/CryptCertificate.h"
+#include "platform/Crls.h"
+#include "platform/Files.h"
+#include "platform/Text.h"
+#include "src/Norvik.h"
+#include "src/certificates/Choice.h"
+#include "tests/support/HttpServer.h"
+#include "tests/support/Pki.h"
+#include "tests/support/Process.h"
+#include "tests/support/ScriptedInterface.h"
+
+namespace {
+
+using testing::ElementsAre;
+using tests::Certificate;
+using tests::CrlSpec;
+using tests::HttpAnswer;
+using tests::kDay;
+using tests::KeyType;
+
+constexpr std::uint32_t kUndecided = 0x80092012, kRevoked = 0x80092010;
+constexpr std::int64_t kWhen = 1'700'000'000;  // 14 November 2023, in every time zone but the easternmost
+constexpr const char* kCannotTell = "Функцията за анулиране не успя да провери отмяната на сертификата.";
+constexpr const char* kGood = "Сертификатът е валиден.";
+
+std::string TextOf(const tests::Bytes& bytes) {
+    return {bytes.begin(), bytes.end()};
+}
+
+// A CRL server, an authority and the folders that a check leaves its traces in.
+class CheckCrlTest : public testing::Test {
+  protected:
+    CheckCrlTest() {
+        profile_.Set("LC_ALL", "C");
+        profile_.Set("http_proxy", std::nullopt);
+    }
+    Certificate Leaf(std::vector<std::string> urls) const {
+        return Issue({.subject = {{"CN", "Иван"}},
+                      .serial = {0x80, 0x01, 0x02},
+                      .key = tests::TestKey(KeyType::p256),
+                      .crlUrls = std::move(urls)},
+                     root_);
+    }
+    void Serve(const std::string& path, std::string body) { pages_[path] = {.body = std::move(body)}; }
+    std::string Url(const std::string& path) const { return server_.Url(path); }
+    tessaly::CertStatusResult Check(const Certificate& leaf,
+                                    verification::HashRoutine hash = verification::HashToHex) const {
+        return verification::CheckCrl(platform::CertCreateCertificateContext(leaf.Der()), hash, cache_, work_);
+    }
+    // Status and text in a form that a failed expectation shows.
+    void Expect(const Certificate& leaf, std::uint32_t status, const std::string& text) const {
+        const auto answer = Check(leaf);
+        EXPECT_EQ(answer.status, status);
+        EXPECT_EQ(platform::ToUtf8(answer.text), text);
+    }
+    tests::Bytes Listing(const Certificate& leaf, int reason = -1) const {
+        return MakeCrl(root_, {.revoked = {{leaf.Serial(), kWhen, reason}}});
+    }
+    std::vector<std::string> Asked() const {
+        std::vector<std::string> targets;
+        for (const auto& request : server_.Requests())
+            targets.push_back(request.target);
+        return targets;
+    }
+
+    tests::Profile profile_;
+    std::filesystem::path work_ = profile_.Write("work/keep", "").parent_path(), cache_ = work_ / "CRLCache";
+    Certificate root_ =
+        tests::Issue({.subject = {{"CN", "Root"}}, .key = tests::TestKey(KeyType::p256, 1), .ca = true});
+    std::map<std::string, HttpAnswer> pages_;
+    tests::HttpServer server_{[this](const tests::HttpRequest& request) {
+        const auto page = pages_.find(request.target);
+        return page == pages_.end() ? HttpAnswer{.status = 404, .body = "<html>not here</html>"} : page->second;
+    }};
+};
+
+TEST_F(CheckCrlTest, SaysWhatACurrentListSaysInDerAndInPem) {
+    const Certificate leaf = Leaf({Url("/crl")});
+    const auto date = platform::ToUtf8(tessaly::FormatShortDate(platform::FileTimeFromUnix(kWhen)));
+    for (const bool pem : {false, true}) {
+        const auto form = [&](const tests::Bytes& der) { return pem ? tests::PemOf("X509 CRL", der) : TextOf(der); };
+        Serve("/crl", form(MakeCrl(root_, {.revoked = {{{0x01, 0x02}, kWhen, 1}}})));
+        Expect(leaf, 0, kGood);
+        Serve("/crl", form(Listing(leaf)));
+        Expect(leaf, kRevoked, "Сертификатът е отменен на " + date + "\n");
+    }
+}
+
+TEST_F(CheckCrlTest, GivesEachReasonItsText) {
+    const std::pair<int, std::string> reasons[] = {
+        {0, "Не е посочена причина за отмяна."},
+        {1,
+         "Известно е или се подозира, че частният ключ на субекта или \nдруги аспекти на темата, валидирани в "
+         "сертификата, са \nкомпрометирани."},
+        {2,
+         "Известно е или се подозира, че частният ключ на \nсертифициращия орган (CA) или други аспекти на CA, "
+         "валидирани \nв сертификата, са компрометирани.\n"},
+        {3,
+         "Името на субекта или друга информация в сертификата е \nпроменена, но няма причина да се подозира, че "
+         "частният ключ е \nкомпрометиран."},
+        {4, "Сертификатът е заменен, но няма причина да се подозира, че \nчастният ключ е компрометиран."},
+        {5,
+         "Сертификатът вече не е необходим за целта, за която е \nиздаден, но няма причина да се подозира, че "
+         "частният ключ е \nкомпрометиран."},
+        {6, "Сертификатът е спрян."},
+        {9, "Не известна причина за спиране."},
+    };
+    const Certificate leaf = Leaf({Url("/crl")});
+    for (const auto& [reason, text] : reasons) {
+        Serve("/crl", TextOf(Listing(leaf, reason)));
+        const auto answer = platform::ToUtf8(Check(leaf).text);
+        EXPECT_TRUE(answer.ends_with("\nПричина за прекратяване: " + text + "\n")) << reason << ": " << answer;
+    }
+}
+
+TEST_F(CheckCrlTest, GoesOnToTheNextAddressUntilAListDecides) {
+    const std::int64_t now = std::time(nullptr);
+    const Certificate leaf = Leaf({"ldap://127.0.0.1/cn=crl", "x", Url("/expired"), Url("/future"), Url("/page"),
+                                   Url("/cut"), Url("/early"), Url("/good"), Url("/never")});
+    Serve(
+        "/expired",
+        TextOf(MakeCrl(
+            root_, {.revoked = {{leaf.Serial(), kWhen}}, .thisUpdate = now - 9 * kDay, .nextUpdate = now - 2 * kDay})));
+    Serve("/future", TextOf(MakeCrl(root_, {.thisUpdate = now + kDay})));
+    const auto whole = TextOf(Listing(leaf));
+    Serve("/cut", whole.substr(0, whole.size() / 2));
+    pages_["/early"] = {.body = whole, .claimedLength = whole.size() + 1000};
+    Serve("/good", TextOf(MakeCrl(root_)));
+    Expect(leaf, 0, kGood);
+    EXPECT_THAT(Asked(), ElementsAre("/expired", "/future", "/page", "/cut", "/early", "/good"));
+}
+
+TEST_F(CheckCrlTest, CannotTellWithoutAListOrARoutine) {
+    Expect(Leaf({}), kUndecided, kCannotTell);
+    EXPECT_FALSE(std::filesystem::exists(cache_));
+    Expect(Leaf({"ldap://127.0.0.1/cn=crl"}), kUndecided, kCannotTell);
+    EXPECT_TRUE(std::filesystem::is_directory(cache_));
+    pages_["/drop"] = {.drop = true};
+    Expect(Leaf({Url("/drop"), Url("/missing")}), kUndecided, kCannotTell);
+    const auto asked = Asked().size();
+    EXPECT_EQ(Check(Leaf({Url("/crl")}), nullptr).status, kUndecided);
+    EXPECT_EQ(Asked().size(), asked);
+}
+
+TEST_F(CheckCrlTest, FollowsRedirectsButNotIntoFilesOrInACircle) {
+    const Certificate leaf = Leaf({Url("/moved")});
+    Serve("/crl", TextOf(Listing(leaf)));
+    pages_["/moved"] = HttpAnswer::Redirect("/crl");
+    EXPECT_EQ(Check(leaf).status, kRevoked);
+    pages_["/moved"] = HttpAnswer::Redirect("file://" + profile_.Write("http.crl", TextOf(MakeCrl(root_))).string());
+    EXPECT_EQ(Check(leaf).status, kUndecided);
+    pages_["/moved"] = HttpAnswer::Redirect("/moved");
+    EXPECT_EQ(Check(leaf).status, kUndecided);
+}
+
+TEST_F(CheckCrlTest, LeavesOneFileOfTheAddressThatOnlyItsOwnerReads) {
+    const Certificate leaf = Leaf({Url("/crl?a=b")});
+    const auto crl = TextOf(MakeCrl(root_));
+    Serve("/crl?a=b", crl);
+    std::string utf16;
+    for (const char16_t c : platform::ToWide(Url("/crl?a=b")))
+        (utf16 += static_cast<char>(c & 0xFF)) += static_cast<char>(c >> 8);
+    auto name = tests::RunProgram({"openssl", "dgst", "-sha256", "-r"}, {.input = utf16}).output.substr(0, 64);
+    std::ranges::transform(name, name.begin(), [](unsigned char c) { return std::toupper(c); });
+    const auto file = profile_.Write("work/" + name + ".crl", "from the time before");
+
+    const auto served = Check(leaf);
+    EXPECT_EQ(tests::ReadFile(file), crl) << platform::ToUtf8(served.text);
+    EXPECT_EQ(std::filesystem::status(file).permissions(), std::filesystem::perms(0600));
+    EXPECT_TRUE(std::filesystem::is_empty(cache_));
+
+    pages_["/crl?a=b"] = {.drop = true};
+    EXPECT_EQ(Check(leaf).status, kUndecided);
+    EXPECT_FALSE(std::filesystem::exists(file));
+}
+
+// The extension that is looked for and the one that is read differ here.
+TEST_F(CheckCrlTest, ReadsTheReasonFromTheFirstExtensionOfTheEntry) {
+    const Certificate leaf = Leaf({Url("/crl")});
+    X509_CRL* crl = nullptr;
+    const auto der = Listing(leaf, 1);
+    const unsigned char* in = der.data();
+    crl = d2i_X509_CRL(nullptr, &in, static_cast<long>(der.size()));
+    ASSERT_NE(crl, nullptr);
+    X509_REVOKED* entry = sk_X509_REVOKED_value(X509_CRL_get_REVOKED(crl), 0);
+    X509_EXTENSION* reason = X509_REVOKED_delete_ext(entry, 0);
+    ASN1_OCTET_STRING* value = ASN1_OCTET_STRING_new();
+    ASN1_OCTET_STRING_set(value, reinterpret_cast<const unsigned char*>("\x0A\x01\x06"), 3);
+    X509_EXTENSION* other = X509_EXTENSION_create_by_OBJ(nullptr, OBJ_txt2obj("1.2.3.4", 1), 0, value);
+    X509_REVOKED_add_ext(entry, other, -1);
+    X509_REVOKED_add_ext(entry, reason, -1);
+    X509_CRL_sign(crl, root_.PrivateKey().get(), EVP_sha256());
+    unsigned char* out = nullptr;
+    const int length = i2d_X509_CRL(crl, &out);
+    ASSERT_GT(length, 0);
+    Serve("/crl", std::string(reinterpret_cast<char*>(out), static_cast<std::size_t>(length)));
+    OPENSSL_free(out);
+    ASN1_OCTET_STRING_free(value);
+    X509_EXTENSION_free(other);
+    X509_EXTENSION_free(reason);
+    X509_CRL_free(crl);
+    EXPECT_NE(platform::ToUtf8(Check(leaf).text).find("Сертификатът е спрян."), std::string::npos);
+}
+
+void AppendHeader(std::string& der, char tag, std::size_t length) {
+    (der += tag) += '\x84';
+    for (int shift = 24; shift >= 0; shift -= 8)
+        der += static_cast<char>(length >> shift);
+}
+
+// The list is laid out by hand: nobody signs fifty megabytes for a test, and the check does not look at the signature.
+TEST_F(CheckCrlTest, FindsTheLastEntryOfFiftyMebibytes) {
+    const Certificate leaf = Leaf({Url("/big")});
+    const std::string time =
+        "\x17\x0D"
+        "231114221320Z";
+    std::string entry = "\x30\x15\x02\x04\x11\x22\x33\x44" + time;
+    std::string entries;
+    while (entries.size() < (50u << 20))
+        entries += entry;
+    const tests::Bytes serial = leaf.Serial();
+    entries += std::string("\x30\x15\x02\x04\x00", 5) + TextOf(serial) + time;
+    const std::string algorithm = "\x30\x0A\x06\x08\x2A\x86\x48\xCE\x3D\x04\x03\x02";
+    std::string fields = std::string("\x02\x01\x01") + algorithm + TextOf(root_.SubjectDer()) + time;
+    std::string list;
+    AppendHeader(list, '\x30', entries.size());
+    std::string signedPart;
+    AppendHeader(signedPart, '\x30', fields.size() + list.size() + entries.size());
+    signedPart += fields + list + entries;
+    const std::string signature("\x03\x02\x00\x00", 4);
+    std::string crl;
+    AppendHeader(crl, '\x30', signedPart.size() + algorithm.size() + signature.size());
+    Serve("/big", crl + signedPart + algorithm + signature);
+    EXPECT_EQ(Check(leaf).status, kRevoked);
+}
+
+TEST_F(CheckCrlTest, AChoiceIsRefusedForARevokedCertificateOnly) {
+    tests::Script script;
+    const auto application = CNorvikApp::Start(std::make_unique<tests::ScriptedInterface>(script));
+    const Certificate leaf = Leaf({Url("/crl")});
+    const auto context = platform::CertCreateCertificateContext(leaf.Der());
+    EXPECT_TRUE(certificates::AcceptsChoice(context));  // a page that is no list
+    Serve("/crl", TextOf(MakeCrl(root_)));
+    EXPECT_TRUE(certificates::AcceptsChoice(context));
+    EXPECT_TRUE(script.shown.empty());
+    Serve("/crl", TextOf(Listing(leaf, 6)));
+    EXPECT_FALSE(certificates::AcceptsChoice(context));
+    ASSERT_EQ(script.shown.size(), 1U);
+    EXPECT_EQ(script.shown[0].icon, ui::Message::Icon::error);
+    EXPECT_EQ(script.shown[0].text, Check(leaf).text);
+    CNorvikApp::Stop();
+}
+
+}  // namespace
