@@ -26,6 +26,7 @@ class Picture : public QLabel {
     void paintEvent(QPaintEvent* event) override {
         QLabel::paintEvent(event);
         QPainter painter(this);
+        dialogs::Icon("about").paint(&painter, rect());  // anew each time: the desktop's colours may change
         painter.setPen(dialogs::IsDark(palette()) ? QColor(0x8f, 0xb2, 0xff) : QColor(0x00, 0x2f, 0xc0));
         painter.drawText(kVersionPlace, Qt::AlignLeft | Qt::AlignTop | Qt::TextWordWrap,
                          dialogs::ToQString(units::LoadStringW(kVersion)));
@@ -39,7 +40,6 @@ CAboutDlg::CAboutDlg() {
     auto* const picture = new Picture(this);
     picture->setObjectName(QString::number(kPicture));
     picture->setAccessibleName(dialogs::ToQString(units::LoadStringW(kVersion)));
-    picture->setPixmap(dialogs::Icon("about").pixmap(kPictureSize, devicePixelRatioF()));
     picture->setFixedSize(kPictureSize);
     auto* const ok = MakeButton(QStringLiteral("ОК"), kOk);
     ok->setDefault(true);

@@ -13,7 +13,6 @@ class TextTable : public QAbstractTableModel {
 
     [[nodiscard]] int rowCount(const QModelIndex& parent) const override;
     [[nodiscard]] int columnCount(const QModelIndex& parent) const override;
-    // The whole text is the tool tip too: cells elide it.
     [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
     [[nodiscard]] QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
 
@@ -40,8 +39,11 @@ class CColorListCtrl : public QTreeView {
     // -1: none.
     [[nodiscard]] int SelectedRow() const;
     void SelectRow(int row);
+    // The whole text of the cell there, if the cell cuts it; a place in the viewport.
+    [[nodiscard]] QString ToolTipAt(const QPoint& place) const;
 
   protected:
+    bool viewportEvent(QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
     void drawRow(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override;
 

@@ -8,4 +8,12 @@ class CExtComboBox : public QComboBox {
   public:
     using QComboBox::QComboBox;
     void showPopup() override;
+
+  protected:
+    // A text that the closed combo has no room for is elided, and told whole in a tool tip.
+    void paintEvent(QPaintEvent* event) override;
+    bool event(QEvent* event) override;
+
+  private:
+    [[nodiscard]] int RoomForText() const;
 };

@@ -1,5 +1,7 @@
 #include "dialogs/QtInterface.h"
 
+#include <QApplication>
+
 #include "dialogs/CAboutDlg.h"
 #include "dialogs/CProgressDlg.h"
 #include "dialogs/CSignDlg.h"
@@ -15,6 +17,10 @@ namespace {
 class ShownProgress : public ui::Progress {
   public:
     explicit ShownProgress(const QString& file) : window_(file) { window_.show(); }
+    // What was clicked and typed meanwhile is lost on this window, instead of being done by the next one.
+    ~ShownProgress() override { QApplication::processEvents(); }
+    ShownProgress(const ShownProgress&) = delete;
+    ShownProgress& operator=(const ShownProgress&) = delete;
     void Update(std::uint64_t done, std::uint64_t total) override { window_.Update(done, total); }
 
   private:

@@ -1,3 +1,4 @@
+#include <QAccessible>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QLabel>
@@ -13,6 +14,7 @@
 #include "dialogs/CColorListCtrl.h"
 #include "dialogs/CProgressDlg.h"
 #include "dialogs/CSignDlg.h"
+#include "dialogs/QtInterface.h"
 #include "tests/dialogs/DialogFixture.h"
 #include "tests/support/Pki.h"
 
@@ -78,13 +80,16 @@ TEST_F(SignDialog, StaysOpenUntilACertificateIsChosenAndTakesItFromTheKeyboard) 
         });
         Control<QPushButton>(shown, "6127").click();
         EXPECT_TRUE(shown.isVisible());
+        QTest::keyClick(&list, Qt::Key_Space);
+        EXPECT_EQ(list.SelectedRow(), 0) << "Space chooses the row that has the focus";
         QTest::keyClick(&list, Qt::Key_Down);
-        QTest::keyClick(&list, Qt::Key_Down);
+        EXPECT_EQ(list.SelectedRow(), 1);
         Control<QPushButton>(shown, "6127").click();
         EXPECT_FALSE(shown.isVisible());
     });
     const auto decision = CSignDlg(question).Ask();
     ASSERT_TRUE(decision);
+    EXPECT_TRUE(decision->certificate == question.certificates[1].Context());
     EXPECT_FALSE(decision->authority);
     EXPECT_FALSE(decision->detached);
 }
@@ -134,6 +139,68 @@ TEST_F(SignDialog, ShowsACertificateOnDoubleClickWithItsFieldsAndPath) {
         QTest::keyClick(&shown, Qt::Key_Escape);
     });
     EXPECT_FALSE(CSignDlg(question).Ask());
+}
+
+TEST_F(SignDialog, EveryControlIsReachedByTabAndByAnAltKeyOfItsOwnAndHasAName) {
+    WhenShown([](QDialog& shown) {
+        EXPECT_TRUE(shown.windowFlags().testFlag(Qt::WindowStaysOnTopHint));
+        QStringList order, keys;
+        for (int i = 0; i < 12; ++i) {
+            const auto* const control = QApplication::focusWidget();
+            if (order.contains(control->objectName())) break;
+            order << control->objectName();
+            EXPECT_FALSE(
+                QAccessible::queryAccessibleInterface(const_cast<QWidget*>(control))->text(QAccessible::Name).isEmpty())
+                << control->objectName().toStdString();
+            QTest::keyClick(const_cast<QWidget*>(control), Qt::Key_Tab);
+        }
+        EXPECT_EQ(order.join(QLatin1Char(' ')), QStringLiteral("271 237 143 6104 6115 6127 6128"));
+        for (auto* const control : shown.findChildren<QWidget*>()) {
+            const auto text = control->property("text").toString() + control->property("title").toString();
+            const auto at = text.indexOf(QLatin1Char('&'));
+            if (at >= 0) keys << text.mid(at + 1, 1).toUpper();
+        }
+        EXPECT_EQ(keys.size(), 8);
+        EXPECT_EQ(keys.removeDuplicates(), 0) << keys.join(QLatin1Char(' ')).toStdString();
+        QTest::keyClick(&shown, Qt::Key_Escape);
+    });
+    EXPECT_FALSE(CSignDlg(Question(2)).Ask());
+}
+
+TEST_F(SignDialog, LongNamesAreElidedAndMarkupInThemStaysText) {
+    auto question = Question(1);
+    const std::string name = "<b>Много</b> дълго име на притежател с няколко фамилии";
+    question.certificates = {Certificate(name)};
+    question.authorities[0].title = std::u16string(200, u'Щ');
+    question.authorities[0].selected = true;
+    WhenShown([&](QDialog& shown) {
+        auto& list = Control<CColorListCtrl>(shown, "271");
+        const auto cell = list.visualRect(list.model()->index(0, 0)).center();
+        EXPECT_EQ(list.ToolTipAt(cell), QString::fromStdString(name));
+        EXPECT_LT(shown.width(), 1000);
+        Photograph(shown, "sign-long-names");
+        QTest::keyClick(&shown, Qt::Key_Escape);
+    });
+    EXPECT_FALSE(CSignDlg(question).Ask());
+}
+
+TEST_F(SignDialog, ClicksDuringALongOperationReachNoOtherWindow) {
+    QPushButton other(QStringLiteral("Подпис"));
+    int clicked = 0;
+    QObject::connect(&other, &QPushButton::clicked, [&] { ++clicked; });
+    other.show();
+    const auto click = [&] { QTest::mouseClick(other.windowHandle(), Qt::LeftButton, {}, other.rect().center()); };
+    click();
+    ASSERT_EQ(clicked, 1);
+    dialogs::QtInterface windows;
+    auto progress = windows.ShowProgress(u"договор.pdf");
+    progress->Update(1, 2);
+    click();
+    progress.reset();
+    QApplication::processEvents();
+    EXPECT_EQ(clicked, 1);
+    click();
+    EXPECT_EQ(clicked, 2);
 }
 
 TEST_F(SignDialog, ItsSmallerCompanionsShowTheirTexts) {
