@@ -86,6 +86,7 @@ void DialogFixture::Photograph(QWidget& window, const std::string& name) {
     const auto palette = QApplication::palette();
     const auto font = window.font();
     Save(window, file + QStringLiteral("-light"), 1);
+    Save(window, file + QStringLiteral("-light-150"), 1.5);
     Save(window, file + QStringLiteral("-light-200"), 2);
     QApplication::setPalette(DarkPalette());
     Settle();

@@ -51,7 +51,7 @@ TEST_F(SignDialog, HasItsOneCertificateChosenAndSignsWithEnter) {
         EXPECT_EQ(Control<QComboBox>(shown, "6115").currentIndex(), 2) << "the last one marked";
         Photograph(shown, "sign-one");
         Control<QCheckBox>(shown, "143").setChecked(true);
-        QTest::keyClick(&shown, Qt::Key_Return);
+        QTest::keyClick(&Control<CColorListCtrl>(shown, "271"), Qt::Key_Return);
     });
     const auto decision = CSignDlg(question).Ask();
     ASSERT_TRUE(decision);
