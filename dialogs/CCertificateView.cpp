@@ -11,6 +11,7 @@
 #include <QTabWidget>
 #include <QTreeWidget>
 #include <QVBoxLayout>
+#include <algorithm>
 
 #include "crypt/CryptCertificate.h"
 #include "crypt/Status.h"
@@ -47,6 +48,19 @@ QLabel* Value(const QString& text, QWidget* parent) {
     label->setWordWrap(true);
     label->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
     label->setAccessibleName(text);
+    return label;
+}
+
+// A name without blanks cannot break and would widen the window beyond the screen: its middle goes, and the whole is
+// in the tool tip.
+QLabel* NameValue(const QString& text, QWidget* parent) {
+    constexpr int kLongestWord = 40;
+    const auto words = text.split(QLatin1Char(' '));
+    const bool breaks = std::ranges::all_of(words, [](const QString& word) { return word.size() <= kLongestWord; });
+    const auto metrics = parent->fontMetrics();
+    auto* const label = Value(breaks ? text : metrics.elidedText(text, Qt::ElideMiddle, 24 * metrics.height()), parent);
+    label->setAccessibleName(text);
+    if (!breaks) label->setToolTip(text.toHtmlEscaped());
     return label;
 }
 
@@ -97,8 +111,9 @@ QString Purposes(const platform::CertificateContext& certificate) {
 
 }  // namespace
 
-CCertificateView::CCertificateView(platform::CertificateContext certificate) : certificate_(std::move(certificate)) {
-    setWindowTitle(QStringLiteral("Сертификат"));
+CCertificateView::CCertificateView(platform::CertificateContext certificate, const QString& title)
+    : certificate_(std::move(certificate)) {
+    setWindowTitle(title);
     setWindowIcon(dialogs::Icon("certificate"));
     {
         const dialogs::WaitCursor wait;
@@ -149,9 +164,9 @@ QWidget* CCertificateView::MakeGeneral() {
 
     auto* const form = new QFormLayout;
     form->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
-    form->addRow(QStringLiteral("Издаден на:"), Value(ToQString(texts.GetSubjectName()), page));
-    form->addRow(QStringLiteral("Организация:"), Value(ToQString(texts.GetOrganization()), page));
-    form->addRow(QStringLiteral("Издаден от:"), Value(ToQString(texts.GetIssuerName()), page));
+    form->addRow(QStringLiteral("Издаден на:"), NameValue(ToQString(texts.GetSubjectName()), page));
+    form->addRow(QStringLiteral("Организация:"), NameValue(ToQString(texts.GetOrganization()), page));
+    form->addRow(QStringLiteral("Издаден от:"), NameValue(ToQString(texts.GetIssuerName()), page));
     form->addRow(QStringLiteral("Валиден от:"), Value(ToQString(texts.GetValidFrom()), page));
     form->addRow(QStringLiteral("Валиден до:"), Value(ToQString(texts.GetValidTo()), page));
     form->addRow(QStringLiteral("Предназначение:"), Value(Purposes(certificate_), page));

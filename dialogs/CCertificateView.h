@@ -14,7 +14,8 @@ class QTreeWidget;
 class CCertificateView : public CTessalyDialog {
     Q_OBJECT
   public:
-    explicit CCertificateView(platform::CertificateContext certificate);
+    explicit CCertificateView(platform::CertificateContext certificate,
+                              const QString& title = QStringLiteral("Сертификат"));
 
   private:
     struct Field {

@@ -2,9 +2,11 @@
 
 #include <QHeaderView>
 #include <QHelpEvent>
+#include <QKeyEvent>
 #include <QPainter>
 #include <QStyledItemDelegate>
 #include <QToolTip>
+#include <algorithm>
 
 #include "dialogs/Icons.h"
 
@@ -97,6 +99,15 @@ bool CColorListCtrl::viewportEvent(QEvent* event) {
     QToolTip::showText(help->globalPos(), ToolTipAt(help->pos()).toHtmlEscaped(), viewport(),
                        visualRect(indexAt(help->pos())));
     return true;
+}
+
+// The focus makes the first row current without selecting it; the first arrow would pass it over, and never reach it
+// where it is the only one.
+void CColorListCtrl::keyPressEvent(QKeyEvent* event) {
+    const int rows = model() != nullptr ? model()->rowCount() : 0;
+    const bool moves = event->key() >= Qt::Key_Home && event->key() <= Qt::Key_PageDown;
+    if (rows == 0 || !moves || SelectedRow() >= 0) return QTreeView::keyPressEvent(event);
+    SelectRow(event->key() == Qt::Key_End ? rows - 1 : std::max(0, currentIndex().row()));
 }
 
 void CColorListCtrl::paintEvent(QPaintEvent* event) {

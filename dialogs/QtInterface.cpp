@@ -4,6 +4,7 @@
 
 #include "dialogs/CAboutDlg.h"
 #include "dialogs/CProgressDlg.h"
+#include "dialogs/CSelectCertificateDlg.h"
 #include "dialogs/CSignDlg.h"
 #include "dialogs/CTextEntryDlg.h"
 #include "dialogs/Desktop.h"
@@ -59,7 +60,9 @@ std::optional<ui::SignDecision> QtInterface::AskSign(ui::SignQuestion question) 
 }
 
 platform::CertificateContext QtInterface::AskCertificate(ui::CertificateQuestion question) {
-    throw ui::Unavailable(question.title.empty() ? "" : "AskCertificate");
+    RequireDesktop();
+    CSelectCertificateDlg dialog(ToQString(question.title), certificates::OfferedCertificates(question.certificates));
+    return dialog.Show() == 1 ? dialog.Selected() : platform::CertificateContext();
 }
 
 void QtInterface::ShowAbout() {
