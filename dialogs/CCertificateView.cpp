@@ -21,6 +21,7 @@
 #include "dialogs/Texts.h"
 #include "platform/Files.h"
 #include "platform/Text.h"
+#include "src/certificates/Wording.h"
 #include "toolkit/CkDateTimeW.h"
 #include "units/Helpers.h"
 
@@ -90,7 +91,9 @@ QString KeyUsages(std::uint16_t bits) {
         {0x10, QStringLiteral("шифриране на данни")},
         {0x08, QStringLiteral("договаряне на ключове")},
         {0x04, QStringLiteral("подписване на сертификати")},
-        {0x02, QStringLiteral("подписване на списъци с отменени сертификати")}};
+        {0x02, QStringLiteral("подписване на списъци с отменени сертификати")},
+        {0x01, QStringLiteral("само шифриране")},
+        {0x8000, QStringLiteral("само дешифриране")}};
     QStringList usages;
     for (const auto& [bit, name] : names)
         if ((bits & bit) != 0) usages << name;
@@ -107,6 +110,18 @@ QString Purposes(const platform::CertificateContext& certificate) {
     }
     lines.removeAll(QString());
     return lines.isEmpty() ? QStringLiteral("без ограничение") : lines.join(QStringLiteral("\n"));
+}
+
+QString ExtensionTitle(const platform::CERT_EXTENSION& extension) {
+    const auto name = ToQString(certificates::ExtensionName(extension.pszObjId));
+    return (name.isEmpty() ? Identifier(extension.pszObjId) : name) +
+           (extension.fCritical ? QStringLiteral(" (критично)") : QString());
+}
+
+QString ExtensionText(const platform::CERT_EXTENSION& extension) {
+    if (extension.pszObjId == certificates::kQcStatementsOid)
+        if (const auto text = certificates::QcStatementsText(extension.Value)) return ToQString(*text);
+    return ToQString(platform::CryptFormatObject(extension));
 }
 
 }  // namespace
@@ -193,11 +208,8 @@ std::vector<CCertificateView::Field> CCertificateView::Fields() const {
         {QStringLiteral("Валиден до"), Moment(info.NotAfter)},
         {QStringLiteral("Притежател"), Name(info.Subject)},
         {QStringLiteral("Публичен ключ"), ToQString(platform::CryptFormatPublicKey(certificate_))}};
-    for (const auto& extension : info.rgExtension) {
-        const auto critical = extension.fCritical ? QStringLiteral(" (критично)") : QString();
-        fields.push_back(
-            {Identifier(extension.pszObjId) + critical, ToQString(platform::CryptFormatObject(extension))});
-    }
+    for (const auto& extension : info.rgExtension)
+        fields.push_back({ExtensionTitle(extension), ExtensionText(extension)});
     fields.push_back({QStringLiteral("Отпечатък SHA-1"), ToQString(texts.GetThumbprint())});
     fields.push_back({QStringLiteral("Отпечатък SHA-256"), ToQString(texts.GetThumbprintSha256())});
     return fields;

@@ -1,0 +1,134 @@
+#include "src/certificates/Wording.h"
+
+#include <algorithm>
+#include <array>
+
+#include "platform/Text.h"
+#include "platform/formats/Der.h"
+
+namespace certificates {
+namespace {
+
+using platform::ByteView;
+using platform::DerReader;
+
+struct Word {
+    std::string_view oid;
+    const char16_t* text;
+};
+
+template <std::size_t Size>
+std::u16string Find(const std::array<Word, Size>& table, std::string_view oid) {
+    const auto found = std::ranges::find(table, oid, &Word::oid);
+    return found == table.end() ? std::u16string() : found->text;
+}
+
+constexpr auto kExtensions = std::to_array<Word>({
+    {"2.5.29.9", u"Атрибути на притежателя"},
+    {"2.5.29.14", u"Идентификатор на ключа на притежателя"},
+    {"2.5.29.15", u"Използване на ключа"},
+    {"2.5.29.16", u"Период на използване на частния ключ"},
+    {"2.5.29.17", u"Алтернативно име на притежателя"},
+    {"2.5.29.18", u"Алтернативно име на издателя"},
+    {"2.5.29.19", u"Основни ограничения"},
+    {"2.5.29.30", u"Ограничения на имената"},
+    {"2.5.29.31", u"Адреси на списъци с отменени сертификати"},
+    {"2.5.29.32", u"Политики на сертификата"},
+    {"2.5.29.33", u"Съответствия на политики"},
+    {"2.5.29.35", u"Идентификатор на ключа на издателя"},
+    {"2.5.29.36", u"Ограничения на политиките"},
+    {"2.5.29.37", u"Разширено използване на ключа"},
+    {"2.5.29.46", u"Адреси на допълващи списъци с отменени"},
+    {"2.5.29.54", u"Забрана на политика „всяка“"},
+    {"1.3.6.1.5.5.7.1.1", u"Достъп до информация за издателя"},
+    {"1.3.6.1.5.5.7.1.3", u"Изявления за квалифициран сертификат"},
+    {"1.3.6.1.5.5.7.1.11", u"Достъп до информация за притежателя"},
+    {"1.3.6.1.5.5.7.1.24", u"Изисквани възможности на TLS"},
+    {"1.3.6.1.5.5.7.48.1.5", u"Без проверка на OCSP за отмяна"},
+    {"1.3.6.1.4.1.11129.2.4.2", u"Времеви марки от журнали за сертификати"},
+});
+
+constexpr auto kStatements = std::to_array<Word>({
+    {"0.4.0.1862.1.1", u"Квалифициран сертификат по правото на ЕС"},
+    {"0.4.0.1862.1.2", u"Граница на стойността на сделките"},
+    {"0.4.0.1862.1.3", u"Години, за които се пазят данните след изтичането"},
+    {"0.4.0.1862.1.4", u"Частният ключ е в квалифицирано устройство"},
+    {"0.4.0.1862.1.5", u"Декларация за условията"},
+    {"0.4.0.1862.1.6", u"Вид"},
+    {"0.4.0.1862.1.7", u"Издаден по правото на"},
+    {"1.3.6.1.5.5.7.11.1", u"Квалифициран сертификат (RFC 3039)"},
+    {"1.3.6.1.5.5.7.11.2", u"Квалифициран сертификат (RFC 3739)"},
+});
+
+constexpr auto kDetails = std::to_array<Word>({
+    {"0.4.0.1862.1.6.1", u"електронен подпис"},
+    {"0.4.0.1862.1.6.2", u"електронен печат"},
+    {"0.4.0.1862.1.6.3", u"удостоверяване на уебсайт"},
+    {"0.4.0.194121.1.1", u"физическо лице"},
+    {"0.4.0.194121.1.2", u"юридическо лице"},
+});
+
+// A number of these statements has few digits; a longer one is told as bytes.
+std::u16string IntegerText(ByteView contents) {
+    const auto magnitude = platform::Magnitude(contents);
+    if (contents.empty() || magnitude.size() > 4) return u"?";
+    std::uint32_t value = 0;
+    for (const auto octet : magnitude)
+        value = value << 8 | octet;
+    return platform::ToWide((contents[0] & 0x80) != 0 ? "?" : std::to_string(value));
+}
+
+// The leaves of a value in their order. Structures of these statements are flat: what nests deeper is passed over.
+void AddLeaves(DerReader reader, int depth, std::u16string& text) {
+    while (const auto element = reader.Next()) {
+        std::u16string leaf;
+        switch (element->tag) {
+            case platform::tag::kSequence:
+                if (depth > 0) AddLeaves(DerReader(element->contents), depth - 1, text);
+                continue;
+            case platform::tag::kOid: {
+                const auto oid = DerReader(element->encoded).Oid().value_or("?");
+                leaf = Find(kDetails, oid);
+                if (leaf.empty()) leaf = platform::ToWide(oid);
+                break;
+            }
+            case platform::tag::kInteger:
+                leaf = IntegerText(element->contents);
+                break;
+            case platform::tag::kPrintableString:
+            case platform::tag::kIa5String:
+            case platform::tag::kUtf8String:
+                leaf = platform::ToWide(platform::OneLineUtf8(platform::ToWide(platform::AsText(element->contents))));
+                break;
+            default:
+                leaf = u"?";
+        }
+        text += (text.empty() ? u"" : u" ") + leaf;
+    }
+}
+
+}  // namespace
+
+std::u16string ExtensionName(std::string_view oid) {
+    return Find(kExtensions, oid);
+}
+
+std::optional<std::u16string> QcStatementsText(ByteView der) {
+    constexpr int kDepth = 4;
+    const auto whole = platform::SoleElement(der, platform::tag::kSequence);
+    if (!whole) return std::nullopt;
+    std::u16string text;
+    for (DerReader reader(whole->contents); !reader.AtEnd();) {
+        auto statement = reader.Enter(platform::tag::kSequence);
+        const auto oid = statement ? statement->Oid() : std::nullopt;
+        if (!oid) return std::nullopt;
+        const auto name = Find(kStatements, *oid);
+        std::u16string value;
+        AddLeaves(*statement, kDepth, value);
+        text += (text.empty() ? u"" : u"\n") + (name.empty() ? platform::ToWide(*oid) : name);
+        if (!value.empty()) text += u": " + value;
+    }
+    return text;
+}
+
+}  // namespace certificates

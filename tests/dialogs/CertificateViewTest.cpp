@@ -1,0 +1,77 @@
+#include <QPlainTextEdit>
+#include <QTreeWidget>
+#include <filesystem>
+
+#include "dialogs/CCertificateView.h"
+#include "tests/dialogs/DialogFixture.h"
+#include "tests/support/ChainWorld.h"
+#include "tests/support/PemFile.h"
+
+namespace {
+
+class CertificateView : public tests::DialogFixture {
+  protected:
+    static tests::CertificateSpec Spec() { return tests::PersonSpec("Иван Петров", 7); }
+    // The whole value of the field with that name, as the pane under the list shows it.
+    static QString ValueOf(QWidget& view, const QString& name) {
+        auto& list = Control<QTreeWidget>(view, "21");
+        const auto found = list.findItems(name, Qt::MatchExactly);
+        if (found.size() != 1) return QStringLiteral("%1 fields").arg(found.size());
+        list.setCurrentItem(found.front());
+        return Control<QPlainTextEdit>(view, "22").toPlainText();
+    }
+};
+
+TEST_F(CertificateView, TellsTheStatementsOfAQualifiedCertificateInWords) {
+    auto spec = Spec();
+    // QcCompliance, QcSSCD, QcType esign, a limit of 500 EUR, and one that nobody knows
+    spec.extra = {{"1.3.6.1.5.5.7.1.3",
+                   false,
+                   {0x30, 0x4A, 0x30, 0x08, 0x06, 0x06, 0x04, 0x00, 0x8E, 0x46, 0x01, 0x01, 0x30, 0x08, 0x06, 0x06,
+                    0x04, 0x00, 0x8E, 0x46, 0x01, 0x04, 0x30, 0x13, 0x06, 0x06, 0x04, 0x00, 0x8E, 0x46, 0x01, 0x06,
+                    0x30, 0x09, 0x06, 0x07, 0x04, 0x00, 0x8E, 0x46, 0x01, 0x06, 0x01, 0x30, 0x16, 0x06, 0x06, 0x04,
+                    0x00, 0x8E, 0x46, 0x01, 0x02, 0x30, 0x0C, 0x13, 0x03, 'E',  'U',  'R',  0x02, 0x02, 0x01, 0xF4,
+                    0x02, 0x01, 0x00, 0x30, 0x07, 0x06, 0x03, 0x2A, 0x03, 0x04, 0x05, 0x00}}};
+    spec.extra[0].value[1] = static_cast<std::uint8_t>(spec.extra[0].value.size() - 2);
+    CCertificateView view(tests::ContextOf(tests::Issue(spec)));
+    EXPECT_EQ(ValueOf(view, QStringLiteral("Изявления за квалифициран сертификат")).toStdString(),
+              "Квалифициран сертификат по правото на ЕС\nЧастният ключ е в квалифицирано устройство\n"
+              "Вид: електронен подпис\nГраница на стойността на сделките: EUR 500 0\n1.2.3.4: ?");
+}
+
+TEST_F(CertificateView, ShowsBrokenAndUnknownExtensionsAsBytes) {
+    auto spec = Spec();
+    spec.extra = {{"2.5.29.32", true, {0x30, 0x84, 0xFF, 0xFF, 0xFF, 0xFF, 0x01}},
+                  {"1.3.6.1.5.5.7.1.3", false, {0x30, 0x05, 0x30, 0x80}},
+                  {"1.2.3.4.5", false, {0xDE, 0xAD, 0xBE, 0xEF}},
+                  {"2.5.29.31", false, {}}};
+    CCertificateView view(tests::ContextOf(tests::Issue(spec)));
+    EXPECT_TRUE(ValueOf(view, QStringLiteral("1.2.3.4.5")).contains(QStringLiteral("de ad be ef")));
+    EXPECT_TRUE(ValueOf(view, QStringLiteral("Политики на сертификата (критично)"))
+                    .contains(QStringLiteral("30 84 ff ff ff ff 01")));
+    EXPECT_TRUE(ValueOf(view, QStringLiteral("Изявления за квалифициран сертификат")).contains(QStringLiteral("80")));
+}
+
+// Certificates that were made to confuse their readers.
+TEST_F(CertificateView, OpensEveryCertificateOfTheCorpus) {
+    const std::filesystem::path corpus = NORVIK_SOURCE_DIR "/../shared/corpora/chains";
+    if (!std::filesystem::exists(corpus)) GTEST_SKIP() << "no corpus beside the sources";
+    int opened = 0;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(corpus)) {
+        if (!entry.is_regular_file()) continue;
+        for (const auto& block : tests::ReadPemFile(entry.path())) {
+            const auto certificate = platform::CertCreateCertificateContext(block.der);
+            if (!certificate) continue;  // of another kind, or no certificate at all
+            CCertificateView view(certificate);
+            auto& list = Control<QTreeWidget>(view, "21");
+            EXPECT_EQ(static_cast<std::size_t>(list.topLevelItemCount()), certificate.Info().rgExtension.size() + 10)
+                << entry.path();
+            for (int row = 0; row < list.topLevelItemCount(); ++row)
+                list.setCurrentItem(list.topLevelItem(row));
+            ++opened;
+        }
+    }
+    EXPECT_GT(opened, 100);
+}
+
+}  // namespace
