@@ -6,6 +6,8 @@
 #include "src/Norvik.h"
 #include "src/certificates/CertificateReport.h"
 #include "src/certificates/KeyListing.h"
+#include "src/certificates/KeyProbe.h"
+#include "src/certificates/Selection.h"
 #include "src/signing/Relay.h"
 #include "src/signing/SignExports.h"
 #include "src/ui/WindowInterface.h"
@@ -91,6 +93,44 @@ bool NorvikCertInfoJson(const char16_t* request, NorvikJsonCallback callback, ui
 
 void NorvikCertStoreInfo(const char16_t* provider, NorvikRecordCallback callback, uint64_t context) {
     EntryFrame::Run(RecordFailure{callback, context}, [&] { certificates::ReportKeys(provider, callback, context); });
+}
+
+void NorvikCertSelectPrivate() {
+    EntryFrame::Run(MessageBoxFailure{}, [] { certificates::ProbeChosenKey(); });
+}
+
+bool NorvikSelectCertificate(char16_t* commonName, char16_t* thumbprint, char16_t* notBefore, char16_t* notAfter) {
+    const auto boxAndFalse = [](std::u16string_view what) {
+        MessageBoxFailure{}(what);
+        return false;
+    };
+    return EntryFrame::Run(boxAndFalse, [&] {
+        return certificates::SelectIntoBuffers({commonName, thumbprint, notBefore, notAfter});
+    });
+}
+
+bool NorvikSelectCertificateCB(const char16_t* store, NorvikRecordFlagCallback callback, uint64_t context) {
+    return EntryFrame::Run(RecordFlagFailure{callback, context, true},
+                           [&] { return !certificates::SelectFromStore(store, callback, context); });
+}
+
+int NorvikSelectCertificateFromFile(const char16_t* file, char16_t* commonName, char16_t* thumbprint,
+                                    char16_t* notBefore, char16_t* notAfter, bool* flag, int showDialogIfOne) {
+    return EntryFrame::Run(MessageBoxFailure{}, [&] {
+        return certificates::SelectFromFileIntoBuffers(file, {commonName, thumbprint, notBefore, notAfter}, flag,
+                                                       showDialogIfOne != 0);
+    });
+}
+
+bool NorvikSelectCertificateFromFileCB(const char16_t* file, NorvikRecordFlagCallback callback, int showDialogIfOne,
+                                       uint64_t context) {
+    return EntryFrame::Run(RecordFlagFailure{callback, context},
+                           [&] { return certificates::SelectFromFile(file, showDialogIfOne != 0, callback, context); });
+}
+
+bool NorvikSelectCertificateJson(const char16_t* request, NorvikJsonCallback callback, uint64_t context) {
+    return EntryFrame::Run(JsonFailure{callback, context},
+                           [&] { return certificates::SelectByJson(request, callback, context); });
 }
 
 void NorvikShowAboutBox() {

@@ -4,9 +4,9 @@
 #include <stdexcept>
 #include <string>
 
-#include "crypt/CryptCertificate.h"
 #include "platform/Text.h"
 #include "src/certificates/Record.h"
+#include "src/certificates/RecordText.h"
 #include "toolkit/CkDateTimeW.h"
 #include "toolkit/CkJsonObjectW.h"
 #include "units/BlankText.h"
@@ -42,25 +42,13 @@ bool Answer(const char16_t* text, toolkit::CkJsonArrayW& answer) {
     return CollectRecords(*request, answer);
 }
 
-std::u16string TextOf(toolkit::CkJsonObjectW& record, const char16_t* key) {
-    const auto* text = record.StringOf(key);
-    return text != nullptr ? text : std::u16string();
-}
-
-struct Validity {
-    std::u16string from, to;  // short dates
-    bool now = false;
-};
-
-// The dates are the local ones moved to local time once more, and the flag compares a local reading of the clock with
-// UTC: values that callers have always been given.
-Validity ValidityOf(toolkit::CkJsonObjectW& record) {
+// Compares a local reading of the clock with UTC: the value that callers have always been given.
+bool ValidNow(toolkit::CkJsonObjectW& record) {
     toolkit::CkDateTimeW from, to;
     from.SetFromTimestamp(TextOf(record, u"NotBefore").c_str());
     to.SetFromTimestamp(TextOf(record, u"NotAfter").c_str());
     const std::int64_t now = std::time(nullptr);
-    return {tessaly::FormatShortDate(from.GetAsFileTime(true)), tessaly::FormatShortDate(to.GetAsFileTime(true)),
-            to.GetAsUnixTime64(true) >= now && from.GetAsUnixTime64(true) <= now};
+    return to.GetAsUnixTime64(true) >= now && from.GetAsUnixTime64(true) <= now;
 }
 
 // `tell` takes the arguments of the record callback with flag but for the context.
@@ -71,11 +59,10 @@ void TellFailure(const Tell& tell, const std::u16string& text) {
 
 template <typename Tell>
 void TellRecord(const Tell& tell, toolkit::CkJsonObjectW& record) {
-    const auto validity = ValidityOf(record);
-    const auto name = TextOf(record, u"CommonName"), thumbprint = TextOf(record, u"Thumbprint"),
+    const auto name = TextOf(record, u"CommonName"), from = ShortDateOf(record, u"NotBefore"),
+               to = ShortDateOf(record, u"NotAfter"), thumbprint = TextOf(record, u"Thumbprint"),
                issuer = TextOf(record, u"Issuer");
-    tell(false, nullptr, name.c_str(), validity.from.c_str(), validity.to.c_str(), thumbprint.c_str(), issuer.c_str(),
-         validity.now);
+    tell(false, nullptr, name.c_str(), from.c_str(), to.c_str(), thumbprint.c_str(), issuer.c_str(), ValidNow(record));
 }
 
 template <typename Tell>

@@ -5,6 +5,7 @@
 
 #include "platform/Text.h"
 #include "src/certificates/PfxSource.h"
+#include "src/certificates/RecordText.h"
 
 namespace certificates {
 namespace {
@@ -13,12 +14,6 @@ bool NamesPfx(std::u16string file) {
     std::ranges::transform(file, file.begin(), platform::CharLowerW);
     const auto extension = std::filesystem::path(file).extension();
     return extension == ".pfx" || extension == ".p12";
-}
-
-// Any value has a text; one too large for that counts as empty.
-std::u16string TextOf(toolkit::CkJsonObjectW& request, const char16_t* key) {
-    const auto* text = request.StringOf(key);
-    return text != nullptr ? text : std::u16string();
 }
 
 std::optional<std::u16string> ReadName(toolkit::CkJsonObjectW& request, const char16_t* key) {
@@ -51,6 +46,7 @@ std::optional<CertificateRequest> ReadRequest(const char16_t* text) {
     if (!request.file && !request.store) return std::nullopt;
     request.filter = ReadFilter(json);
     if (request.file && NamesPfx(*request.file)) request.password = SecretOf(json, u"Password");
+    if (json.HasMember(u"ShowDialogIfOne")) request.showDialogIfOne = json.BoolOf(u"ShowDialogIfOne");
     return request;
 }
 

@@ -15,11 +15,12 @@ struct CertificateRequest {
     std::optional<std::u16string> file;  // certificates, or a PFX if it ends in .pfx or .p12
     std::optional<std::u16string> store;
     CertificateFilter filter;
-    platform::Secret password;  // of the PFX
+    platform::Secret password;    // of the PFX
+    bool showDialogIfOne = true;  // for a selection: false takes a single certificate without asking
 };
 
-// The members "Filename", "Store", "Password" and those of the filter. Empty for a text that is no JSON object, or one
-// without a source.
+// The members "Filename", "Store", "Password", "ShowDialogIfOne" and those of the filter. Empty for a text that is no
+// JSON object, or one without a source.
 std::optional<CertificateRequest> ReadRequest(const char16_t* text);
 
 // A password member; empty if it is absent. The copy on the way is wiped.
