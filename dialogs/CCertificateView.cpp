@@ -29,6 +29,7 @@ namespace {
 
 using dialogs::ToQString;
 
+constexpr int kLongestCell = 200;  // the pane below has the whole value
 constexpr int kClose = 1, kExport = 12, kTabs = 20, kFields = 21, kValue = 22, kPath = 23, kPathStatus = 24;
 
 dialogs::State StateOf(std::uint32_t status) {
@@ -158,7 +159,7 @@ CCertificateView::CCertificateView(platform::CertificateContext certificate, con
     layout->addWidget(tabs, 1);
     layout->addLayout(buttons);
     const int unit = fontMetrics().height();
-    resize(38 * unit, 34 * unit);
+    resize(48 * unit, 34 * unit);
 }
 
 QWidget* CCertificateView::MakeGeneral() {
@@ -226,8 +227,8 @@ QWidget* CCertificateView::MakeDetails() {
     list->setHeaderLabels({QStringLiteral("Поле"), QStringLiteral("Стойност")});
     list->setTextElideMode(Qt::ElideMiddle);
     for (const auto& field : fields_)
-        new QTreeWidgetItem(list, {field.name, field.value.simplified().left(200)});
-    list->header()->resizeSection(0, 15 * fontMetrics().height());
+        new QTreeWidgetItem(list, {field.name, field.value.simplified().left(kLongestCell)});
+    list->header()->resizeSection(0, 20 * fontMetrics().height());
     auto* const value = new QPlainTextEdit(splitter);
     value->setObjectName(QString::number(kValue));
     value->setAccessibleName(QStringLiteral("Стойност на полето"));
@@ -238,6 +239,8 @@ QWidget* CCertificateView::MakeDetails() {
         const int row = list->indexOfTopLevelItem(item);
         value->setPlainText(row < 0 ? QString() : fields_[static_cast<std::size_t>(row)].value);
     });
+    for (int row = 0; row < list->topLevelItemCount(); ++row)
+        list->topLevelItem(row)->setToolTip(0, list->topLevelItem(row)->text(0).toHtmlEscaped());
     list->setCurrentItem(list->topLevelItem(0));
     splitter->setStretchFactor(0, 3);
     splitter->setStretchFactor(1, 2);

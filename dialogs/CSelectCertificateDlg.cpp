@@ -28,6 +28,7 @@ CSelectCertificateDlg::CSelectCertificateDlg(const QString& title, std::vector<t
     layout->addWidget(list_, 1);
     layout->addLayout(MakeButtons());
     const int unit = fontMetrics().height();
+    list_->setMinimumSize(30 * unit, 8 * unit);
     resize(46 * unit, 25 * unit);
     list_->setFocus();
 }

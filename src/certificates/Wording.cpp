@@ -48,9 +48,10 @@ constexpr auto kExtensions = std::to_array<Word>({
     {"1.3.6.1.4.1.11129.2.4.2", u"Времеви марки от журнали за сертификати"},
 });
 
+constexpr std::string_view kLimitValue = "0.4.0.1862.1.2";
 constexpr auto kStatements = std::to_array<Word>({
     {"0.4.0.1862.1.1", u"Квалифициран сертификат по правото на ЕС"},
-    {"0.4.0.1862.1.2", u"Граница на стойността на сделките"},
+    {kLimitValue, u"Граница на стойността на сделките"},
     {"0.4.0.1862.1.3", u"Години, за които се пазят данните след изтичането"},
     {"0.4.0.1862.1.4", u"Частният ключ е в квалифицирано устройство"},
     {"0.4.0.1862.1.5", u"Декларация за условията"},
@@ -107,6 +108,22 @@ void AddLeaves(DerReader reader, int depth, std::u16string& text) {
     }
 }
 
+// MonetaryValue of EN 319 412-5: currency, amount and the power of ten that the amount is multiplied by.
+std::u16string MonetaryText(DerReader reader) {
+    auto value = reader.Enter(platform::tag::kSequence);
+    const auto currency = value ? value->Next() : std::nullopt;
+    const auto amount = currency ? value->Next(platform::tag::kInteger) : std::nullopt;
+    const auto exponent = amount ? value->Next(platform::tag::kInteger) : std::nullopt;
+    if (!exponent) return u"?";
+    auto text = IntegerText(amount->contents);
+    const auto power = IntegerText(exponent->contents);
+    if (power != u"0") text += u" × 10^" + power;
+    const bool number = currency->tag == platform::tag::kInteger;  // of ISO 4217
+    return text + u" " +
+           (number ? IntegerText(currency->contents)
+                   : platform::ToWide(platform::OneLineUtf8(platform::ToWide(platform::AsText(currency->contents)))));
+}
+
 }  // namespace
 
 std::u16string ExtensionName(std::string_view oid) {
@@ -124,7 +141,10 @@ std::optional<std::u16string> QcStatementsText(ByteView der) {
         if (!oid) return std::nullopt;
         const auto name = Find(kStatements, *oid);
         std::u16string value;
-        AddLeaves(*statement, kDepth, value);
+        if (*oid == kLimitValue)
+            value = MonetaryText(*statement);
+        else
+            AddLeaves(*statement, kDepth, value);
         text += (text.empty() ? u"" : u"\n") + (name.empty() ? platform::ToWide(*oid) : name);
         if (!value.empty()) text += u": " + value;
     }

@@ -24,19 +24,19 @@ class CertificateView : public tests::DialogFixture {
 
 TEST_F(CertificateView, TellsTheStatementsOfAQualifiedCertificateInWords) {
     auto spec = Spec();
-    // QcCompliance, QcSSCD, QcType esign, a limit of 500 EUR, and one that nobody knows
+    // QcCompliance, QcSSCD, QcType esign, a limit of 500 hundreds of EUR, and one that nobody knows
     spec.extra = {{"1.3.6.1.5.5.7.1.3",
                    false,
                    {0x30, 0x4A, 0x30, 0x08, 0x06, 0x06, 0x04, 0x00, 0x8E, 0x46, 0x01, 0x01, 0x30, 0x08, 0x06, 0x06,
                     0x04, 0x00, 0x8E, 0x46, 0x01, 0x04, 0x30, 0x13, 0x06, 0x06, 0x04, 0x00, 0x8E, 0x46, 0x01, 0x06,
                     0x30, 0x09, 0x06, 0x07, 0x04, 0x00, 0x8E, 0x46, 0x01, 0x06, 0x01, 0x30, 0x16, 0x06, 0x06, 0x04,
                     0x00, 0x8E, 0x46, 0x01, 0x02, 0x30, 0x0C, 0x13, 0x03, 'E',  'U',  'R',  0x02, 0x02, 0x01, 0xF4,
-                    0x02, 0x01, 0x00, 0x30, 0x07, 0x06, 0x03, 0x2A, 0x03, 0x04, 0x05, 0x00}}};
+                    0x02, 0x01, 0x02, 0x30, 0x07, 0x06, 0x03, 0x2A, 0x03, 0x04, 0x05, 0x00}}};
     spec.extra[0].value[1] = static_cast<std::uint8_t>(spec.extra[0].value.size() - 2);
     CCertificateView view(tests::ContextOf(tests::Issue(spec)));
     EXPECT_EQ(ValueOf(view, QStringLiteral("Изявления за квалифициран сертификат")).toStdString(),
               "Квалифициран сертификат по правото на ЕС\nЧастният ключ е в квалифицирано устройство\n"
-              "Вид: електронен подпис\nГраница на стойността на сделките: EUR 500 0\n1.2.3.4: ?");
+              "Вид: електронен подпис\nГраница на стойността на сделките: 500 × 10^2 EUR\n1.2.3.4: ?");
 }
 
 TEST_F(CertificateView, ShowsBrokenAndUnknownExtensionsAsBytes) {
