@@ -1,5 +1,7 @@
 #include "dialogs/Desktop.h"
 
+#include <unistd.h>
+
 #include <QApplication>
 #include <QLibraryInfo>
 #include <QThread>
@@ -38,14 +40,16 @@ class OwnApplication {
         if (texts_.load(QStringLiteral("qtbase_bg"), QLibraryInfo::path(QLibraryInfo::TranslationsPath)))
             QCoreApplication::installTranslator(&texts_);
     }
-    // A process may end on any thread; the object may go on its own alone.
+    // A process may end on any thread; the object may go on its own alone. In a child that was forked it would close
+    // the display under its parent.
     ~OwnApplication() {
-        if (QThread::currentThread() != app_->thread()) static_cast<void>(app_.release());
+        if (process_ != getpid() || QThread::currentThread() != app_->thread()) static_cast<void>(app_.release());
     }
     OwnApplication(const OwnApplication&) = delete;
     OwnApplication& operator=(const OwnApplication&) = delete;
 
   private:
+    const pid_t process_ = getpid();
     std::string platform_;
     char name_[7] = "Norvik", option_[10] = "-platform";
     char* arguments_[4] = {name_, option_, platform_.data(), nullptr};
@@ -69,12 +73,11 @@ std::unique_ptr<QWindow> ForeignOwner() {
 }  // namespace
 
 void RequireDesktop() {
-    const auto* const core = QCoreApplication::instance();
-    if (core == nullptr) {
-        // Destroyed with the libraries still there: it is younger than they.
+    // Destroyed with the libraries still there: it is younger than they.
+    if (QCoreApplication::instance() == nullptr) {
         static const OwnApplication own(UsablePlatform());
-        return;
     }
+    const auto* const core = QCoreApplication::instance();
     if (qobject_cast<const QApplication*>(core) == nullptr)
         throw ui::Unavailable("Приложението работи без прозорци: неговият обект не е QApplication.");
     if (QThread::currentThread() != core->thread())

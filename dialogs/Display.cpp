@@ -8,6 +8,7 @@
 #include <QDir>
 #include <QFile>
 #include <QLibraryInfo>
+#include <QPluginLoader>
 #include <QStringList>
 #include <cstdlib>
 #include <cstring>
@@ -44,6 +45,7 @@ bool WaylandAnswers() {
     return answers;
 }
 
+// One that is there but cannot be loaded, for a library of its own that is missing, is as bad as none.
 bool HasPlugin(const QString& platform) {
     QStringList folders{qEnvironmentVariable("QT_QPA_PLATFORM_PLUGIN_PATH"),
                         QLibraryInfo::path(QLibraryInfo::PluginsPath) + QStringLiteral("/platforms")};
@@ -52,7 +54,7 @@ bool HasPlugin(const QString& platform) {
     const auto file = platform == QStringLiteral("wayland") ? QStringLiteral("/libqwayland-generic.so")
                                                             : QStringLiteral("/libq%1.so").arg(platform);
     for (const auto& folder : folders)
-        if (!folder.isEmpty() && QFile::exists(folder + file)) return true;
+        if (!folder.isEmpty() && QFile::exists(folder + file) && QPluginLoader(folder + file).load()) return true;
     return false;
 }
 

@@ -1,0 +1,40 @@
+#pragma once
+// An X server of its own with a window manager, and hands at its keyboard.
+
+#include <sys/types.h>
+
+#include <future>
+#include <string>
+#include <vector>
+
+#include "tests/support/Process.h"
+
+namespace tests {
+
+class Screen {
+  public:
+    // Throws if the server does not start.
+    Screen();
+    ~Screen();
+    Screen(const Screen&) = delete;
+    Screen& operator=(const Screen&) = delete;
+
+    [[nodiscard]] const std::string& Display() const { return display_; }
+    // Starts a program on this screen and lets it run meanwhile.
+    [[nodiscard]] std::future<ProcessResult> Start(std::vector<std::string> command) const;
+    // The number of the window whose title has this text, as soon as it is on the screen and has the keyboard. Empty,
+    // after some seconds: there is none.
+    [[nodiscard]] std::string WaitForWindow(const std::string& title) const;
+    void Type(const std::string& text) const;
+    void Press(const std::string& key, int times = 1) const;
+    // What the window's property is, as xprop writes it.
+    [[nodiscard]] std::string Property(const std::string& window, const std::string& name) const;
+
+  private:
+    ProcessResult Run(const std::vector<std::string>& command) const;
+
+    pid_t server_ = -1, manager_ = -1;
+    std::string display_;
+};
+
+}  // namespace tests
