@@ -1,7 +1,5 @@
 #include "dialogs/Desktop.h"
 
-#include <unistd.h>
-
 #include <QApplication>
 #include <QLibraryInfo>
 #include <QThread>
@@ -30,7 +28,8 @@ class LocaleKeeper {
     std::string name_;
 };
 
-// The application object of a caller that has none. The toolkit keeps pointers to the argument list.
+// The application object of a caller that has none, from its first window to the end of the process. The toolkit keeps
+// pointers to the argument list.
 class OwnApplication {
   public:
     explicit OwnApplication(std::string platform) : platform_(std::move(platform)) {
@@ -40,16 +39,10 @@ class OwnApplication {
         if (texts_.load(QStringLiteral("qtbase_bg"), QLibraryInfo::path(QLibraryInfo::TranslationsPath)))
             QCoreApplication::installTranslator(&texts_);
     }
-    // A process may end on any thread; the object may go on its own alone. In a child that was forked it would close
-    // the display under its parent.
-    ~OwnApplication() {
-        if (process_ != getpid() || QThread::currentThread() != app_->thread()) static_cast<void>(app_.release());
-    }
     OwnApplication(const OwnApplication&) = delete;
     OwnApplication& operator=(const OwnApplication&) = delete;
 
   private:
-    const pid_t process_ = getpid();
     std::string platform_;
     char name_[7] = "Norvik", option_[10] = "-platform";
     char* arguments_[4] = {name_, option_, platform_.data(), nullptr};
@@ -73,9 +66,10 @@ std::unique_ptr<QWindow> ForeignOwner() {
 }  // namespace
 
 void RequireDesktop() {
-    // Destroyed with the libraries still there: it is younger than they.
+    // Never destroyed: at the end of the process the toolkit's own statics, which it would need, may be gone before.
     if (QCoreApplication::instance() == nullptr) {
-        static const OwnApplication own(UsablePlatform());
+        static const auto* const own = new OwnApplication(UsablePlatform());
+        static_cast<void>(own);
     }
     const auto* const core = QCoreApplication::instance();
     if (qobject_cast<const QApplication*>(core) == nullptr)

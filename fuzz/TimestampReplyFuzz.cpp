@@ -2,9 +2,9 @@
 
 #include <cstdlib>
 
+#include "platform/formats/TstInfo.h"
 #include "toolkit/cms/MessageVerifier.h"
 #include "toolkit/cms/TimestampReply.h"
-#include "platform/formats/TstInfo.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const auto reply = toolkit::cms::DecodeTimestampReply({data, size});

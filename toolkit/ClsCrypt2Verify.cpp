@@ -17,7 +17,8 @@ using platform::ByteView;
 class Input {
   public:
     // Null with the reason in the log.
-    static std::unique_ptr<platform::ByteSource> Decode(std::unique_ptr<platform::ByteSource> source, OperationLog& log) {
+    static std::unique_ptr<platform::ByteSource> Decode(std::unique_ptr<platform::ByteSource> source,
+                                                        OperationLog& log) {
         if (source->Size() == 0) {
             log.Line("No input data to verify");
             return nullptr;

@@ -148,9 +148,10 @@ NORVIK_EXPORT void NorvikCertSelectPrivate(void);
  * nothing was picked; then the buffers stay as they are. */
 NORVIK_EXPORT bool NorvikSelectCertificate(char16_t* commonName, char16_t* thumbprint, char16_t* notBefore,
                                            char16_t* notAfter);
-/* The same for a named store, by callback. Dates are those of the record of NorvikSelectCertificateJson, local time with
- * its distance from UTC; the flag, here and below, is false for every certificate that is valid: NorvikCertInfo2 tells
- * validity. Nothing picked calls nobody. False on success, true on failure: the reverse of the other functions. */
+/* The same for a named store, by callback. Dates are those of the record of NorvikSelectCertificateJson, local time
+ * with its distance from UTC; the flag, here and below, is false for every certificate that is valid: NorvikCertInfo2
+ * tells validity. Nothing picked calls nobody. False on success, true on failure: the reverse of the other functions.
+ */
 NORVIK_EXPORT bool NorvikSelectCertificateCB(const char16_t* store, NorvikRecordFlagCallback callback,
                                              uint64_t context);
 /* The same for a file. showDialogIfOne 0: a single certificate is taken without asking. -1 if a pointer is null or the

@@ -31,8 +31,8 @@ class DialogFixture : public testing::Test {
     }
     // Types a text of any script into the control that has the focus.
     static void Type(QWidget& control, const QString& text);
-    // Pictures of the window as it stands, light and dark, in ordinary, one and a half and twice the size and with a larger font, into
-    // the folder "pictures" of the build.
+    // Pictures of the window as it stands, light and dark, in ordinary, one and a half and twice the size and with a
+    // larger font, into the folder "pictures" of the build.
     static void Photograph(QWidget& window, const std::string& name);
     // Texts of labels and buttons that have less room than they need.
     static QStringList CutTexts(QWidget& window);

@@ -7,8 +7,8 @@
 #include "platform/Files.h"
 #include "platform/formats/ByteSource.h"
 #include "platform/formats/DerWriter.h"
-#include "tests/support/Profile.h"
 #include "platform/formats/TstInfo.h"
+#include "tests/support/Profile.h"
 
 namespace {
 

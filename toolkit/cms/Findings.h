@@ -17,12 +17,12 @@ struct Findings;
 
 // A timestamp token over a signature value (RFC 3161; RFC 5126 6.1.1).
 struct TimestampFindings {
-    std::unique_ptr<Findings> verify;    // the token as a message of its own; null if it is none
-    bool signatureVerified = false;      // all signers of the token passed
+    std::unique_ptr<Findings> verify;       // the token as a message of its own; null if it is none
+    bool signatureVerified = false;         // all signers of the token passed
     std::optional<platform::TstInfo> info;  // empty if the token's content is no TSTInfo
-    std::string imprintHash;             // name of the imprint's digest
-    bool digestMatches = false;          // the imprint is the digest of the signature value
-    bool validated = false;              // no fault at all
+    std::string imprintHash;                // name of the imprint's digest
+    bool digestMatches = false;             // the imprint is the digest of the signature value
+    bool validated = false;                 // no fault at all
 };
 
 struct AttributeFindings {

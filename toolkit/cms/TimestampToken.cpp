@@ -1,8 +1,8 @@
 #include "toolkit/cms/TimestampToken.h"
 
+#include "platform/formats/TstInfo.h"
 #include "toolkit/cms/Message.h"
 #include "toolkit/cms/TimestampVerifier.h"
-#include "platform/formats/TstInfo.h"
 
 namespace toolkit::cms {
 
