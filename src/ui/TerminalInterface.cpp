@@ -6,10 +6,12 @@
 
 #include <array>
 #include <cerrno>
+#include <charconv>
 #include <csignal>
 #include <cstdio>
 
 #include "platform/Text.h"
+#include "src/certificates/Choice.h"
 #include "src/ui/PinText.h"
 
 namespace ui {
@@ -114,6 +116,37 @@ std::optional<Secret> ReadLine(std::string_view prompt, bool hidden) {
     return std::nullopt;
 }
 
+void RequireTerminal() {
+    if (!Terminal(false).Ready()) throw Unavailable("Няма терминал, на който да се избере.");
+}
+
+// Asks until the answer is a number within the bounds; Enter alone takes the one that stands for it, or gives up where
+// there is none. Empty: gave up.
+std::optional<std::size_t> AskNumber(const std::string& prompt, std::size_t least, std::size_t most,
+                                     std::optional<std::size_t> byEnter = std::nullopt) {
+    for (;;) {
+        const auto line = ReadLine(prompt, false);
+        if (!line) return std::nullopt;
+        const std::string answer(line->Text());
+        if (answer.empty()) return byEnter;
+        std::size_t number = 0;
+        const auto [end, error] = std::from_chars(answer.data(), answer.data() + answer.size(), number);
+        if (error == std::errc() && end == answer.data() + answer.size() && number >= least && number <= most)
+            return number;
+    }
+}
+
+// 0: none.
+std::optional<std::size_t> AskAuthority(const std::vector<settings::TsaRecord>& authorities) {
+    std::string text = "Удостоверяване на времето:\n  0. без\n";
+    std::size_t marked = 0;
+    for (std::size_t i = 0; i < authorities.size(); ++i) {
+        text += "  " + std::to_string(i + 1) + ". " + platform::OneLineUtf8(authorities[i].title) + "\n";
+        if (authorities[i].selected) marked = i + 1;
+    }
+    return AskNumber(text + "Номер (Enter: " + std::to_string(marked) + "): ", 0, authorities.size(), marked);
+}
+
 }  // namespace
 
 std::optional<Secret> ReadHidden(std::string_view prompt) {
@@ -147,12 +180,57 @@ std::optional<Secret> TerminalInterface::AskPin(const platform::PinRequest& requ
     return pin;
 }
 
-std::optional<SignDecision> TerminalInterface::AskSign(SignQuestion) {
-    throw Unavailable("Този терминал няма списък за избор.");
+std::string NumberedList(const std::vector<tessaly::CryptCertificate>& certificates) {
+    std::string text;
+    std::size_t number = 0;
+    for (auto certificate : certificates) {
+        text += "  " + std::to_string(++number) + ". " + platform::OneLineUtf8(certificate.GetSubjectName()) +
+                " (издател: " + platform::OneLineUtf8(certificate.GetIssuerName()) + ", до " +
+                platform::ToUtf8(certificate.GetValidTo()) + ")\n     " +
+                platform::ToUtf8(certificate.GetThumbprint()) + "\n";
+    }
+    return text;
 }
 
-platform::CertificateContext TerminalInterface::AskCertificate(CertificateQuestion) {
-    throw Unavailable("Този терминал няма списък за избор.");
+std::optional<SignDecision> TerminalInterface::AskSign(SignQuestion question) {
+    RequireTerminal();
+    if (question.certificates.empty()) {
+        ShowMessage({.text = u"Няма сертификат, от който да се избере."});
+        return std::nullopt;
+    }
+    const auto number = AskNumber("Изберете сертификат:\n" + NumberedList(question.certificates) + "Номер: ", 1,
+                                  question.certificates.size());
+    if (!number) return std::nullopt;
+    SignDecision decision{question.certificates[*number - 1].Context(), std::nullopt, question.detached};
+    if (!certificates::AcceptsChoice(decision.certificate)) return std::nullopt;
+    if (!question.authorities.empty()) {
+        const auto authority = AskAuthority(question.authorities);
+        if (!authority) return std::nullopt;
+        if (*authority > 0) decision.authority = question.authorities[*authority - 1];
+    }
+    if (question.showDetachedBox) {
+        const auto form =
+            AskNumber("Подпис: 0 - с данните (.p7m), 1 - отделен (.p7s). Enter: " + std::to_string(question.detached) +
+                          ". Номер: ",
+                      0, 1, question.detached ? 1 : 0);
+        if (!form) return std::nullopt;
+        decision.detached = *form == 1;
+    }
+    return decision;
+}
+
+platform::CertificateContext TerminalInterface::AskCertificate(CertificateQuestion question) {
+    RequireTerminal();
+    const auto offered = certificates::OfferedCertificates(question.certificates);
+    if (offered.empty()) {
+        ShowMessage({.text = u"Няма валиден сертификат, от който да се избере."});
+        return {};
+    }
+    const auto number =
+        AskNumber(platform::OneLineUtf8(question.title) + "\n" + NumberedList(offered) + "Номер: ", 1, offered.size());
+    if (!number) return {};
+    const auto& chosen = offered[*number - 1].Context();
+    return certificates::AcceptsChoice(chosen) ? chosen : platform::CertificateContext();
 }
 
 void TerminalInterface::ShowAbout() {

@@ -13,6 +13,9 @@ namespace ui {
 // pressed Ctrl-C or Ctrl-D.
 std::optional<platform::Secret> ReadHidden(std::string_view prompt);
 
+// Certificates with their numbers from 1, as a person at the terminal chooses from them; names fit for a line. UTF-8.
+std::string NumberedList(const std::vector<tessaly::CryptCertificate>& certificates);
+
 class TerminalInterface : public UserInterface {
   public:
     // Answers every PIN question from now on, in place of the terminal: for scripts.

@@ -8,6 +8,8 @@
 #include "platform/Text.h"
 #include "src/certificates/CertificateReport.h"
 #include "src/certificates/PfxSource.h"
+#include "src/certificates/Record.h"
+#include "src/ui/WindowInterface.h"
 #include "tools/norvik/Command.h"
 
 namespace cli {
@@ -20,6 +22,7 @@ struct CertificatesOptions {
     std::string store, file;
     std::vector<std::string> thumbprintInclude, thumbprintExclude, authIdInclude, authIdExclude;
     bool passwordFromStdin = false, json = false;
+    bool dialog = false, terminal = false;  // where to ask: of select
 };
 
 // A person copies identifiers with blanks and colons; an empty one stands for certificates that have none.
@@ -131,18 +134,41 @@ int Run(const CertificatesOptions& options) {
     return kDone;
 }
 
-}  // namespace
+platform::CertificateContext Choose(const CertificatesOptions& options, ui::TerminalInterface& terminal) {
+    certificates::GatheredCertificates gathered;
+    try {
+        gathered = certificates::Gather(RequestFrom(options));
+    } catch (const certificates::InvalidPassword&) {
+        throw std::runtime_error(options.file + ": грешна парола или не е PFX файл.");
+    }
+    if (!gathered.failure.empty()) throw std::runtime_error(Explain(options));
+    ui::CertificateQuestion question{u"Избиране на сертификат ...", gathered.certificates};
+    if (options.terminal || (!options.dialog && CanAsk())) return terminal.AskCertificate(std::move(question));
+    return ui::WindowInterface().AskCertificate(std::move(question));
+}
 
-void AddCertificates(CLI::App& norvik, Action& chosen) {
-    auto* command =
-        norvik.add_subcommand("certificates", "Описва сертификатите на хранилище или файл, които са валидни сега");
-    const auto options = std::make_shared<CertificatesOptions>();
-    auto* store = command->add_option("--store", options->store, "Хранилище (по подразбиране MY)")->option_text("ИМЕ");
-    command->add_option("--file", options->file, "Сертификати (PEM, DER, PKCS#7) или PFX (.pfx, .p12)")
+int Select(const CertificatesOptions& options, ui::TerminalInterface& terminal) {
+    const auto chosen = Choose(options, terminal);
+    if (!chosen) return Fail("Не е избран сертификат.");
+    toolkit::CkJsonObjectW record;
+    record.put_EmitCompact(false);
+    if (!certificates::FillRecord(chosen, record)) return Fail(TextOf(record, u"ErrorMessage"));
+    if (options.json) {
+        std::fputs(platform::ToUtf8(record.Emit()).c_str(), stdout);
+    } else {
+        PrintRecord(record);
+    }
+    return kDone;
+}
+
+// The sources and filters that both commands have.
+void AddSources(CLI::App& command, const std::shared_ptr<CertificatesOptions>& options) {
+    auto* store = command.add_option("--store", options->store, "Хранилище (по подразбиране MY)")->option_text("ИМЕ");
+    command.add_option("--file", options->file, "Сертификати (PEM, DER, PKCS#7) или PFX (.pfx, .p12)")
         ->option_text("ФАЙЛ")
         ->excludes(store);
     const auto addFilter = [&](const char* name, std::vector<std::string>& values, const char* description) {
-        command->add_option(name, values, description)->option_text("ТЕКСТ")->allow_extra_args(false);
+        command.add_option(name, values, description)->option_text("ТЕКСТ")->allow_extra_args(false);
     };
     addFilter("--thumbprint-include", options->thumbprintInclude, "Само с този SHA-1 отпечатък (може да се повтаря)");
     addFilter("--thumbprint-exclude", options->thumbprintExclude, "Без този SHA-1 отпечатък (може да се повтаря)");
@@ -150,10 +176,32 @@ void AddCertificates(CLI::App& norvik, Action& chosen) {
               "Само с този идентификатор на ключа на издателя (може да се повтаря)");
     addFilter("--auth-id-exclude", options->authIdExclude,
               "Без този идентификатор на ключа на издателя (може да се повтаря)");
-    command->add_flag("--password-stdin", options->passwordFromStdin, "Чете паролата на PFX от стандартния вход");
-    command->add_flag("--json", options->json, "Извежда записите като JSON");
-    command->footer("Изключването има предимство пред включването; достатъчно е едно от двете включвания.");
+    command.add_flag("--password-stdin", options->passwordFromStdin, "Чете паролата на PFX от стандартния вход");
+    command.add_flag("--json", options->json, "Извежда записите като JSON");
+    command.footer("Изключването има предимство пред включването; достатъчно е едно от двете включвания.");
+}
+
+}  // namespace
+
+void AddCertificates(CLI::App& norvik, Action& chosen) {
+    auto* command =
+        norvik.add_subcommand("certificates", "Описва сертификатите на хранилище или файл, които са валидни сега");
+    const auto options = std::make_shared<CertificatesOptions>();
+    AddSources(*command, options);
     command->callback([options, &chosen] { chosen = [options](ui::TerminalInterface&) { return Run(*options); }; });
+}
+
+void AddSelect(CLI::App& norvik, Action& chosen) {
+    auto* command = norvik.add_subcommand("select", "Избира един сертификат от хранилище или файл и го описва");
+    const auto options = std::make_shared<CertificatesOptions>();
+    AddSources(*command, options);
+    auto* dialog = command->add_flag("--dialog", options->dialog, "Пита в прозорец, и да има терминал");
+    command
+        ->add_flag("--terminal", options->terminal, "Пита на терминала; без опциите - там, ако има, иначе в прозорец")
+        ->excludes(dialog);
+    command->callback([options, &chosen] {
+        chosen = [options](ui::TerminalInterface& terminal) { return Select(*options, terminal); };
+    });
 }
 
 }  // namespace cli

@@ -27,6 +27,7 @@ void AddVerify(CLI::App& norvik, Action& chosen);
 void AddStore(CLI::App& norvik, Action& chosen);
 void AddStoreKeys(CLI::App& norvik, Action& chosen);  // after AddStore, whose subcommand it joins
 void AddCertificates(CLI::App& norvik, Action& chosen);
+void AddSelect(CLI::App& norvik, Action& chosen);
 void AddSettings(CLI::App& norvik, Action& chosen);
 void AddTsa(CLI::App& norvik, Action& chosen);
 

@@ -80,6 +80,7 @@ void BuildCommandLine(CLI::App& norvik, Action& chosen) {
     AddSign(norvik, chosen);
     AddVerify(norvik, chosen);
     AddCertificates(norvik, chosen);
+    AddSelect(norvik, chosen);
     AddStore(norvik, chosen);
     AddStoreKeys(norvik, chosen);
     AddSettings(norvik, chosen);

@@ -65,18 +65,11 @@ std::vector<CertificateContext> UsableCertificates(bool withTokens) {
     return UsableIn(platform::CertOpenSystemStoreW(u"MY"));
 }
 
-std::string ListOf(const std::vector<CertificateContext>& certificates) {
-    std::string text;
-    for (std::size_t i = 0; i < certificates.size(); ++i) {
-        const auto line = Describe(certificates[i]);
-        text += "  " + std::to_string(i + 1) + ". " + line.subject + " (издател: " + line.issuer + ", до " +
-                line.validTo + ")\n     " + line.thumbprint + "\n";
-    }
-    return text;
-}
-
 CertificateContext Choose(const std::vector<CertificateContext>& certificates) {
-    const auto list = ListOf(certificates);
+    std::vector<tessaly::CryptCertificate> offered;
+    for (const auto& certificate : certificates)
+        offered.emplace_back(certificate, true);
+    const auto list = ui::NumberedList(offered);
     if (!CanAsk()) throw WrongUse("Има няколко сертификата. Посочете един с --certificate ОТПЕЧАТЪК:\n" + list);
     for (;;) {
         const auto answer = AskLine("Изберете сертификат:\n" + list + "Номер: ");
