@@ -12,7 +12,7 @@ namespace {
 // Draws at the size and density that is asked for, in the colour of the palette as it is then.
 class DrawnIcon : public QIconEngine {
   public:
-    DrawnIcon(const char* name, QColor colour) : name_(QString::fromLatin1(name)), colour_(std::move(colour)) {}
+    DrawnIcon(const char* name, const QColor& colour) : name_(QString::fromLatin1(name)), colour_(colour) {}
 
     void paint(QPainter* painter, const QRect& rect, QIcon::Mode mode, QIcon::State) override {
         QFile file(QStringLiteral(":/norvik/icons/%1.svg").arg(name_));
