@@ -28,7 +28,7 @@ std::filesystem::path PathOf(std::filesystem::path path, const char* what) {
 std::filesystem::path WriteRelayFile(const char16_t* request) {
     const auto app = CNorvikApp::Current();
     if (!app || app->SessionFolder().empty()) throw std::runtime_error("There is no session folder for the request.");
-    const auto file = app->SessionFolder() / "out.txt";
+    auto file = app->SessionFolder() / "out.txt";
     std::filesystem::remove(file);
     auto text = platform::ToUtf8(request);
     const bool written = platform::WriteWholeFile(file, platform::AsBytes(text), 0600);
@@ -63,7 +63,7 @@ void Show(const std::u16string& text, const char16_t* title) {
 
 std::filesystem::path FindLauncher(const std::filesystem::path& library) {
     const auto process = PathOf(platform::GetModuleFileNameW(), "GetModuleFileName").filename();
-    const auto launcher = PathOf(library, "GetModuleHandle").parent_path() / kLauncher;
+    auto launcher = PathOf(library, "GetModuleHandle").parent_path() / kLauncher;
     std::error_code error;
     if (!std::filesystem::exists(launcher, error) || process == kLauncher || process == kLibraryHost) return {};
     return launcher;

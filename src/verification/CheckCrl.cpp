@@ -25,7 +25,8 @@ constexpr std::size_t kShortestUrl = 4;
 constexpr std::u16string_view kValid = u"Сертификатът е валиден.";
 constexpr std::string_view kReasonCode = "2.5.29.21";
 
-// By CRLReason (RFC 5280, 5.3.1).
+// By CRLReason (RFC 5280, 5.3.1). Long texts go on in a second literal.
+// NOLINTBEGIN(bugprone-suspicious-missing-comma)
 constexpr std::u16string_view kReasons[] = {
     u"Не е посочена причина за отмяна.",
     u"Известно е или се подозира, че частният ключ на субекта или \nдруги аспекти на темата, валидирани в "
@@ -39,6 +40,7 @@ constexpr std::u16string_view kReasons[] = {
     u"ключ е \nкомпрометиран.",
     u"Сертификатът е спрян.",
 };
+// NOLINTEND(bugprone-suspicious-missing-comma)
 constexpr std::u16string_view kUnknownReason = u"Не известна причина за спиране.";
 
 CertStatusResult Undecided() {

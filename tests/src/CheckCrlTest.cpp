@@ -191,7 +191,9 @@ TEST_F(CheckCrlTest, ReadsTheReasonFromTheFirstExtensionOfTheEntry) {
     X509_EXTENSION* reason = X509_REVOKED_delete_ext(entry, 0);
     ASN1_OCTET_STRING* value = ASN1_OCTET_STRING_new();
     ASN1_OCTET_STRING_set(value, reinterpret_cast<const unsigned char*>("\x0A\x01\x06"), 3);
-    X509_EXTENSION* other = X509_EXTENSION_create_by_OBJ(nullptr, OBJ_txt2obj("1.2.3.4", 1), 0, value);
+    ASN1_OBJECT* identifier = OBJ_txt2obj("1.2.3.4", 1);
+    X509_EXTENSION* other = X509_EXTENSION_create_by_OBJ(nullptr, identifier, 0, value);
+    ASN1_OBJECT_free(identifier);
     X509_REVOKED_add_ext(entry, other, -1);
     X509_REVOKED_add_ext(entry, reason, -1);
     X509_CRL_sign(crl, root_.PrivateKey().get(), EVP_sha256());

@@ -67,6 +67,7 @@ std::vector<CertificateContext> UsableCertificates(bool withTokens) {
 
 CertificateContext Choose(const std::vector<CertificateContext>& certificates) {
     std::vector<tessaly::CryptCertificate> offered;
+    offered.reserve(certificates.size());
     for (const auto& certificate : certificates)
         offered.emplace_back(certificate, true);
     const auto list = ui::NumberedList(offered);
