@@ -4,10 +4,12 @@
 
 #include "dialogs/CAboutDlg.h"
 #include "dialogs/CProgressDlg.h"
+#include "dialogs/CResultsDlg.h"
 #include "dialogs/CSelectCertificateDlg.h"
 #include "dialogs/CSignDlg.h"
 #include "dialogs/CTextEntryDlg.h"
 #include "dialogs/Desktop.h"
+#include "dialogs/FileDialogs.h"
 #include "dialogs/MessageBox.h"
 #include "dialogs/Texts.h"
 #include "src/ui/PinText.h"
@@ -63,6 +65,16 @@ platform::CertificateContext QtInterface::AskCertificate(ui::CertificateQuestion
     RequireDesktop();
     CSelectCertificateDlg dialog(ToQString(question.title), certificates::OfferedCertificates(question.certificates));
     return dialog.Show() == 1 ? dialog.Selected() : platform::CertificateContext();
+}
+
+std::optional<std::filesystem::path> QtInterface::AskOpenFile(const ui::FileQuestion& question) {
+    RequireDesktop();
+    return dialogs::AskOpenFile(ToQString(question.title));
+}
+
+ui::ResultsAction QtInterface::ShowResults(const ui::ResultsQuestion& question) {
+    RequireDesktop();
+    return CResultsDlg(question).Show();
 }
 
 void QtInterface::ShowAbout() {

@@ -12,6 +12,8 @@ class QtInterface : public ui::UserInterface {
     std::optional<platform::Secret> AskPin(const platform::PinRequest& request) override;
     std::optional<ui::SignDecision> AskSign(ui::SignQuestion question) override;
     platform::CertificateContext AskCertificate(ui::CertificateQuestion question) override;
+    std::optional<std::filesystem::path> AskOpenFile(const ui::FileQuestion& question) override;
+    ui::ResultsAction ShowResults(const ui::ResultsQuestion& question) override;
     void ShowAbout() override;
     std::unique_ptr<ui::Progress> ShowProgress(const std::u16string& file) override;
 };

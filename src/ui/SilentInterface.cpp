@@ -25,6 +25,14 @@ platform::CertificateContext SilentInterface::AskCertificate(CertificateQuestion
     throw Unavailable("Няма прозорци в този процес: няма кой да избере сертификат.");
 }
 
+std::optional<std::filesystem::path> SilentInterface::AskOpenFile(const FileQuestion&) {
+    throw Unavailable("Няма прозорци в този процес: няма кой да посочи файл.");
+}
+
+ResultsAction SilentInterface::ShowResults(const ResultsQuestion&) {
+    throw Unavailable("Няма прозорци в този процес: няма кой да види резултатите.");
+}
+
 void SilentInterface::ShowAbout() {
     throw Unavailable("Няма прозорци в този процес.");
 }

@@ -12,7 +12,9 @@
 
 #include "platform/Text.h"
 #include "src/certificates/Choice.h"
+#include "src/results/SignerBlock.h"
 #include "src/ui/PinText.h"
+#include "units/Helpers.h"
 
 namespace ui {
 namespace {
@@ -231,6 +233,26 @@ platform::CertificateContext TerminalInterface::AskCertificate(CertificateQuesti
     if (!number) return {};
     const auto& chosen = offered[*number - 1].Context();
     return certificates::AcceptsChoice(chosen) ? chosen : platform::CertificateContext();
+}
+
+std::optional<std::filesystem::path> TerminalInterface::AskOpenFile(const FileQuestion& question) {
+    RequireTerminal();
+    const auto line = ReadLine(platform::OneLineUtf8(question.title) + ": ", false);
+    if (!line || line->Text().empty()) return std::nullopt;
+    return std::filesystem::path(line->Text());
+}
+
+// To be read or piped on, so it goes where a command's answer goes.
+ResultsAction TerminalInterface::ShowResults(const ResultsQuestion& question) {
+    auto text = platform::OneLineUtf8(question.signFile.u16string()) + ":\n";
+    if (!question.encryptionText.empty())
+        text += "  " + platform::OneLineUtf8(units::LoadStringW(331) + question.encryptionText) + "\n";
+    if (question.entries.empty()) text += "  " + platform::OneLineUtf8(units::LoadStringW(339)) + "\n";
+    std::size_t number = 0;
+    for (const auto& entry : question.entries)
+        text += results::SignerBlock(entry, ++number);
+    std::fputs(text.c_str(), stdout);
+    return ResultsAction::none;
 }
 
 void TerminalInterface::ShowAbout() {

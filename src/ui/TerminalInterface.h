@@ -26,6 +26,8 @@ class TerminalInterface : public UserInterface {
     std::optional<platform::Secret> AskPin(const platform::PinRequest& request) override;
     std::optional<SignDecision> AskSign(SignQuestion question) override;
     platform::CertificateContext AskCertificate(CertificateQuestion question) override;
+    std::optional<std::filesystem::path> AskOpenFile(const FileQuestion& question) override;
+    ResultsAction ShowResults(const ResultsQuestion& question) override;
     void ShowAbout() override;
     std::unique_ptr<Progress> ShowProgress(const std::u16string& file) override;
 

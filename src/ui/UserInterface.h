@@ -3,6 +3,7 @@
 // process: the windows for applications, the terminal for the command, a script in tests.
 
 #include <cstdint>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -13,6 +14,7 @@
 #include "crypt/CryptStore.h"
 #include "platform/Keys.h"
 #include "src/settings/TsaList.h"
+#include "src/verification/SignatureEntry.h"
 
 namespace ui {
 
@@ -49,6 +51,19 @@ struct CertificateQuestion {
     tessaly::CryptStore certificates;
 };
 
+// A file that is there, anywhere.
+struct FileQuestion {
+    std::u16string title;
+};
+
+// The signatures of a file, and what the person wants to do with it next.
+struct ResultsQuestion {
+    const verification::SignatureEntries& entries;
+    std::filesystem::path signFile, dataFile;  // the second one of a detached signature: what was judged with it
+    std::u16string encryptionText{};           // the algorithm of a file that was encrypted; else empty
+};
+enum class ResultsAction { none, addSignature, encrypt };
+
 // A long operation as the person sees it, from the making of the object to its end.
 class Progress {
   public:
@@ -74,6 +89,8 @@ class UserInterface : public platform::PinPrompt {
     virtual std::optional<SignDecision> AskSign(SignQuestion question) = 0;
     // Null: cancelled, nothing to choose from, or refused after the check, with a message.
     virtual platform::CertificateContext AskCertificate(CertificateQuestion question) = 0;
+    virtual std::optional<std::filesystem::path> AskOpenFile(const FileQuestion& question) = 0;
+    virtual ResultsAction ShowResults(const ResultsQuestion& question) = 0;
     virtual void ShowAbout() = 0;
     // Null if there is nothing to look at.
     virtual std::unique_ptr<Progress> ShowProgress(const std::u16string& file) = 0;
@@ -88,6 +105,8 @@ class SilentInterface : public UserInterface {
     std::optional<platform::Secret> AskPin(const platform::PinRequest& request) override;
     std::optional<SignDecision> AskSign(SignQuestion question) override;
     platform::CertificateContext AskCertificate(CertificateQuestion question) override;
+    std::optional<std::filesystem::path> AskOpenFile(const FileQuestion& question) override;
+    ResultsAction ShowResults(const ResultsQuestion& question) override;
     void ShowAbout() override;
     std::unique_ptr<Progress> ShowProgress(const std::u16string& file) override;
 };

@@ -68,6 +68,14 @@ platform::CertificateContext WindowInterface::AskCertificate(CertificateQuestion
     return Windows().AskCertificate(std::move(question));
 }
 
+std::optional<std::filesystem::path> WindowInterface::AskOpenFile(const FileQuestion& question) {
+    return Windows().AskOpenFile(question);
+}
+
+ResultsAction WindowInterface::ShowResults(const ResultsQuestion& question) {
+    return Windows().ShowResults(question);
+}
+
 void WindowInterface::ShowAbout() {
     Windows().ShowAbout();
 }

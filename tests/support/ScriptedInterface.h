@@ -22,6 +22,11 @@ struct Script {
     std::function<platform::CertificateContext(const ui::CertificateQuestion&)> choose;
     std::vector<ui::SignQuestion> signAsked;
     std::vector<ui::CertificateQuestion> certificatesAsked;
+    std::optional<std::filesystem::path> openFile;  // answers the question for a file; empty: cancelled
+    std::vector<ui::FileQuestion> filesAsked;
+    // Looks at the results while they are there.
+    std::function<ui::ResultsAction(const ui::ResultsQuestion&)> results;
+    int resultsShown = 0;
     int aboutShown = 0;
     [[nodiscard]] std::vector<std::string> Texts() const {
         std::vector<std::string> texts;
@@ -58,6 +63,14 @@ class ScriptedInterface : public ui::UserInterface {
     platform::CertificateContext AskCertificate(ui::CertificateQuestion question) override {
         script_.certificatesAsked.push_back(question);
         return script_.choose ? script_.choose(question) : platform::CertificateContext();
+    }
+    std::optional<std::filesystem::path> AskOpenFile(const ui::FileQuestion& question) override {
+        script_.filesAsked.push_back(question);
+        return script_.openFile;
+    }
+    ui::ResultsAction ShowResults(const ui::ResultsQuestion& question) override {
+        ++script_.resultsShown;
+        return script_.results ? script_.results(question) : ui::ResultsAction::none;
     }
     void ShowAbout() override { ++script_.aboutShown; }
     std::unique_ptr<ui::Progress> ShowProgress(const std::u16string&) override { return nullptr; }
