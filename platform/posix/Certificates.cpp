@@ -238,20 +238,6 @@ CertificateContext CertCreateCertificateContext(ByteView der) {
     return CertificateContext(std::move(impl));
 }
 
-std::uint32_t CertGetPublicKeyLength(const CertificateContext& certificate) {
-    X509* native = posix::NativeOf(certificate);
-    const EVP_PKEY* key = native != nullptr ? X509_get0_pubkey(native) : nullptr;
-    const int bits = key != nullptr ? EVP_PKEY_get_bits(key) : 0;
-    posix::DrainErrorQueue();
-    if (bits <= 0) {
-        SetLastError(CRYPT_E_BAD_ENCODE);
-        return 0;
-    }
-    // Keys of the Edwards curves are whole octets (RFC 8032); the library tells the bits of the group's order.
-    const bool edwards = EVP_PKEY_is_a(key, "ED25519") == 1 || EVP_PKEY_is_a(key, "X25519") == 1;
-    return edwards ? 256 : static_cast<std::uint32_t>(bits);
-}
-
 std::optional<Bytes> CertGetCertificateContextProperty(const CertificateContext& certificate, std::uint32_t property) {
     if (!certificate) {
         SetLastError(ERROR_INVALID_PARAMETER);

@@ -1,0 +1,20 @@
+#pragma once
+// Files of other makers beside the checkout, which are no part of the project. A test without them skips and says so.
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace tests {
+
+// A folder of the collections: $NORVIK_CORPORA, else those beside the checkout. Need not exist.
+std::filesystem::path Corpus(const std::string& folder);
+
+// The PFX files with the password that opens them; those whose password nobody knows are left out.
+struct PfxSample {
+    std::filesystem::path file;
+    std::string password;
+};
+std::vector<PfxSample> PfxCorpus();
+
+}  // namespace tests
