@@ -1,6 +1,7 @@
 #pragma once
-// Building and judging certificate chains (RFC 5280, 6), with revocation from the CRLs that lie in the stores.
+// Building and judging certificate chains (RFC 5280, 6), with revocation from CRLs and OCSP responders.
 
+#include <chrono>
 #include <optional>
 #include <vector>
 
@@ -49,12 +50,20 @@ struct ChainEngine {
     std::vector<CertStore> crls;
     CertStore distrusted;
 };
+// What a chain may ask for over the network. The addresses come from certificates, so the sum is bounded, too.
+struct ChainNetwork {
+    bool allowed = true;  // and AllowNetwork (Http.h) as well
+    std::chrono::seconds eachExchange{15};
+    std::chrono::seconds allExchanges{60};
+    unsigned mostExchanges = 16;
+};
 struct ChainParameters {
     std::optional<FILETIME> time;  // absent: now
     CertStore additionalStore;     // null: none
     std::uint32_t flags = 0;
     const ChainEngine* engine = nullptr;
     std::vector<std::string> requestedUsage;  // every one must be allowed by the chain; empty: none asked
+    ChainNetwork network = {};
 };
 // Empty only for what cannot be judged at all (a null certificate: ERROR_INVALID_PARAMETER). Whether the host's trust
 // anchors count is set by TrustSystemRoots. The answer does not depend on the order in which stores list their
@@ -76,8 +85,8 @@ ErrorCode CertVerifyCertificateChainPolicy(const ChainContext& chain);
 // (ERROR_INVALID_PARAMETER).
 std::vector<CertificateContext> BuildIssuerPath(const CertificateContext& leaf);
 
-// Revocation of one certificate by its issuer's CRLs in the stores: 0, CRYPT_E_REVOKED, CRYPT_E_NO_REVOCATION_CHECK or
-// CRYPT_E_REVOCATION_OFFLINE.
+// Revocation of one certificate, found out as a chain does, here and over the network: 0, CRYPT_E_REVOKED,
+// CRYPT_E_NO_REVOCATION_CHECK or CRYPT_E_REVOCATION_OFFLINE.
 ErrorCode CertVerifyRevocation(const CertificateContext& certificate);
 
 }  // namespace platform

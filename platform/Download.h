@@ -19,7 +19,8 @@ struct DownloadResult {
     std::string reason;  // when failed, in the library's words
 };
 
-// Only http and https, also after a redirect; a location that leads elsewhere fails. Bodies over 1 GiB fail.
+// Fails while the network is switched off (Http.h). Only http and https, also after a redirect; a location that leads
+// elsewhere fails. Bodies over 1 GiB fail.
 DownloadResult Download(const std::string& url);
 
 }  // namespace platform

@@ -46,6 +46,7 @@ constexpr Message kMessages[] = {
     {ERROR_INTERNET_CANNOT_CONNECT, u"The connection to the server could not be made."},
     {ERROR_INTERNET_CONNECTION_ABORTED, u"The connection to the server was broken off."},
     {ERROR_HTTP_REDIRECT_FAILED, u"The server redirects too often or to where one may not go."},
+    {ERROR_INTERNET_DISCONNECTED, u"The network is switched off for this program."},
     {ERROR_INTERNET_SECURE_FAILURE, u"The secure connection to the server could not be made."},
     {NTE_BAD_SIGNATURE, u"The signature is not valid."},
     {NTE_BAD_ALGID, u"The algorithm is not known or does not fit the key."},

@@ -39,6 +39,11 @@ struct HttpFailure {
     bool timedOut = false;
 };
 
+// Process-wide, true at the start: whether HttpSend and Download may reach for the network. Without it each of them
+// fails at once (ERROR_INTERNET_DISCONNECTED), and a chain knows what lies on this machine only.
+void AllowNetwork(bool allow);
+bool IsNetworkAllowed();
+
 // An answer of any status is an answer; one over the size limit is none (ERROR_MORE_DATA). The proxy is that of the
 // environment, servers of https must show a certificate that the host trusts. Empty when there was none: last error
 // set, the reason in `failure` if given.

@@ -170,6 +170,11 @@ const std::vector<CrlContext>& ChainSources::Crls() {
     return all;
 }
 
+void ChainSources::AddCrl(const CrlContext& crl) {
+    (void)Crls();
+    if (std::ranges::find(*crls_, crl.Backend(), &CrlContext::Backend) == crls_->end()) crls_->push_back(crl);
+}
+
 }  // namespace posix
 
 void TrustSystemRoots(bool trust) {

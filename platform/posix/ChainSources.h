@@ -32,6 +32,8 @@ class ChainSources {
     // distrusted, and a root that was issued anew under its old number does not become so.
     [[nodiscard]] bool IsDistrusted(const CertificateContext& certificate) const;
     [[nodiscard]] const std::vector<CrlContext>& Crls();
+    // For this question, beside those of the stores.
+    void AddCrl(const CrlContext& crl);
 
   private:
     struct Tier {

@@ -4,6 +4,7 @@
 
 #include "platform/System.h"
 #include "platform/posix/PathJudge.h"
+#include "platform/posix/RevocationService.h"
 
 namespace platform {
 namespace {
@@ -14,6 +15,7 @@ using posix::ChainSources;
 struct JudgedPath {
     CandidatePath path;
     ChainContext chain;
+    bool asked = false;  // for revocation, over the network
 
     // A name without the signature leads nowhere.
     [[nodiscard]] bool EndsTrusted() const {
@@ -22,6 +24,12 @@ struct JudgedPath {
     [[nodiscard]] bool IsGood() const {
         constexpr std::uint32_t kUnsettled = CERT_TRUST_REVOCATION_STATUS_UNKNOWN | CERT_TRUST_IS_OFFLINE_REVOCATION;
         return path.trusted && (chain.dwErrorStatus & ~kUnsettled) == 0;
+    }
+    // An answer could still make it good, or revoked.
+    [[nodiscard]] bool IsWorthAsking() const {
+        constexpr std::uint32_t kOpen = CERT_TRUST_REVOCATION_STATUS_UNKNOWN;
+        return !asked && EndsTrusted() && (chain.dwErrorStatus & kOpen) != 0 &&
+               posix::SeverityOf(chain.dwErrorStatus) > posix::SeverityOf(CERT_TRUST_IS_REVOKED);
     }
 };
 
@@ -44,17 +52,49 @@ bool IsBetter(const JudgedPath& a, const JudgedPath& b) {
     return EncodingsLess(a.chain, b.chain);
 }
 
+// What a question is asked with. Without a service nobody asks for revocation.
+struct Asking {
+    posix::Judgement judgement;
+    ChainSources& sources;
+    posix::RevocationService* revocation = nullptr;
+};
+
+const JudgedPath& BestOf(const std::vector<JudgedPath>& paths) {
+    return *std::ranges::min_element(paths, IsBetter);
+}
+
+std::vector<JudgedPath> JudgeAll(const CertificateContext& leaf, const Asking& asking) {
+    std::vector<JudgedPath> judged;
+    for (CandidatePath& path : posix::EnumeratePaths(leaf, asking.sources)) {
+        ChainContext chain = posix::JudgePath(path, asking.judgement, asking.sources);
+        if (asking.revocation) posix::JudgeRevocation(path, chain, *asking.revocation, posix::Reach::here);
+        judged.push_back({std::move(path), std::move(chain)});
+    }
+    return judged;
+}
+
+// Over the network the best path is asked first, and the next one only if that does not come out clean. Paths that
+// would not count anyway are left alone: what is not trusted does not decide whom this machine talks to.
+void AskNetwork(std::vector<JudgedPath>& paths, posix::RevocationService& revocation) {
+    while (BestOf(paths).chain.dwErrorStatus != 0) {
+        JudgedPath* next = nullptr;
+        for (JudgedPath& path : paths) {
+            if (path.IsWorthAsking() && (!next || IsBetter(path, *next))) next = &path;
+        }
+        if (!next) return;
+        next->asked = true;
+        posix::JudgeRevocation(next->path, next->chain, revocation, posix::Reach::network);
+    }
+}
+
 // Each tier adds to those before it, so its answer replaces theirs: a certificate that seemed to have a wrong
 // signature, or no issuer, may find the right one.
-JudgedPath BestPath(const CertificateContext& leaf, const posix::Judgement& judgement, ChainSources& sources) {
+JudgedPath BestPath(const CertificateContext& leaf, const Asking& asking) {
     for (;;) {
-        std::optional<JudgedPath> best;
-        for (CandidatePath& path : posix::EnumeratePaths(leaf, sources)) {
-            ChainContext chain = posix::JudgePath(path, judgement, sources);
-            JudgedPath judged{std::move(path), std::move(chain)};
-            if (!best || IsBetter(judged, *best)) best = std::move(judged);
-        }
-        if (best->IsGood() || !sources.OpenNextTier(!best->path.IsComplete())) return std::move(*best);
+        std::vector<JudgedPath> paths = JudgeAll(leaf, asking);
+        if (asking.revocation) AskNetwork(paths, *asking.revocation);
+        const JudgedPath& best = BestOf(paths);
+        if (best.IsGood() || !asking.sources.OpenNextTier(!best.path.IsComplete())) return best;
     }
 }
 
@@ -66,13 +106,12 @@ std::optional<ChainContext> CertGetCertificateChain(const CertificateContext& ce
         SetLastError(ERROR_INVALID_PARAMETER);
         return std::nullopt;
     }
-    const posix::Judgement judgement{
-        .at = parameters.time.value_or(GetSystemTimeAsFileTime()),
-        .askRevocation = (parameters.flags & CERT_CHAIN_REVOCATION_CHECK_CHAIN) != 0,
-        .usages = parameters.requestedUsage,
-    };
+    const FILETIME at = parameters.time.value_or(GetSystemTimeAsFileTime());
     ChainSources sources(certificate, parameters);
-    return BestPath(certificate, judgement, sources).chain;
+    posix::Exchanges exchanges(parameters.network);
+    posix::RevocationService revocation(at, sources, exchanges);
+    const bool asks = (parameters.flags & CERT_CHAIN_REVOCATION_CHECK_CHAIN) != 0;
+    return BestPath(certificate, {{at, parameters.requestedUsage}, sources, asks ? &revocation : nullptr}).chain;
 }
 
 std::vector<CertificateContext> BuildIssuerPath(const CertificateContext& leaf) {
@@ -81,16 +120,19 @@ std::vector<CertificateContext> BuildIssuerPath(const CertificateContext& leaf) 
         return {};
     }
     ChainSources sources(leaf);
-    return BestPath(leaf, {.at = GetSystemTimeAsFileTime(), .askRevocation = false, .usages = {}}, sources)
-        .path.elements;
+    return BestPath(leaf, {{GetSystemTimeAsFileTime(), {}}, sources}).path.elements;
 }
 
 ErrorCode CertVerifyRevocation(const CertificateContext& certificate) {
     if (!certificate) return ERROR_INVALID_PARAMETER;
     const FILETIME now = GetSystemTimeAsFileTime();
     ChainSources sources(certificate, {});
-    const CandidatePath path = BestPath(certificate, {.at = now, .askRevocation = false, .usages = {}}, sources).path;
-    switch (posix::RevocationOf(path, 0, now, sources)) {
+    posix::Exchanges exchanges({});
+    posix::RevocationService revocation(now, sources, exchanges);
+    const JudgedPath best = BestPath(certificate, {{now, {}}, sources});
+    const auto reach = best.EndsTrusted() ? posix::Reach::network : posix::Reach::here;
+    const posix::RevocationFinding finding = revocation.Of(best.path, 0, reach);
+    switch (finding.status) {
         case posix::RevocationStatus::good:
             return ERROR_SUCCESS;
         case posix::RevocationStatus::revoked:
@@ -98,7 +140,7 @@ ErrorCode CertVerifyRevocation(const CertificateContext& certificate) {
         case posix::RevocationStatus::unknown:
             break;
     }
-    return CRYPT_E_NO_REVOCATION_CHECK;
+    return finding.silent ? CRYPT_E_REVOCATION_OFFLINE : CRYPT_E_NO_REVOCATION_CHECK;
 }
 
 }  // namespace platform

@@ -190,7 +190,7 @@ RevocationStatus Check(std::span<const CertificateContext> path, FILETIME at, Ch
 
         Statement statement;
         statement.thisUpdate = facts->thisUpdate;
-        statement.current = facts->thisUpdate <= at && at < facts->goodUntil;
+        statement.current = facts->IsCurrentAt(at);
         const bool someReasons = facts->distribution && facts->distribution->onlysomereasons;
         statement.whole = !facts->delta && !someReasons && !*coveredElsewhere;
         statement.entry = EntryOf(certificate, crl, at, statement.current);
@@ -203,6 +203,13 @@ RevocationStatus Check(std::span<const CertificateContext> path, FILETIME at, Ch
 
 RevocationStatus CheckCrls(std::span<const CertificateContext> path, FILETIME at, ChainSources& sources) {
     return Check(path, at, sources, Believed::alsoItsOtherKeys);
+}
+
+bool IsCredible(const CrlContext& crl, std::span<const CertificateContext> path, FILETIME at, ChainSources& sources) {
+    if (!NativeOf(path.front()) || !IsFromIssuerOf(path.front(), crl)) return false;
+    const auto facts = FactsOf(crl);
+    return facts->usable && facts->IsCurrentAt(at) &&
+           Signers(path, at, sources, Believed::alsoItsOtherKeys).Signed(crl, *facts);
 }
 
 }  // namespace platform::posix

@@ -17,4 +17,8 @@ enum class RevocationStatus { good, revoked, unknown };
 // can revoke and never clear; indirect ones, and those with critical parts nobody here knows, do not count at all.
 RevocationStatus CheckCrls(std::span<const CertificateContext> path, FILETIME at, ChainSources& sources);
 
+// Whether this CRL is of the certificate's issuer, signed by who is believed as its signer and current: so that it
+// answers, whatever it covers.
+bool IsCredible(const CrlContext& crl, std::span<const CertificateContext> path, FILETIME at, ChainSources& sources);
+
 }  // namespace platform::posix

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <ctime>
 
+#include "platform/posix/Ber.h"
+
 namespace platform::posix {
 namespace {
 
@@ -50,6 +52,20 @@ bool HasOnlyKnownEntries(X509_CRL* crl, bool mayHaveExtensions) {
         if (!FileTimeOf(X509_REVOKED_get0_revocationDate(entry))) return false;
     }
     return true;
+}
+
+// RFC 5280, 5.1.1.2: the algorithm is named inside and outside of what is signed, and only the inner name is protected.
+bool NamesOneAlgorithm(ByteView encoded) {
+    const auto list = ReadSingleElement(encoded, kBerSequence);
+    if (!list) return false;
+    BerReader outer(list->content);
+    const auto toBeSigned = outer.Next(kBerSequence);
+    const auto outerName = outer.Next(kBerSequence);
+    if (!toBeSigned || !outerName) return false;
+    BerReader inner(toBeSigned->content);
+    if (inner.NextIs(kBerInteger)) (void)inner.Next();
+    const auto innerName = inner.Next(kBerSequence);
+    return innerName && std::ranges::equal(innerName->whole, outerName->whole);
 }
 
 // Null and false if there is one that does not decode, stands twice or contradicts itself.
@@ -136,7 +152,7 @@ std::shared_ptr<const CrlFacts> FactsOf(const CrlContext& crl) {
     if (auto known = table.Find(crl.Backend())) return known;
     auto facts = std::make_shared<CrlFacts>();
     X509_CRL* native = NativeOf(crl);
-    facts->usable = native && Read(native, *facts);
+    facts->usable = native && NamesOneAlgorithm(crl.Encoded()) && Read(native, *facts);
     DrainErrorQueue();
     table.Keep(crl.Backend(), facts);
     return facts;

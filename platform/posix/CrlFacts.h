@@ -21,6 +21,7 @@ struct CrlFacts {
     FILETIME thisUpdate = 0;
     FILETIME goodUntil = 0;  // nextUpdate, else a week after thisUpdate
 
+    [[nodiscard]] bool IsCurrentAt(FILETIME moment) const { return thisUpdate <= moment && moment < goodUntil; }
     // Whether the issuer's key verifies the CRL's signature. Remembered.
     [[nodiscard]] bool IsSignedBy(const CrlContext& crl, const CertificateContext& issuer) const;
 

@@ -3,6 +3,7 @@
 #include <memory>
 #include <new>
 
+#include "platform/Http.h"
 #include "platform/posix/Curl.h"
 
 namespace platform {
@@ -28,6 +29,7 @@ std::size_t Append(const char* data, std::size_t size, std::size_t count, void* 
 }  // namespace
 
 DownloadResult Download(const std::string& url) {
+    if (!IsNetworkAllowed()) return {DownloadResult::State::failed, {}, "The network is switched off"};
     const posix::CurlLibrary* const curl = posix::CurlLibrary::Get();
     if (curl == nullptr) return {};
     const std::unique_ptr<CURL, decltype(curl->cleanup)> handle(curl->init(), curl->cleanup);

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <new>
 
 #include "platform/posix/Curl.h"
@@ -14,6 +15,8 @@ namespace {
 using posix::CurlLibrary;
 
 constexpr long kMostRedirects = 5;
+
+std::atomic<bool> networkIsAllowed = true;
 
 struct Receiver {
     Bytes body;
@@ -168,7 +171,16 @@ std::nullopt_t Failed(ErrorCode code, std::string reason, HttpFailure* failure) 
 
 }  // namespace
 
+void AllowNetwork(bool allow) {
+    networkIsAllowed = allow;
+}
+
+bool IsNetworkAllowed() {
+    return networkIsAllowed;
+}
+
 std::optional<HttpResponse> HttpSend(const HttpRequest& request, HttpFailure* failure) {
+    if (!IsNetworkAllowed()) return Failed(ERROR_INTERNET_DISCONNECTED, "the network is switched off", failure);
     if (!IsUsable(request.url))
         return Failed(ERROR_INTERNET_INVALID_URL, "the address is not one of http or https", failure);
     const CurlLibrary* const curl = CurlLibrary::Get();

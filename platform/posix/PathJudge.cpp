@@ -71,7 +71,6 @@ class Judge {
         }
         JudgeEnd();
         JudgePolicies();
-        if (judgement_.askRevocation) JudgeRevocation();
         for (const CERT_CHAIN_ELEMENT& element : chain_.elements)
             chain_.dwErrorStatus |= element.dwErrorStatus;
         return std::move(chain_);
@@ -205,15 +204,6 @@ class Judge {
         return flags;
     }
 
-    void JudgeRevocation() {
-        for (std::size_t i = 0; i < size_; ++i) {
-            if (chain_.elements[i].selfSigned) continue;
-            const RevocationStatus status = RevocationOf(path_, i, judgement_.at, sources_);
-            if (status == RevocationStatus::revoked) Fault(i, CERT_TRUST_IS_REVOKED);
-            if (status == RevocationStatus::unknown) Fault(i, CERT_TRUST_REVOCATION_STATUS_UNKNOWN);
-        }
-    }
-
     const CandidatePath& path_;
     const Judgement& judgement_;
     ChainSources& sources_;
@@ -225,19 +215,6 @@ class Judge {
 
 ChainContext JudgePath(const CandidatePath& path, const Judgement& judgement, ChainSources& sources) {
     return Judge(path, judgement, sources).Run();
-}
-
-RevocationStatus RevocationOf(const CandidatePath& path, std::size_t i, FILETIME at, ChainSources& sources) {
-    if (path.signatureWrong[i]) return RevocationStatus::unknown;  // who stands above it did not issue it
-    if (i + 1 < path.elements.size()) return CheckCrls(std::span(path.elements).subspan(i), at, sources);
-    RevocationStatus status = RevocationStatus::unknown;
-    for (const CertificateContext& issuer : path.anchorIssuers) {
-        const std::array<CertificateContext, 2> withIssuer = {path.elements[i], issuer};
-        const RevocationStatus answer = CheckCrls(withIssuer, at, sources);
-        if (answer == RevocationStatus::revoked) return answer;
-        if (answer == RevocationStatus::good) status = answer;
-    }
-    return status;
 }
 
 }  // namespace platform::posix

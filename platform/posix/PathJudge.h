@@ -1,14 +1,13 @@
 #pragma once
-// Judging one path (RFC 5280, 6.1): every fault of every element, not only the first.
+// Judging one path (RFC 5280, 6.1): every fault of every element, not only the first. Revocation is a question of its
+// own: RevocationService.
 
-#include "platform/posix/CrlCheck.h"
 #include "platform/posix/PathBuilder.h"
 
 namespace platform::posix {
 
 struct Judgement {
     FILETIME at = 0;
-    bool askRevocation = false;
     std::vector<std::string> usages;  // each must be allowed by every element
 };
 
@@ -17,9 +16,6 @@ struct Judgement {
 // policies do not count; restrictions of policies in it do. SHA-1 is accepted, MD5 and RSA or DSA keys under 1024 bits
 // are broken signatures. Periods of validity need not nest.
 ChainContext JudgePath(const CandidatePath& path, const Judgement& judgement, ChainSources& sources);
-
-// What the CRLs say of element `i`. The issuers of a trusted end are asked too, though they are not in the path.
-RevocationStatus RevocationOf(const CandidatePath& path, std::size_t i, FILETIME at, ChainSources& sources);
 
 // How bad a status is, by the order in which the base policy looks: 0 for the worst, kNoFault for none.
 constexpr std::size_t kNoFault = 99;

@@ -42,7 +42,8 @@ ChainContext ChainWorld::Chain(const CertificateContext& leaf, std::int64_t at, 
                                           .additionalStore = {},
                                           .flags = flags,
                                           .engine = &engine,
-                                          .requestedUsage = std::move(usages)})
+                                          .requestedUsage = std::move(usages),
+                                          .network = network})
         .value_or(ChainContext{});
 }
 

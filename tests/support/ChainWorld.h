@@ -16,6 +16,8 @@ struct ChainWorld {
     platform::CertStore crls = platform::CertOpenMemoryStore();
     platform::CertStore distrusted = platform::CertOpenMemoryStore();
 
+    platform::ChainNetwork network = {.allowed = false};  // a test that wants to be asked switches it on
+
     ChainWorld() = default;
     ChainWorld(const Certificate& root, std::initializer_list<Certificate> intermediates);
 

@@ -24,6 +24,12 @@ Profile::Profile() {
         std::filesystem::permissions(folder_ / name, std::filesystem::perms::owner_all);
         Set(variable, (folder_ / name).string());
     }
+    // Addresses in certificates must not lead a test out of this machine: all but loopback goes to a proxy that is
+    // none.
+    for (const char* proxy : {"http_proxy", "https_proxy", "HTTPS_PROXY", "ALL_PROXY", "NO_PROXY"})
+        Set(proxy, std::nullopt);
+    Set("all_proxy", "http://127.0.0.1:9");
+    Set("no_proxy", "127.0.0.1,localhost");
 }
 
 Profile::~Profile() {

@@ -1,0 +1,45 @@
+#pragma once
+// Whether one certificate of a path is revoked: by the CRLs on this machine, then by whom the certificate names.
+
+#include <map>
+
+#include "platform/posix/CrlCheck.h"
+#include "platform/posix/Exchanges.h"
+#include "platform/posix/PathBuilder.h"
+
+namespace platform::posix {
+
+struct RevocationFinding {
+    RevocationStatus status = RevocationStatus::unknown;
+    bool silent = false;  // unknown, and somebody who was to be asked over the network did not answer
+};
+
+enum class Reach { here, network };
+
+// Lives for one question and remembers what was answered meanwhile; not for several threads. Answers speak of the
+// present: for a moment more than a day away nobody is asked.
+class RevocationService {
+  public:
+    RevocationService(FILETIME at, ChainSources& sources, Exchanges& exchanges);
+
+    // Of element `i`. The issuers of a trusted end are asked too, though they are not in the path.
+    RevocationFinding Of(const CandidatePath& path, std::size_t i, Reach reach);
+
+  private:
+    using Path = std::span<const CertificateContext>;
+    RevocationFinding Ask(Path path, Reach reach);
+    RevocationFinding AskNetwork(Path path);
+    const std::optional<CrlContext>& FetchCrl(const std::string& url);
+
+    FILETIME at_;
+    ChainSources& sources_;
+    Exchanges& exchanges_;
+    bool isPresent_;
+    std::map<std::string, std::optional<CrlContext>> fetchedCrls_;  // by address; empty: no answer
+};
+
+// Brings what the service finds into the chain of this path, from its upper end downwards. Below a revoked authority
+// nobody is asked: its word on whom to ask counts for nothing.
+void JudgeRevocation(const CandidatePath& path, ChainContext& chain, RevocationService& service, Reach reach);
+
+}  // namespace platform::posix

@@ -1,0 +1,40 @@
+#pragma once
+// A chain of root, authority and person whose addresses lead to a server of the test's own.
+
+#include "tests/support/ChainWorld.h"
+#include "tests/support/HttpServer.h"
+
+namespace tests {
+
+// What the server answers, by path; other paths get status 404.
+class OnlineServer {
+  public:
+    void Serve(const std::string& path, HttpServer::Handler handler);
+    void Serve(const std::string& path, HttpAnswer answer);
+    void Serve(const std::string& path, ByteView body);
+    [[nodiscard]] std::string Url(const std::string& path) const { return server_.Url(path); }
+    [[nodiscard]] std::vector<std::string> Asked() const;  // paths, in order
+
+  private:
+    std::mutex mutex_;
+    std::map<std::string, HttpServer::Handler> handlers_;
+    HttpServer server_{[this](const HttpRequest& request) { return Answer(request); }};
+    HttpAnswer Answer(const HttpRequest& request);
+};
+
+struct OnlineWorld {
+    // The person's certificate gets what `addresses` adds to it.
+    explicit OnlineWorld(const std::function<void(CertificateSpec&, const OnlineServer&)>& addresses);
+
+    OnlineServer server;
+    Certificate root = Issue(AuthoritySpec("Root", 0));
+    Certificate ca = Issue(AuthoritySpec("Authority", 1), root);
+    Certificate leaf;
+    // Trusts the root, knows the authority and that it is not revoked, and may ask.
+    ChainWorld world{root, {ca}};
+
+    [[nodiscard]] platform::ErrorCode Verdict() const { return world.VerdictWithCrls(leaf); }
+    [[nodiscard]] CrlSpec Listing(int reason = 1) const;
+};
+
+}  // namespace tests
