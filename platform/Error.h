@@ -60,6 +60,7 @@ constexpr ErrorCode NTE_EXISTS = 0x8009000F;
 constexpr ErrorCode NTE_KEYSET_NOT_DEF = 0x80090019;
 constexpr ErrorCode NTE_NO_MORE_ITEMS = 0x8009002A;
 
+constexpr ErrorCode CRYPT_E_MSG_ERROR = 0x80091001;
 constexpr ErrorCode CRYPT_E_HASH_VALUE = 0x80091007;
 constexpr ErrorCode CRYPT_E_INVALID_INDEX = 0x80091008;
 constexpr ErrorCode CRYPT_E_SIGNER_NOT_FOUND = 0x8009100E;

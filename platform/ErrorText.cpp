@@ -55,6 +55,7 @@ constexpr Message kMessages[] = {
     {NTE_EXISTS, u"The object exists already."},
     {NTE_KEYSET_NOT_DEF, u"There is no key storage provider of that name."},
     {NTE_NO_MORE_ITEMS, u"No more data is available."},
+    {CRYPT_E_MSG_ERROR, u"The cryptographic message is not in a state for this operation."},
     {CRYPT_E_HASH_VALUE, u"The hash value is not correct."},
     {CRYPT_E_INVALID_INDEX, u"The index value is not valid."},
     {CRYPT_E_SIGNER_NOT_FOUND, u"The original signer was not found."},

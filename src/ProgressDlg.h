@@ -1,9 +1,12 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
+#include <filesystem>
 #include <memory>
 #include <string>
 
+#include "platform/Types.h"
 #include "src/ui/UserInterface.h"
 
 // The window that a long operation shows: not before it has become a wait, and gone with the object.
@@ -21,3 +24,9 @@ class DelayedProgress {
     std::unique_ptr<ui::Progress> shown_;
     bool asked_ = false;
 };
+
+// What kind of message the bytes are: CMSG_DATA to CMSG_ENCRYPTED; 0, with the reason in the log, for what is none.
+// Flags: 0, or CMSG_DETACHED_FLAG for a signature whose data come along.
+std::uint32_t GetMessageType(platform::ByteView message, std::uint32_t flags, platform::ByteView detachedData = {});
+// The same of a file of any size, whose content is stepped over. A file that cannot be read is shown to the person.
+std::uint32_t GetFileMessageType(const std::filesystem::path& file, ui::UserInterface& interface);

@@ -1,5 +1,6 @@
 #include "platform/cms/SignedDataReader.h"
 
+#include "platform/cms/SignerInfo.h"
 #include "platform/cms/SourceCursor.h"
 
 namespace platform::cms {
@@ -17,18 +18,24 @@ using Take = std::function<bool(ByteView)>;
 // Everything of one message. A step answers false after it has noted the outcome.
 class Reading {
   public:
-    Reading(ByteSource& source, ContentReceiver& receiver, SignedDataMessage& message)
-        : source_(source), cursor_(source, 0, source.Size()), receiver_(receiver), message_(message) {}
+    Reading(ByteSource& source, const SourceRange& range, ContentReceiver& receiver, SignedDataMessage& message)
+        : source_(source), cursor_(source, range.offset, range.end), receiver_(receiver), message_(message) {}
 
-    ReadOutcome Run() {
-        if (!ContentInfo() || !SignedData() || !Trailing()) {
-            if (cursor_.ReadFailed()) return ReadOutcome::readFault;
-            return outcome_;
-        }
-        return ReadOutcome::ok;
+    ReadOutcome Run() { return Outcome(SignedContentInfo() && SignedData() && Trailing()); }
+
+    ReadOutcome RunAnyType(ContentInfoHead& head) { return Outcome(AnyContentInfo(head) && Trailing()); }
+
+    ReadOutcome RunContent(const Take& take) {
+        ContentPlace again;
+        return Outcome(Pieces(&take, again));
     }
 
   private:
+    [[nodiscard]] ReadOutcome Outcome(bool done) const {
+        if (done) return ReadOutcome::ok;
+        return cursor_.ReadFailed() ? ReadOutcome::readFault : outcome_;
+    }
+
     bool Fail(ReadOutcome outcome) {
         outcome_ = outcome;
         return false;
@@ -54,42 +61,64 @@ class Reading {
         return oid.has_value();
     }
 
-    bool ContentInfo() {
+    bool SignedContentInfo() {
         std::string type;
         if (!cursor_.Enter(tag::kSequence) || !Oid(type)) return false;
         if (type != kSignedData) return Fail(ReadOutcome::notSignedData);
         return cursor_.Enter(tag::ContextConstructed(0));
     }
 
+    bool AnyContentInfo(ContentInfoHead& head) {
+        if (!cursor_.Enter(tag::kSequence) || !Oid(head.type)) return false;
+        if (cursor_.AtEnd()) return cursor_.Leave();
+        if (!cursor_.Enter(tag::ContextConstructed(0))) return false;
+        const bool walked = head.type == oid::kData ? PlaceOf(head.data, nullptr) : cursor_.Skip();
+        return walked && cursor_.Leave() && cursor_.Leave();
+    }
+
     bool SignedData() {
-        Bytes version;
-        if (!cursor_.Enter(tag::kSequence) || !Element(tag::kInteger, version)) return false;
+        if (!cursor_.Enter(tag::kSequence) || !Version()) return false;
         if (!DigestAlgorithms() || !EncapsulatedContent() || !Certificates() || !Crls() || !SignerInfos()) return false;
         return cursor_.Leave() && cursor_.Leave() && cursor_.Leave();
     }
 
-    bool DigestAlgorithms() {
+    bool Version() {
         Bytes bytes;
-        if (!Element(tag::kSet, bytes)) return false;
-        auto set = DerReader(bytes, DerRules::ber).Enter(tag::kSet);
-        while (set && !set->AtEnd()) {
-            const auto contents = set->Enter(tag::kSequence);
+        if (!Element(tag::kInteger, bytes)) return false;
+        const auto version = SoleElement(bytes, tag::kInteger, DerRules::ber);
+        if (version && version->contents.size() == 1) message_.version = version->contents.front();
+        return version.has_value();
+    }
+
+    bool DigestAlgorithms() {
+        if (!Contents(tag::kSet, message_.encodedDigestAlgorithms)) return false;
+        DerReader set(message_.encodedDigestAlgorithms, DerRules::ber);
+        while (!set.AtEnd()) {
+            const auto contents = set.Enter(tag::kSequence);
             auto algorithm = contents ? ReadAlgorithm(*contents) : std::nullopt;
             if (!algorithm) return false;
             message_.digestAlgorithms.push_back(std::move(*algorithm));
         }
-        return set.has_value();
+        return true;
     }
 
     bool EncapsulatedContent() {
+        message_.encapContentInfo.offset = cursor_.Position();
         if (!cursor_.Enter(tag::kSequence) || !Oid(message_.contentType)) return false;
         const bool wanted = receiver_.Start(message_);
-        if (cursor_.AtEnd()) return cursor_.Leave();
-        if (!cursor_.Enter(tag::ContextConstructed(0))) return false;
-        return Content(wanted) && cursor_.Leave() && cursor_.Leave();
+        if (!cursor_.AtEnd()) {
+            if (!cursor_.Enter(tag::ContextConstructed(0)) || !Content(wanted) || !cursor_.Leave()) return false;
+        }
+        if (!cursor_.Leave()) return false;
+        message_.encapContentInfo.end = cursor_.Position();
+        return true;
     }
 
-    bool Content(bool wanted);
+    bool Content(bool wanted) {
+        const Take take = [this](ByteView piece) { return receiver_.Take(piece); };
+        return PlaceOf(message_.content, wanted ? &take : nullptr);
+    }
+    bool PlaceOf(std::optional<ContentPlace>& content, const Take* take);
     bool Pieces(const Take* take, ContentPlace& place);
     bool Pass(std::uint64_t size, const Take* take, ContentPlace& place);
 
@@ -98,7 +127,15 @@ class Reading {
         return Contents(tag::ContextConstructed(0), message_.certificates);
     }
 
-    bool Crls() { return !cursor_.NextIs(tag::ContextConstructed(1)) || cursor_.Skip(); }
+    bool Crls() {
+        if (!cursor_.NextIs(tag::ContextConstructed(1))) return true;
+        SourceRange place;
+        place.offset = cursor_.Position();
+        if (!cursor_.Skip()) return false;
+        place.end = cursor_.Position();
+        message_.crls = place;
+        return true;
+    }
 
     bool SignerInfos() { return Contents(tag::kSet, message_.signerInfos); }
 
@@ -126,19 +163,14 @@ class Reading {
     ContentReceiver& receiver_;
     SignedDataMessage& message_;
     ReadOutcome outcome_ = ReadOutcome::malformed;
-
-    friend ReadOutcome platform::cms::ReadContentAgain(ByteSource&, const ContentPlace&, const Take&);
-    Reading(ByteSource& source, const ContentPlace& place, ContentReceiver& receiver, SignedDataMessage& message)
-        : source_(source), cursor_(source, place.offset, place.end), receiver_(receiver), message_(message) {}
 };
 
-bool Reading::Content(bool wanted) {
+bool Reading::PlaceOf(std::optional<ContentPlace>& content, const Take* take) {
     ContentPlace place;
     place.offset = cursor_.Position();
-    const Take take = [this](ByteView piece) { return receiver_.Take(piece); };
-    if (!Pieces(wanted ? &take : nullptr, place)) return false;
+    if (!Pieces(take, place)) return false;
     place.end = cursor_.Position();
-    message_.content = place;
+    content = place;
     return true;
 }
 
@@ -191,24 +223,36 @@ bool Reading::Pieces(const Take* take, ContentPlace& place) {
     return true;
 }
 
+// For readings that are after no content of a SignedData.
+class Nobody final : public ContentReceiver {
+  public:
+    bool Start(const SignedDataMessage&) override { return false; }
+    bool Take(ByteView) override { return false; }
+};
+
 }  // namespace
 
 ReadOutcome ReadSignedData(ByteSource& source, ContentReceiver& receiver, SignedDataMessage& message) {
-    return Reading(source, receiver, message).Run();
+    return Reading(source, {0, source.Size()}, receiver, message).Run();
+}
+
+ReadOutcome ReadContentInfo(ByteSource& source, ContentInfoHead& head) {
+    Nobody nobody;
+    SignedDataMessage unused;
+    return Reading(source, {0, source.Size()}, nobody, unused).RunAnyType(head);
+}
+
+std::optional<Bytes> ReadContents(ByteSource& source, const SourceRange& element) {
+    if (element.end - element.offset > kMostMetadata) return std::nullopt;
+    const auto bytes = source.Copy(element.offset, static_cast<std::size_t>(element.end - element.offset));
+    const auto whole = bytes ? DerReader(*bytes, DerRules::ber).Next() : std::nullopt;
+    return whole ? std::optional(CopyOf(whole->contents)) : std::nullopt;
 }
 
 ReadOutcome ReadContentAgain(ByteSource& source, const ContentPlace& place, const Take& take) {
-    class Nobody final : public ContentReceiver {
-      public:
-        bool Start(const SignedDataMessage&) override { return false; }
-        bool Take(ByteView) override { return false; }
-    } nobody;
+    Nobody nobody;
     SignedDataMessage unused;
-    Reading reading(source, place, nobody, unused);
-    ContentPlace again;
-    again.offset = place.offset;
-    if (reading.Pieces(&take, again)) return ReadOutcome::ok;
-    return reading.cursor_.ReadFailed() ? ReadOutcome::readFault : reading.outcome_;
+    return Reading(source, {place.offset, place.end}, nobody, unused).RunContent(take);
 }
 
 }  // namespace platform::cms

@@ -23,11 +23,20 @@ struct ContentPlace {
     std::uint64_t octets = 0;  // of content, all pieces together
 };
 
+// Bytes of the source.
+struct SourceRange {
+    std::uint64_t offset = 0, end = 0;
+};
+
 struct SignedDataMessage {
+    std::uint8_t version = 0;
     std::vector<AlgorithmIdentifier> digestAlgorithms;
+    Bytes encodedDigestAlgorithms;        // the contents of their SET
     std::string contentType;              // eContentType
+    SourceRange encapContentInfo;         // the whole element
     std::optional<ContentPlace> content;  // absent in a detached signature
     Bytes certificates;                   // the contents of certificates [0]; empty if absent
+    std::optional<SourceRange> crls;      // the whole of crls [1], which may be large and is rarely asked for
     Bytes signerInfos;                    // the contents of the SET
     std::uint64_t trailing = 0;           // padding behind the message: NUL bytes, blanks, line ends
 };
@@ -55,6 +64,16 @@ class ContentReceiver {
 constexpr std::uint64_t kMostMetadata = std::uint64_t{16} << 20;
 
 ReadOutcome ReadSignedData(ByteSource& source, ContentReceiver& receiver, SignedDataMessage& message);
+
+// A ContentInfo of any type (RFC 5652, 3), which is walked over and not looked into.
+struct ContentInfoHead {
+    std::string type;
+    std::optional<ContentPlace> data;  // of type data: where its octets lie
+};
+ReadOutcome ReadContentInfo(ByteSource& source, ContentInfoHead& head);
+
+// The contents of the element that takes up the range. Empty if it is over kMostMetadata or cannot be read.
+std::optional<Bytes> ReadContents(ByteSource& source, const SourceRange& element);
 
 // Passes the content of a message that was read on again.
 ReadOutcome ReadContentAgain(ByteSource& source, const ContentPlace& place, const std::function<bool(ByteView)>& take);

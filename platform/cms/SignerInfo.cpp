@@ -75,8 +75,14 @@ bool ReadSignature(DerReader& fields, SignerInfo& signer) {
     return octets.has_value();
 }
 
+bool ReadVersion(DerReader& fields, SignerInfo& signer) {
+    const auto version = fields.Next(tag::kInteger);
+    if (version && version->contents.size() == 1) signer.version = version->contents.front();
+    return version.has_value();
+}
+
 bool ReadSignerInfo(DerReader fields, SignerInfo& signer) {
-    return fields.Next(tag::kInteger) && ReadIdentifier(fields, signer) &&
+    return ReadVersion(fields, signer) && ReadIdentifier(fields, signer) &&
            ReadAlgorithmInto(fields, signer.digestAlgorithm) && ReadSignedAttributes(fields, signer) &&
            ReadAlgorithmInto(fields, signer.signatureAlgorithm) && ReadSignature(fields, signer) &&
            ReadUnsignedAttributes(fields, signer) && fields.AtEnd();
@@ -99,8 +105,10 @@ std::optional<std::vector<SignerInfo>> ReadSignerInfos(ByteView contents) {
     std::vector<SignerInfo> signers;
     DerReader set(contents, DerRules::ber);
     while (!set.AtEnd()) {
-        const auto fields = set.Enter(tag::kSequence);
-        if (!fields || !ReadSignerInfo(*fields, signers.emplace_back())) return std::nullopt;
+        const auto element = set.Next(tag::kSequence);
+        if (!element) return std::nullopt;
+        signers.emplace_back().encoded = element->encoded;
+        if (!ReadSignerInfo(DerReader(element->contents, DerRules::ber), signers.back())) return std::nullopt;
     }
     return signers;
 }

@@ -31,6 +31,8 @@ struct Attribute {
 using Attributes = std::vector<Attribute>;
 
 struct SignerInfo {
+    ByteView encoded;  // all of it
+    std::uint8_t version = 0;
     // Either issuer (a Name as it stands) and serial (the INTEGER's contents), or the subject key identifier.
     ByteView issuer, serial;
     std::optional<Bytes> subjectKeyIdentifier;
