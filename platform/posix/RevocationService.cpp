@@ -9,12 +9,13 @@
 namespace platform::posix {
 namespace {
 
-constexpr FILETIME kDay = 86'400 * kFileTimeUnitsPerSecond;
+constexpr FILETIME kHour = 3600 * kFileTimeUnitsPerSecond;
 constexpr std::uint64_t kLargestCrl = std::uint64_t{64} << 20;
+constexpr std::uint64_t kLargestAnswer = std::uint64_t{256} << 10;
 
 bool IsPresent(FILETIME at) {
     const FILETIME now = GetSystemTimeAsFileTime();
-    return at < now + kDay && now < at + kDay;
+    return at < now + kHour && now < at + kHour;
 }
 
 }  // namespace
@@ -41,22 +42,68 @@ RevocationFinding RevocationService::Ask(Path path, Reach reach) {
     return AskNetwork(path);
 }
 
+// What was learnt of one certificate while one after the other is asked.
+struct RevocationService::Inquiry {
+    RevocationStatus status = RevocationStatus::unknown;
+    bool named = false;     // somebody is there to be asked
+    bool answered = false;  // and gave a credible answer, be it that nothing is known
+
+    [[nodiscard]] bool IsOver() const { return status != RevocationStatus::unknown; }
+};
+
+// Responders first: their answers are fresher and smaller.
 RevocationFinding RevocationService::AskNetwork(Path path) {
-    const std::vector<std::string> addresses = CrlAddresses(path.front());
-    bool answered = false;
+    Inquiry inquiry;
+    AskResponders(path, inquiry);
+    if (!inquiry.IsOver()) AskForCrls(path, inquiry);
+    return {inquiry.status, !inquiry.IsOver() && inquiry.named && !inquiry.answered};
+}
+
+void RevocationService::AskResponders(Path path, Inquiry& inquiry) {
+    const std::vector<std::string> addresses = OcspAddresses(path.front());
+    if (addresses.empty()) return;
+    const OcspQuestion question(path);
+    if (!question) return;
+    inquiry.named = true;
+    if (const auto known = answers_.find(question.Key()); known != answers_.end()) {
+        inquiry.answered = true;
+        inquiry.status = known->second;
+        return;
+    }
     for (const std::string& url : addresses) {
+        const auto answer = FetchAnswer(question, url);
+        if (!answer) continue;
+        inquiry.answered = true;
+        inquiry.status = answer->status;
+        answers_[question.Key()] = answer->status;
+        if (inquiry.IsOver()) return;
+    }
+}
+
+std::optional<OcspAnswer> RevocationService::FetchAnswer(const OcspQuestion& question, const std::string& url) {
+    if (!isPresent_) return std::nullopt;
+    const auto body = exchanges_.Post(url, "application/ocsp-request", question.Request(), "application/ocsp-response",
+                                      kLargestAnswer);
+    if (!body) return std::nullopt;
+    const auto answer = question.Judge(*body, OcspQuestion::Nonce::compare, at_, sources_);
+    if (!answer) LogHost("The answer of " + url + " is not a credible one about the certificate.");
+    return answer;
+}
+
+void RevocationService::AskForCrls(Path path, Inquiry& inquiry) {
+    for (const std::string& url : CrlAddresses(path.front())) {
+        inquiry.named = true;
         const std::optional<CrlContext>& crl = FetchCrl(url);
         if (!crl) continue;
         if (!IsCredible(*crl, path, at_, sources_)) {
             LogHost("The CRL of " + url + " is not the current one of the certificate's issuer.");
             continue;
         }
-        answered = true;
+        inquiry.answered = true;
         sources_.AddCrl(*crl);
-        const RevocationStatus status = CheckCrls(path, at_, sources_);
-        if (status != RevocationStatus::unknown) return {status, false};
+        inquiry.status = CheckCrls(path, at_, sources_);
+        if (inquiry.IsOver()) return;
     }
-    return {RevocationStatus::unknown, !addresses.empty() && !answered};
 }
 
 const std::optional<CrlContext>& RevocationService::FetchCrl(const std::string& url) {

@@ -5,6 +5,7 @@
 
 #include "platform/posix/CrlCheck.h"
 #include "platform/posix/Exchanges.h"
+#include "platform/posix/Ocsp.h"
 #include "platform/posix/PathBuilder.h"
 
 namespace platform::posix {
@@ -17,7 +18,7 @@ struct RevocationFinding {
 enum class Reach { here, network };
 
 // Lives for one question and remembers what was answered meanwhile; not for several threads. Answers speak of the
-// present: for a moment more than a day away nobody is asked.
+// present: for a moment more than an hour away nobody is asked.
 class RevocationService {
   public:
     RevocationService(FILETIME at, ChainSources& sources, Exchanges& exchanges);
@@ -29,6 +30,10 @@ class RevocationService {
     using Path = std::span<const CertificateContext>;
     RevocationFinding Ask(Path path, Reach reach);
     RevocationFinding AskNetwork(Path path);
+    struct Inquiry;
+    void AskResponders(Path path, Inquiry& inquiry);
+    void AskForCrls(Path path, Inquiry& inquiry);
+    std::optional<OcspAnswer> FetchAnswer(const OcspQuestion& question, const std::string& url);
     const std::optional<CrlContext>& FetchCrl(const std::string& url);
 
     FILETIME at_;
@@ -36,6 +41,7 @@ class RevocationService {
     Exchanges& exchanges_;
     bool isPresent_;
     std::map<std::string, std::optional<CrlContext>> fetchedCrls_;  // by address; empty: no answer
+    std::map<std::string, RevocationStatus> answers_;               // of responders, by the question's key
 };
 
 // Brings what the service finds into the chain of this path, from its upper end downwards. Below a revoked authority

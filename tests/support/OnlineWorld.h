@@ -13,6 +13,7 @@ class OnlineServer {
     void Serve(const std::string& path, HttpAnswer answer);
     void Serve(const std::string& path, ByteView body);
     [[nodiscard]] std::string Url(const std::string& path) const { return server_.Url(path); }
+    [[nodiscard]] std::uint16_t Port() const { return server_.Port(); }
     [[nodiscard]] std::vector<std::string> Asked() const;  // paths, in order
 
   private:
