@@ -55,3 +55,12 @@ function(norvik_layer name)
     endif()
   endforeach()
 endfunction()
+
+# The objects of layers that are linked together, for what is made of them.
+function(norvik_layer_objects variable)
+  set(objects)
+  foreach(layer IN LISTS ARGN)
+    list(APPEND objects $<TARGET_OBJECTS:norvik_${layer}>)
+  endforeach()
+  set(${variable} ${objects} PARENT_SCOPE)
+endfunction()

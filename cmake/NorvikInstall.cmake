@@ -3,11 +3,9 @@
 include(CMakePackageConfigHelpers)
 
 set(NORVIK_PRIVATE_DIR ${CMAKE_INSTALL_LIBDIR}/norvik)
-file(RELATIVE_PATH command_to_private /${CMAKE_INSTALL_BINDIR} /${NORVIK_PRIVATE_DIR})
 set_target_properties(Norvik PROPERTIES INSTALL_RPATH "$ORIGIN/norvik;$ORIGIN"
   VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
 set_target_properties(NorvikCore PROPERTIES INSTALL_RPATH "$ORIGIN")
-set_target_properties(norvik_command PROPERTIES INSTALL_RPATH "$ORIGIN/${command_to_private};$ORIGIN/../lib")
 
 target_include_directories(Norvik INTERFACE
   $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
