@@ -1,6 +1,9 @@
 #include <array>
+#include <string>
+#include <unordered_map>
 
 #include "platform/Files.h"
+#include "platform/Hash.h"
 #include "platform/posix/CertificateFile.h"
 #include "platform/posix/Native.h"
 
@@ -30,6 +33,17 @@ std::vector<CertificateContext> ReadAnchors() {
 const std::vector<CertificateContext>& HostTrustAnchors() {
     static const std::vector<CertificateContext> anchors = ReadAnchors();
     return anchors;
+}
+
+CertificateContext FindHostTrustAnchor(ByteView sha1) {
+    static const auto bySha1 = [] {
+        std::unordered_map<std::string, CertificateContext> index;
+        for (const auto& anchor : HostTrustAnchors())
+            index.emplace(AsText(Digest(HashAlgorithm::sha1, anchor.Encoded())), anchor);
+        return index;
+    }();
+    const auto found = bySha1.find(std::string(AsText(sha1)));
+    return found == bySha1.end() ? CertificateContext() : found->second;
 }
 
 }  // namespace platform::posix

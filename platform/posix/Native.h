@@ -162,6 +162,7 @@ std::vector<CertificateContext> CertificatesOnTokens();
 // --- Stores.cpp ---
 // Trust anchors of the host: p11-kit's trust module, else the CA bundle. Read once in a process.
 const std::vector<CertificateContext>& HostTrustAnchors();
+CertificateContext FindHostTrustAnchor(ByteView sha1);
 
 // Something skipped or odd in the host's services that a person should be able to find: goes to the handler that the
 // application set (its log), else nowhere.

@@ -1,8 +1,11 @@
 #include "platform/posix/SoftwareKey.h"
 
+#include <openssl/core_names.h>
 #include <openssl/rsa.h>
 
 #include <algorithm>
+
+#include "platform/formats/DerWriter.h"
 
 namespace platform::posix {
 namespace {
@@ -18,6 +21,29 @@ Bytes SignRaw(EVP_PKEY* key, ByteView input, bool pkcs1) {
     if (EVP_PKEY_sign(context.get(), signature.data(), &size, input.data(), input.size()) != 1) return {};
     signature.resize(size);
     return signature;
+}
+
+Bytes NumberOf(const EVP_PKEY* key, const char* name) {
+    BIGNUM* read = nullptr;
+    if (EVP_PKEY_get_bn_param(key, name, &read) != 1) return {};
+    const Owned<BIGNUM, BN_free> number(read);
+    Bytes magnitude(static_cast<std::size_t>(BN_num_bytes(number.get())));
+    BN_bn2bin(number.get(), magnitude.data());
+    return magnitude;
+}
+
+// RFC 3279, 2.3.1. Written here, because the library gathers all its encoders first, which takes longer than a
+// signature with the key.
+Bytes RsaPublicKeyInfo(const EVP_PKEY* key) {
+    const Bytes modulus = NumberOf(key, OSSL_PKEY_PARAM_RSA_N), exponent = NumberOf(key, OSSL_PKEY_PARAM_RSA_E);
+    if (modulus.empty() || exponent.empty()) return {};
+    DerWriter numbers;
+    numbers.Sequence([&] { numbers.UnsignedInteger(modulus).UnsignedInteger(exponent); });
+    Bytes bits{0};  // no unused bits at the end
+    bits.insert(bits.end(), numbers.View().begin(), numbers.View().end());
+    DerWriter info;
+    info.Sequence([&] { info.AlgorithmWithNull("1.2.840.113549.1.1.1").Value(tag::kBitString, bits); });
+    return info.Take();
 }
 
 class MemoryKey final : public PrivateKey::Impl {
@@ -81,7 +107,8 @@ SoftwareKeyPtr MakeSoftwareKey(EvpKeyPtr key) {
         SetLastError(NTE_BAD_ALGID);
         return nullptr;
     }
-    Bytes publicKeyInfo = EncodeDer<i2d_PUBKEY>(key.get());
+    Bytes publicKeyInfo =
+        *algorithm == KeyAlgorithm::rsa ? RsaPublicKeyInfo(key.get()) : EncodeDer<i2d_PUBKEY>(key.get());
     if (publicKeyInfo.empty()) {
         DrainErrorQueue();
         SetLastError(NTE_BAD_KEY_STATE);

@@ -82,7 +82,9 @@ class SystemStore : public CertStore::Impl {
             if (!found) found = candidate;
             if (posix::AttachedKeyOf(candidate)) return candidate;
         }
-        if (found && host_ != HostSource::tokens) return found;
+        if (host_ == HostSource::trustAnchors && !found)
+            return posix::WithOwnState(posix::FindHostTrustAnchor(sha1), nullptr);
+        if (host_ != HostSource::tokens) return found;
         for (const auto& candidate : CertificatesOf(host_)) {
             if (std::ranges::equal(posix::Sha1Of(candidate), sha1)) return candidate;
         }

@@ -69,6 +69,7 @@ TEST(SoftwareKeys, SignWhatOthersVerify) {
         EXPECT_EQ(acquired->dwKeySpec, CERT_NCRYPT_KEY_SPEC);
         EXPECT_EQ(acquired->key.Algorithm(), algorithm);
         EXPECT_TRUE(acquired->key.IsExportable());
+        EXPECT_EQ(acquired->key.Backend()->PublicKeyInfo(), signer.PublicKeyInfo());
         const Bytes signature = SignContent(acquired->key, hash);
         EXPECT_LE(signature.size(), acquired->key.SignatureSize());
         EXPECT_TRUE(IsContentSignature(signer, signature, hash));

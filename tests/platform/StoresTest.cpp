@@ -147,6 +147,9 @@ TEST(FileStore, ReadsEveryFormInWhichCertificatesAreHandedOut) {
         wide += {c, '\0'};
     std::string bare = a.Pem();
     bare = bare.substr(bare.find('\n'), bare.rfind("-----END") - bare.find('\n'));
+    std::string scattered = bare;
+    for (std::size_t at = 3; at < scattered.size(); at += 7)
+        scattered.insert(at, 1, at % 2 == 0 ? ' ' : '\t');
     const struct {
         const char* what;
         std::string content;
@@ -161,6 +164,10 @@ TEST(FileStore, ReadsEveryFormInWhichCertificatesAreHandedOut) {
         {"byte order mark", "\xEF\xBB\xBF" + both, {u"a", u"b"}},
         {"UTF-16", wide, {u"a"}},
         {"bare Base64", bare, {u"a"}},
+        {"blanks anywhere", scattered, {u"a"}},
+        {"a character of no alphabet",
+         "-----BEGIN CERTIFICATE-----" + bare.replace(41, 1, "*") + "-----END CERTIFICATE-----",
+         {}},
         {"a private key among them", a.KeyPem() + a.Pem(), {u"a"}},
         {"twice the same", a.Pem() + a.Pem(), {u"a"}},
         {"a damaged one before", "-----BEGIN CERTIFICATE-----\nMIIB\n-----END CERTIFICATE-----\n" + b.Pem(), {u"b"}},

@@ -258,21 +258,30 @@ bool Verification::CheckTimestamps(const SignerInfo& signer, SignerFindings& fin
 }
 
 // For the log alone. Tokens are no place to look for issuers here: starting a card reader would cost more than the
-// note is worth.
+// note is worth. The host's list of trust anchors, which takes longer to read than a small message to verify, is opened
+// for those alone whose root lies in no folder.
 void Verification::CheckChains() {
+    using platform::CertOpenSystemStoreAt;
+    using platform::StoreLocation;
     const auto additional = platform::CertOpenMemoryStore();
     for (std::size_t i = 0; i < own_; ++i) {
         platform::CertAddCertificateContextToStore(additional, pool_[i], platform::CERT_STORE_ADD_ALWAYS);
     }
-    platform::ChainEngine engine;
-    engine.roots = {platform::CertOpenSystemStoreW(u"ROOT")};
-    engine.intermediates = {additional, platform::CertOpenSystemStoreW(u"CA")};
-    platform::ChainParameters parameters;
-    parameters.engine = &engine;
+    platform::ChainEngine folders;
+    folders.roots = {CertOpenSystemStoreAt(StoreLocation::currentUser, u"ROOT", false),
+                     CertOpenSystemStoreAt(StoreLocation::localMachine, u"ROOT", false)};
+    folders.intermediates = {additional, platform::CertOpenSystemStoreW(u"CA")};
+    platform::ChainEngine all = folders;
+    all.roots.push_back(platform::CertOpenHostStore(u"ROOT"));
+    const auto isTrusted = [](const platform::CertificateContext& signer, const platform::ChainEngine& engine) {
+        platform::ChainParameters parameters;
+        parameters.engine = &engine;
+        const auto chain = platform::CertGetCertificateChain(signer, parameters);
+        return chain && platform::CertVerifyCertificateChainPolicy(*chain) == 0;
+    };
     bool trusted = true;
     for (const auto& signer : outcome_.findings.signers) {
-        const auto chain = platform::CertGetCertificateChain(signer.certificate, parameters);
-        trusted = trusted && chain && platform::CertVerifyCertificateChainPolicy(*chain) == 0;
+        trusted = trusted && (isTrusted(signer.certificate, folders) || isTrusted(signer.certificate, all));
     }
     log_.Line(trusted ? "Signing certificates verified." : "Signing certificate(s) not verified.");
 }
