@@ -63,20 +63,38 @@ std::unique_ptr<QWindow> ForeignOwner() {
     return std::unique_ptr<QWindow>(QWindow::fromWinId(id));
 }
 
+constexpr char kDrawsOnly[] = "norvikDrawsOnly";
+
+// Never destroyed: at the end of the process the toolkit's own statics, which it would need, may be gone before.
+void MakeApplication(std::string platform) {
+    static const auto* const own = new OwnApplication(std::move(platform));
+    static_cast<void>(own);
+}
+
 }  // namespace
 
 void RequireDesktop() {
-    // Never destroyed: at the end of the process the toolkit's own statics, which it would need, may be gone before.
-    if (QCoreApplication::instance() == nullptr) {
-        static const auto* const own = new OwnApplication(UsablePlatform());
-        static_cast<void>(own);
-    }
+    if (QCoreApplication::instance() == nullptr) MakeApplication(UsablePlatform());
     const auto* const core = QCoreApplication::instance();
+    if (core->property(kDrawsOnly).toBool()) throw ui::Unavailable("При първото чертане в този процес нямаше екран.");
     if (qobject_cast<const QApplication*>(core) == nullptr)
         throw ui::Unavailable("Приложението работи без прозорци: неговият обект не е QApplication.");
     if (QThread::currentThread() != core->thread())
         throw ui::Unavailable(
             "Прозорец може да се покаже само от нишката, в която работят прозорците на приложението.");
+}
+
+void RequireDrawing() {
+    if (QCoreApplication::instance() == nullptr) {
+        try {
+            MakeApplication(UsablePlatform());
+        } catch (const ui::Unavailable&) {
+            MakeApplication("offscreen");
+            QCoreApplication::instance()->setProperty(kDrawsOnly, true);
+        }
+    }
+    if (qobject_cast<const QGuiApplication*>(QCoreApplication::instance()) == nullptr)
+        throw ui::Unavailable("Приложението работи без чертане: неговият обект не е QGuiApplication.");
 }
 
 QWidget* OwnerWidget() {

@@ -10,6 +10,11 @@ namespace dialogs {
 // where no window can be shown.
 void RequireDesktop();
 
+// Makes drawing possible, for which no display is needed: where there is none, an application object of ours stands in
+// that shows nothing, and windows stay unavailable from then on. Throws ui::Unavailable where the caller's own object
+// cannot draw.
+void RequireDrawing();
+
 // The widget that a new dialog belongs to: the dialog that is open already, else the caller's own widget, if its window
 // was given. Null where there is none.
 QWidget* OwnerWidget();

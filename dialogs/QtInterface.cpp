@@ -11,6 +11,7 @@
 #include "dialogs/Desktop.h"
 #include "dialogs/FileDialogs.h"
 #include "dialogs/MessageBox.h"
+#include "dialogs/ReportPage.h"
 #include "dialogs/Texts.h"
 #include "src/ui/PinText.h"
 
@@ -75,6 +76,14 @@ std::optional<std::filesystem::path> QtInterface::AskOpenFile(const ui::FileQues
 ui::ResultsAction QtInterface::ShowResults(const ui::ResultsQuestion& question) {
     RequireDesktop();
     return CResultsDlg(question).Show();
+}
+
+platform::Bytes QtInterface::DrawReport(const ui::ReportOrder& order) {
+    RequireDrawing();
+    const auto paper = order.paper == ui::ReportOrder::Paper::letter ? QPageSize::Letter : QPageSize::A4;
+    auto document = ReportPdf(ReportLayout(paper), results::MakeReport(order.entries, order.fileName));
+    if (document.empty()) throw std::runtime_error("Справката не може да се създаде като PDF.");
+    return document;
 }
 
 void QtInterface::ShowAbout() {

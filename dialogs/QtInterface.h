@@ -14,6 +14,7 @@ class QtInterface : public ui::UserInterface {
     platform::CertificateContext AskCertificate(ui::CertificateQuestion question) override;
     std::optional<std::filesystem::path> AskOpenFile(const ui::FileQuestion& question) override;
     ui::ResultsAction ShowResults(const ui::ResultsQuestion& question) override;
+    platform::Bytes DrawReport(const ui::ReportOrder& order) override;
     void ShowAbout() override;
     std::unique_ptr<ui::Progress> ShowProgress(const std::u16string& file) override;
 };

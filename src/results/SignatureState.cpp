@@ -11,6 +11,10 @@ StatusClass StateInList(const verification::SignatureEntry& entry) {
     return tessaly::ClassifyStatus(entry.certStatus);
 }
 
+StatusClass StateInReport(const verification::SignatureEntry& entry) {
+    return entry.signStatus == 0 ? StatusClass::valid : tessaly::ClassifyStatus(entry.certStatus);
+}
+
 std::u16string StateWord(StatusClass state) {
     switch (state) {
         case StatusClass::valid:

@@ -1,5 +1,5 @@
 #pragma once
-// How the list of results sums a signature up.
+// How the list of results and the report sum a signature up.
 
 #include <string>
 
@@ -11,6 +11,10 @@ namespace results {
 // Invalid if the signature is; else as the certificate is. A signature that merely could not be checked leaves the
 // verdict to its certificate.
 tessaly::StatusClass StateInList(const verification::SignatureEntry& entry);
+
+// Who reads a report asks whether the document is what was signed: valid if the signature holds, whatever its
+// certificate is; where it does not hold the certificate's state stands in its place.
+tessaly::StatusClass StateInReport(const verification::SignatureEntry& entry);
 
 // The word that stands beside the colour and the picture of a state.
 std::u16string StateWord(tessaly::StatusClass state);

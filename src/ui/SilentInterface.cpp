@@ -33,6 +33,10 @@ ResultsAction SilentInterface::ShowResults(const ResultsQuestion&) {
     throw Unavailable("Няма прозорци в този процес: няма кой да види резултатите.");
 }
 
+platform::Bytes SilentInterface::DrawReport(const ReportOrder&) {
+    throw Unavailable("Няма прозорци в този процес: няма кой да начертае справката.");
+}
+
 void SilentInterface::ShowAbout() {
     throw Unavailable("Няма прозорци в този процес.");
 }

@@ -14,6 +14,7 @@
 #include "src/certificates/Choice.h"
 #include "src/results/SignerBlock.h"
 #include "src/ui/PinText.h"
+#include "src/ui/WindowInterface.h"
 #include "units/Helpers.h"
 
 namespace ui {
@@ -253,6 +254,11 @@ ResultsAction TerminalInterface::ShowResults(const ResultsQuestion& question) {
         text += results::SignerBlock(entry, ++number);
     std::fputs(text.c_str(), stdout);
     return ResultsAction::none;
+}
+
+// A terminal cannot draw; the library of the windows can without showing any.
+platform::Bytes TerminalInterface::DrawReport(const ReportOrder& order) {
+    return WindowInterface().DrawReport(order);
 }
 
 void TerminalInterface::ShowAbout() {

@@ -64,6 +64,14 @@ struct ResultsQuestion {
 };
 enum class ResultsAction { none, addSignature, encrypt };
 
+// The report on the signatures of a file, as it is printed.
+struct ReportOrder {
+    enum class Paper { a4, letter };
+    const verification::SignatureEntries& entries;
+    std::u16string fileName;  // as the report calls the file
+    Paper paper = Paper::a4;
+};
+
 // A long operation as the person sees it, from the making of the object to its end.
 class Progress {
   public:
@@ -91,6 +99,9 @@ class UserInterface : public platform::PinPrompt {
     virtual platform::CertificateContext AskCertificate(CertificateQuestion question) = 0;
     virtual std::optional<std::filesystem::path> AskOpenFile(const FileQuestion& question) = 0;
     virtual ResultsAction ShowResults(const ResultsQuestion& question) = 0;
+    // A PDF document of one page, with header and footer of the settings. Nobody is asked, and no display is needed.
+    // Throws Unavailable where nothing can draw, std::runtime_error if it cannot be made.
+    virtual platform::Bytes DrawReport(const ReportOrder& order) = 0;
     virtual void ShowAbout() = 0;
     // Null if there is nothing to look at.
     virtual std::unique_ptr<Progress> ShowProgress(const std::u16string& file) = 0;
@@ -107,6 +118,7 @@ class SilentInterface : public UserInterface {
     platform::CertificateContext AskCertificate(CertificateQuestion question) override;
     std::optional<std::filesystem::path> AskOpenFile(const FileQuestion& question) override;
     ResultsAction ShowResults(const ResultsQuestion& question) override;
+    platform::Bytes DrawReport(const ReportOrder& order) override;
     void ShowAbout() override;
     std::unique_ptr<Progress> ShowProgress(const std::u16string& file) override;
 };

@@ -76,6 +76,10 @@ ResultsAction WindowInterface::ShowResults(const ResultsQuestion& question) {
     return Windows().ShowResults(question);
 }
 
+platform::Bytes WindowInterface::DrawReport(const ReportOrder& order) {
+    return Windows().DrawReport(order);
+}
+
 void WindowInterface::ShowAbout() {
     Windows().ShowAbout();
 }

@@ -20,6 +20,7 @@ class WindowInterface : public UserInterface {
     platform::CertificateContext AskCertificate(CertificateQuestion question) override;
     std::optional<std::filesystem::path> AskOpenFile(const FileQuestion& question) override;
     ResultsAction ShowResults(const ResultsQuestion& question) override;
+    platform::Bytes DrawReport(const ReportOrder& order) override;
     void ShowAbout() override;
     std::unique_ptr<Progress> ShowProgress(const std::u16string& file) override;
 

@@ -72,6 +72,8 @@ class ScriptedInterface : public ui::UserInterface {
         ++script_.resultsShown;
         return script_.results ? script_.results(question) : ui::ResultsAction::none;
     }
+    // The script has no hands.
+    platform::Bytes DrawReport(const ui::ReportOrder&) override { throw ui::Unavailable("nothing draws here"); }
     void ShowAbout() override { ++script_.aboutShown; }
     std::unique_ptr<ui::Progress> ShowProgress(const std::u16string&) override { return nullptr; }
 
