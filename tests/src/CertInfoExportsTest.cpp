@@ -1,13 +1,11 @@
-#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "norvik/norvik.h"
 #include "platform/Text.h"
-#include "src/Norvik.h"
+#include "tests/src/LoadedLibrary.h"
 #include "tests/support/FakeToken.h"
 #include "tests/support/Pki.h"
-#include "tests/support/ScriptedInterface.h"
 #include "tests/support/SoftToken.h"
 #include "toolkit/CkJsonArrayW.h"
 #include "toolkit/CkJsonObjectW.h"
@@ -56,30 +54,22 @@ class CertInfoExports : public testing::Test {
     CertInfoExports() {
         told.clear();
         answers.clear();
-        library_ = dlopen(NORVIK_BINARY_DIR "/lib/libNorvik.so", RTLD_NOW | RTLD_LOCAL);
-        CNorvikApp::Start(std::make_unique<tests::ScriptedInterface>(script_));
     }
-    ~CertInfoExports() override {
-        CNorvikApp::Stop();
-        if (library_ != nullptr) dlclose(library_);
-    }
-    void SetUp() override { ASSERT_NE(library_, nullptr) << "libNorvik.so does not load"; }
 
-    template <typename Function>
-    [[nodiscard]] Function* Export(Function*, const char* name) const {
-        return reinterpret_cast<Function*>(dlsym(library_, name));
-    }
     bool Json(const std::string& request) {
-        return Export(&NorvikCertInfoJson, "NorvikCertInfoJson")(platform::ToWide(request).c_str(), HearJson, kContext);
+        return library_.Export<decltype(NorvikCertInfoJson)>("NorvikCertInfoJson")(platform::ToWide(request).c_str(),
+                                                                                   HearJson, kContext);
     }
-    bool Short(const char16_t* file) { return Export(&NorvikCertInfo, "NorvikCertInfo")(file, HearRecord, kContext); }
+    bool Short(const char16_t* file) {
+        return library_.Export<decltype(NorvikCertInfo)>("NorvikCertInfo")(file, HearRecord, kContext);
+    }
     bool Long(const char16_t* file) {
-        return Export(&NorvikCertInfo2, "NorvikCertInfo2")(file, HearRecordFlag, kContext);
+        return library_.Export<decltype(NorvikCertInfo2)>("NorvikCertInfo2")(file, HearRecordFlag, kContext);
     }
     // The lines of a key listing.
     std::vector<std::string> Keys(const char16_t* provider) {
         told.clear();
-        Export(&NorvikCertStoreInfo, "NorvikCertStoreInfo")(provider, HearRecord, kContext);
+        library_.Export<decltype(NorvikCertStoreInfo)>("NorvikCertStoreInfo")(provider, HearRecord, kContext);
         std::vector<std::string> lines;
         for (const auto& line : told) {
             EXPECT_TRUE(line.error);
@@ -95,7 +85,7 @@ class CertInfoExports : public testing::Test {
 
     tests::Profile profile_;
     tests::Script script_;
-    void* library_ = nullptr;
+    const tests::LoadedLibrary library_{script_};
     const std::time_t now_ = std::time(nullptr);
     const Certificate ca_ = Issue({.subject = {{"CN", "Издател"}}, .key = TestKey(KeyType::p256), .ca = true});
     const Certificate ivan_ = Issue({.subject = {{"CN", "Иван"}}, .key = TestKey(KeyType::p256, 1)}, ca_);
@@ -228,11 +218,12 @@ TEST_F(CertInfoExports, TellFailuresOfAFileOnceWithTheMessageAlone) {
 
 TEST_F(CertInfoExports, DoNothingWithoutACallback) {
     const auto file = Write("ivan.pem", ivan_.Pem());
-    EXPECT_FALSE(Export(&NorvikCertInfo, "NorvikCertInfo")(file.c_str(), nullptr, 0));
-    EXPECT_FALSE(Export(&NorvikCertInfo2, "NorvikCertInfo2")(nullptr, nullptr, 0));
-    EXPECT_FALSE(Export(&NorvikCertInfoJson, "NorvikCertInfoJson")(u"{\"Store\":\"MY\"}", nullptr, 0));
-    EXPECT_FALSE(Export(&NorvikCertInfoJson, "NorvikCertInfoJson")(nullptr, HearJson, kContext));
-    Export(&NorvikCertStoreInfo, "NorvikCertStoreInfo")(u"", nullptr, 0);
+    EXPECT_FALSE(library_.Export<decltype(NorvikCertInfo)>("NorvikCertInfo")(file.c_str(), nullptr, 0));
+    EXPECT_FALSE(library_.Export<decltype(NorvikCertInfo2)>("NorvikCertInfo2")(nullptr, nullptr, 0));
+    EXPECT_FALSE(
+        library_.Export<decltype(NorvikCertInfoJson)>("NorvikCertInfoJson")(u"{\"Store\":\"MY\"}", nullptr, 0));
+    EXPECT_FALSE(library_.Export<decltype(NorvikCertInfoJson)>("NorvikCertInfoJson")(nullptr, HearJson, kContext));
+    library_.Export<decltype(NorvikCertStoreInfo)>("NorvikCertStoreInfo")(u"", nullptr, 0);
     EXPECT_TRUE(answers.empty());
     EXPECT_TRUE(script_.shown.empty());
 }

@@ -1,4 +1,3 @@
-#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -6,10 +5,9 @@
 
 #include "norvik/norvik.h"
 #include "platform/Text.h"
-#include "src/Norvik.h"
+#include "tests/src/LoadedLibrary.h"
 #include "tests/support/FakeToken.h"
 #include "tests/support/Pki.h"
-#include "tests/support/ScriptedInterface.h"
 #include "tests/support/SoftToken.h"
 #include "toolkit/CkJsonObjectW.h"
 
@@ -65,39 +63,30 @@ class SelectExports : public testing::Test {
   protected:
     SelectExports() {
         heard.clear();
-        library_ = dlopen(NORVIK_BINARY_DIR "/lib/libNorvik.so", RTLD_NOW | RTLD_LOCAL);
-        CNorvikApp::Start(std::make_unique<tests::ScriptedInterface>(script_));
         tests::UseNoPkcs11Modules(profile_);
     }
-    ~SelectExports() override {
-        CNorvikApp::Stop();
-        if (library_ != nullptr) dlclose(library_);
-    }
-    void SetUp() override { ASSERT_NE(library_, nullptr) << "libNorvik.so does not load"; }
 
-    template <typename Function>
-    [[nodiscard]] Function* Export(Function*, const char* name) const {
-        return reinterpret_cast<Function*>(dlsym(library_, name));
-    }
     bool Json(const std::string& request) {
-        return Export(&NorvikSelectCertificateJson, "NorvikSelectCertificateJson")(platform::ToWide(request).c_str(),
-                                                                                   HearJson, kContext);
+        return library_.Export<decltype(NorvikSelectCertificateJson)>("NorvikSelectCertificateJson")(
+            platform::ToWide(request).c_str(), HearJson, kContext);
     }
     bool FromStore(const char16_t* store) {
-        return Export(&NorvikSelectCertificateCB, "NorvikSelectCertificateCB")(store, HearRecord, kContext);
+        return library_.Export<decltype(NorvikSelectCertificateCB)>("NorvikSelectCertificateCB")(store, HearRecord,
+                                                                                                 kContext);
     }
     bool FromFile(const char16_t* file, int dialog) {
-        return Export(&NorvikSelectCertificateFromFileCB, "NorvikSelectCertificateFromFileCB")(file, HearRecord, dialog,
-                                                                                               kContext);
+        return library_.Export<decltype(NorvikSelectCertificateFromFileCB)>("NorvikSelectCertificateFromFileCB")(
+            file, HearRecord, dialog, kContext);
     }
     int IntoBuffers(const char16_t* file, Buffers& to, bool* flag, int dialog) {
-        return Export(&NorvikSelectCertificateFromFile, "NorvikSelectCertificateFromFile")(file, to[0], to[1], to[2],
-                                                                                           to[3], flag, dialog);
+        return library_.Export<decltype(NorvikSelectCertificateFromFile)>("NorvikSelectCertificateFromFile")(
+            file, to[0], to[1], to[2], to[3], flag, dialog);
     }
     bool FromMy(Buffers& to) {
-        return Export(&NorvikSelectCertificate, "NorvikSelectCertificate")(to[0], to[1], to[2], to[3]);
+        return library_.Export<decltype(NorvikSelectCertificate)>("NorvikSelectCertificate")(to[0], to[1], to[2],
+                                                                                             to[3]);
     }
-    void Probe() { Export(&NorvikCertSelectPrivate, "NorvikCertSelectPrivate")(); }
+    void Probe() { library_.Export<decltype(NorvikCertSelectPrivate)>("NorvikCertSelectPrivate")(); }
     void ChooseFirst() {
         script_.choose = [](const ui::CertificateQuestion& question) {
             return platform::CertEnumCertificatesInStore(question.certificates.store).at(0);
@@ -109,7 +98,7 @@ class SelectExports : public testing::Test {
 
     tests::Profile profile_;
     tests::Script script_;
-    void* library_ = nullptr;
+    const tests::LoadedLibrary library_{script_};
     const std::time_t now_ = std::time(nullptr);
     const Certificate ca_ = Issue({.subject = {{"CN", "Издател"}}, .key = TestKey(KeyType::p256), .ca = true});
     const Certificate ivan_ = Issue({.subject = {{"CN", "Иван"}}, .key = TestKey(KeyType::p256, 1)}, ca_);
@@ -168,10 +157,13 @@ TEST_F(SelectExports, TellEachFailureInItsOwnWords) {
                                             "error|SelectCertificateFromFileCB: Invalid input parameters!!!",
                                             "error|Cannot open certificate store.\n",
                                             "error|Invalid password for " + platform::ToUtf8(garbage)));
-    EXPECT_TRUE(Export(&NorvikSelectCertificateCB, "NorvikSelectCertificateCB")(u"MY", nullptr, 0));
-    EXPECT_FALSE(Export(&NorvikSelectCertificateFromFileCB, "NorvikSelectCertificateFromFileCB")(u"x", nullptr, 1, 0));
-    EXPECT_FALSE(Export(&NorvikSelectCertificateJson, "NorvikSelectCertificateJson")(nullptr, HearJson, 0));
-    EXPECT_FALSE(Export(&NorvikSelectCertificateJson, "NorvikSelectCertificateJson")(u"{}", nullptr, 0));
+    EXPECT_TRUE(library_.Export<decltype(NorvikSelectCertificateCB)>("NorvikSelectCertificateCB")(u"MY", nullptr, 0));
+    EXPECT_FALSE(library_.Export<decltype(NorvikSelectCertificateFromFileCB)>("NorvikSelectCertificateFromFileCB")(
+        u"x", nullptr, 1, 0));
+    EXPECT_FALSE(
+        library_.Export<decltype(NorvikSelectCertificateJson)>("NorvikSelectCertificateJson")(nullptr, HearJson, 0));
+    EXPECT_FALSE(
+        library_.Export<decltype(NorvikSelectCertificateJson)>("NorvikSelectCertificateJson")(u"{}", nullptr, 0));
     EXPECT_TRUE(script_.certificatesAsked.empty());
 }
 
@@ -222,7 +214,7 @@ TEST_F(SelectExports, AnswerWrongArgumentsOfTheBufferFormsByTheirResult) {
     EXPECT_EQ(IntoBuffers(u" ", buffers, &flag, 0), -1);
     EXPECT_EQ(IntoBuffers(nullptr, buffers, &flag, 0), -1);
     EXPECT_EQ(IntoBuffers(u"a.cer", buffers, nullptr, 0), -1);
-    const auto select = Export(&NorvikSelectCertificate, "NorvikSelectCertificate");
+    const auto select = library_.Export<decltype(NorvikSelectCertificate)>("NorvikSelectCertificate");
     EXPECT_FALSE(select(buffers[0], buffers[1], nullptr, buffers[3]));
     EXPECT_TRUE(script_.shown.empty());
     EXPECT_EQ(IntoBuffers(u"/nowhere/at/all.cer", buffers, &flag, 0), 0);
