@@ -4,17 +4,17 @@
  * The one header of libNorvik.so, for C and C++. Rules for all functions stand here; a function tells only what
  * differs.
  *
- * Text        UTF-16, zero-terminated. Functions that end in A take narrow text in the charset of the process's locale;
- *             text that the charset cannot represent counts as no text.
- * Ownership   Nothing that the library hands out is to be freed. A text given to a callback lives until the callback
- *             returns; who keeps it copies it. Output buffers belong to the caller.
- * Callbacks   Are called on the caller's thread, before the function returns, with the context as it was given. They
- * must not throw. A null callback makes the function return false (or at once) with nothing done. Errors      No
- * exception leaves a function. A JSON answer that tells a failure has the members "Error" (always true when present)
- * and "ErrorMessage"; success is the absence of "Error". Messages for people are in Bulgarian. Threads     The calling
- * thread is taken to be a user-interface thread: windows are modal on it. Calls from several threads at once are
- * allowed where no window is shown. Windows     Need a display. Where there is none the function fails through its
- * usual channel and the process lives on.
+ * - Text: UTF-16, zero-terminated. Functions that end in A take narrow text in the charset of the process's
+ *   locale; text that the charset cannot represent counts as no text.
+ * - Ownership: nothing that the library hands out is to be freed. A text given to a callback lives until the callback
+ *   returns; who keeps it copies it. Output buffers belong to the caller.
+ * - Callbacks: are called on the caller's thread, before the function returns, with the context as it was given. They
+ *   must not throw. A null callback makes the function return false (or at once) with nothing done.
+ * - Errors: no exception leaves a function. A JSON answer that tells a failure has the members "Error" (always
+ *   true when present) and "ErrorMessage"; success is the absence of "Error". Messages for people are in Bulgarian.
+ * - Threads: the calling thread is taken to be a user-interface thread, and windows are modal on it. Calls from several
+ *   threads at once are allowed where no window is shown.
+ * - Windows: need a display. Where there is none the function fails through its usual channel and the process lives on.
  */
 #ifndef NORVIK_NORVIK_H
 #define NORVIK_NORVIK_H

@@ -3,6 +3,13 @@
 #include <algorithm>
 
 namespace platform::posix {
+namespace {
+
+std::string SerialOf(const CertificateContext& certificate) {
+    return std::string(AsText(certificate.Info().SerialNumber));
+}
+
+}  // namespace
 
 bool SameIssuerAndSerial(const CertificateContext& a, const CertificateContext& b) {
     return a.Info().SerialNumber == b.Info().SerialNumber && a.Info().Issuer == b.Info().Issuer;
@@ -18,19 +25,37 @@ std::vector<CrlContext> MemoryStore::Crls() {
     return crls_;
 }
 
+// The first one, where several match.
+CertificateContext* MemoryStore::FindMatch(const CertificateContext& certificate) {
+    CertificateContext* match = nullptr;
+    const auto [first, last] = bySerial_.equal_range(SerialOf(certificate));
+    for (auto place = first; place != last; ++place) {
+        auto* const other = &certificates_[place->second];
+        if ((match == nullptr || other < match) && SameIssuerAndSerial(certificate, *other)) match = other;
+    }
+    return match;
+}
+
+void MemoryStore::Append(const CertificateContext& certificate) {
+    bySerial_.emplace(SerialOf(certificate), certificates_.size());
+    certificates_.push_back(certificate);
+}
+
 bool MemoryStore::Add(const CertificateContext& certificate, std::uint32_t disposition) {
     // Kept without the store it came from: a store that held contexts pointing back to it would never be freed.
     const CertificateContext kept = certificate.FromStore({});
     const std::scoped_lock lock(lock_);
     if (disposition == CERT_STORE_ADD_ALWAYS) {
         // A listing tells each certificate once, so the same encoding is not held twice.
-        if (std::ranges::find(certificates_, kept) == certificates_.end()) certificates_.push_back(kept);
+        const auto [first, last] = bySerial_.equal_range(SerialOf(kept));
+        const bool held =
+            std::any_of(first, last, [&](const auto& place) { return certificates_[place.second] == kept; });
+        if (!held) Append(kept);
         return true;
     }
-    const auto match = std::ranges::find_if(
-        certificates_, [&](const CertificateContext& other) { return SameIssuerAndSerial(kept, other); });
-    if (match == certificates_.end()) {
-        certificates_.push_back(kept);
+    auto* const match = FindMatch(kept);
+    if (match == nullptr) {
+        Append(kept);
         return true;
     }
     if (disposition == CERT_STORE_ADD_NEW) {
@@ -52,9 +77,14 @@ bool MemoryStore::AddCrl(const CrlContext& crl) {
 
 bool MemoryStore::Remove(const CertificateContext& certificate) {
     const std::scoped_lock lock(lock_);
-    if (std::erase(certificates_, certificate) > 0) return true;
-    SetLastError(CRYPT_E_NOT_FOUND);
-    return false;
+    if (std::erase(certificates_, certificate) == 0) {
+        SetLastError(CRYPT_E_NOT_FOUND);
+        return false;
+    }
+    bySerial_.clear();
+    for (std::size_t i = 0; i < certificates_.size(); ++i)
+        bySerial_.emplace(SerialOf(certificates_[i]), i);
+    return true;
 }
 
 }  // namespace platform::posix

@@ -2,6 +2,8 @@
 // Certificates and CRLs held in memory: of a message, a file, a PFX.
 
 #include <mutex>
+#include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "platform/posix/Native.h"
@@ -20,8 +22,13 @@ class MemoryStore : public CertStore::Impl {
     bool Remove(const CertificateContext& certificate) override;
 
   private:
+    [[nodiscard]] CertificateContext* FindMatch(const CertificateContext& certificate);
+    void Append(const CertificateContext& certificate);
+
     std::mutex lock_;
     std::vector<CertificateContext> certificates_;
+    // Places by serial number: a list of thousands must not be searched from its start for each addition.
+    std::unordered_multimap<std::string, std::size_t> bySerial_;
     std::vector<CrlContext> crls_;
 };
 

@@ -62,4 +62,41 @@ TEST_F(CRequest, GetsNoAnswerWhereThereIsNothingToCallOrToRead) {
     EXPECT_THAT(Make("NorvikCertInfoJson", u"{\"Store\":\"MY\"}"), HasSubstr(pki_.signer.Thumbprint()));
 }
 
+// Every function about certificates and signing, called as a script does, where nobody can be asked: what needs a
+// window says so, the rest works, and the script lives on.
+TEST_F(CRequest, AScriptCallsEachFunctionWithoutAScreen) {
+    const auto file = profile_.Write("one.pem", pki_.signer.Pem()).string();
+    const auto result = tests::RunProgram({"python3", NORVIK_SOURCE_DIR "/tests/callers/programs/exports.py",
+                                           NORVIK_BINARY_DIR "/lib/libNorvik.so", file});
+    EXPECT_EQ(result.status, 3) << result.Summary();
+    const std::string none = "Няма достъпен екран (DISPLAY, WAYLAND_DISPLAY): прозорецът не може да се покаже.";
+    const std::string expected[] = {
+        "NorvikInit\n  None",
+        "NorvikCertInfo\n  record True None Иван Петров Norvik Test CA\n  True",
+        "NorvikCertInfo2\n  record True None Иван Петров Norvik Test CA True\n  True",
+        "NorvikCertInfoJson\n  list True Иван Петров None\n  True",
+        "NorvikCertStoreInfo\n  error True NCryptOpenStorageProvider could not open storage! "
+        "None None\n  None",
+        "NorvikSelectCertificateJson\n  dict True Иван Петров None\n  True",
+        "NorvikSelectCertificateJson\n  dict True None " + none + "\n  False",
+        "NorvikSelectCertificateFromFileCB\n  record True None Иван Петров Norvik Test CA "
+        "False\n  True",
+        "NorvikSelectCertificateCB\n  error True " + none + " None None False\n  True",
+        "NorvikSelectCertificateFromFile\n  1\n  False Иван Петров " + pki_.signer.Thumbprint(),
+        "NorvikSelectCertificate\n  False",
+        "NorvikCertSelectPrivate\n  None",
+        "NorvikSignFileJson\n  dict True None " + none + "\n  False",
+        "NorvikSignFile\n  False",
+        "NorvikSignFileResult\n  False",
+        "NorvikSignFileFilter\n  False",
+        "NorvikSignFileFilterTSA\n  False",
+        "NorvikShowAboutBox\n  None",
+        "EPNorvikSignFileA\n  None",
+        "EPNorvikShowAboutBoxW\n  None"};
+    std::string all;
+    for (const auto& call : expected)
+        all += call + "\n";
+    EXPECT_EQ(result.output, all);
+}
+
 }  // namespace

@@ -91,6 +91,28 @@ TEST(MemoryStore, DispositionsDecideBetweenTwoThatMatch) {
     EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
 }
 
+TEST(MemoryStore, KnowsItsCertificatesAlsoAfterOthersWentAway) {
+    const Bytes serial{7};
+    const auto store = CertOpenMemoryStore();
+    std::vector<CertificateContext> kept;
+    for (const char* name : {"a", "b", "c", "d"}) {
+        kept.push_back(ContextOf(Make(name, 1'600'000'000, serial)));
+        CertAddCertificateContextToStore(store, kept.back(), CERT_STORE_ADD_NEW);
+    }
+    for (const std::size_t place : {2U, 0U}) {
+        EXPECT_TRUE(CertDeleteCertificateFromStore(store, kept[place]));
+        kept.erase(kept.begin() + static_cast<std::ptrdiff_t>(place));
+    }
+    for (const auto& certificate : kept) {
+        for (const auto disposition : {CERT_STORE_ADD_NEWER, CERT_STORE_ADD_ALWAYS})
+            EXPECT_TRUE(CertAddCertificateContextToStore(store, certificate, disposition));
+    }
+    EXPECT_EQ(CertEnumCertificatesInStore(store), kept);
+    const auto renewed = ContextOf(Make("b", 1'700'000'000, serial));
+    EXPECT_TRUE(CertAddCertificateContextToStore(store, renewed, CERT_STORE_ADD_NEWER));
+    EXPECT_EQ(CertEnumCertificatesInStore(store), (std::vector{renewed, kept[1]}));
+}
+
 TEST(MemoryStore, ReplacingTakesThePropertiesAlong) {
     const auto der = Make("x").Der();
     const auto first = CertCreateCertificateContext(der), second = CertCreateCertificateContext(der);
