@@ -4,23 +4,14 @@
 #include <QHelpEvent>
 #include <QKeyEvent>
 #include <QPainter>
-#include <QStyledItemDelegate>
 #include <QToolTip>
 #include <algorithm>
 
+#include "dialogs/AiryRows.h"
 #include "dialogs/Icons.h"
+#include "dialogs/Texts.h"
 
 namespace {
-
-// Rows with air between them, which fingers and eyes hit better.
-class AiryRows : public QStyledItemDelegate {
-  public:
-    using QStyledItemDelegate::QStyledItemDelegate;
-    [[nodiscard]] QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override {
-        const auto size = QStyledItemDelegate::sizeHint(option, index);
-        return {size.width(), size.height() + option.fontMetrics.height() / 2};
-    }
-};
 
 // Paler than the text, and still easily read on light and dark.
 QColor Remark(const QPalette& palette) {
@@ -95,8 +86,8 @@ QString CColorListCtrl::ToolTipAt(const QPoint& place) const {
 bool CColorListCtrl::viewportEvent(QEvent* event) {
     if (event->type() != QEvent::ToolTip) return QTreeView::viewportEvent(event);
     const auto* const help = static_cast<QHelpEvent*>(event);
-    // Names come from certificates: what looks like markup in them stays text.
-    QToolTip::showText(help->globalPos(), ToolTipAt(help->pos()).toHtmlEscaped(), viewport(),
+    const auto whole = dialogs::PlainToolTip(ToolTipAt(help->pos()));
+    QToolTip::showText(help->globalPos(), whole.isEmpty() ? toolTip() : whole, viewport(),
                        visualRect(indexAt(help->pos())));
     return true;
 }

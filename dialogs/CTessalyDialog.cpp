@@ -2,11 +2,11 @@
 
 #include <QFontDatabase>
 #include <QHBoxLayout>
-#include <QLabel>
 #include <QPainter>
 #include <QPushButton>
 #include <QVBoxLayout>
 
+#include "dialogs/CElidedLabel.h"
 #include "dialogs/Desktop.h"
 
 namespace {
@@ -55,19 +55,14 @@ QWidget* CTessalyDialog::MakeBanner(const QIcon& icon, const QString& subject, c
     row->setContentsMargins(0, 0, 0, 0);
     auto* const picture = new Picture(icon, banner);
     auto* const texts = new QVBoxLayout;
-    auto* const title = new QLabel(subject, banner);
-    title->setTextFormat(Qt::PlainText);
+    auto* const title = new CElidedLabel(subject, banner);
     auto large = title->font();
     large.setPointSizeF(large.pointSizeF() * 1.25);
     large.setWeight(QFont::DemiBold);
     title->setFont(large);
     texts->addStretch();
     texts->addWidget(title);
-    if (!remark.isEmpty()) {
-        auto* const second = new QLabel(remark, banner);
-        second->setTextFormat(Qt::PlainText);
-        texts->addWidget(second);
-    }
+    if (!remark.isEmpty()) texts->addWidget(new CElidedLabel(remark, banner));
     texts->addStretch();
     row->addWidget(picture);
     row->addSpacing(4);

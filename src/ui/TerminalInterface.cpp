@@ -245,7 +245,7 @@ std::optional<std::filesystem::path> TerminalInterface::AskOpenFile(const FileQu
 
 // To be read or piped on, so it goes where a command's answer goes.
 ResultsAction TerminalInterface::ShowResults(const ResultsQuestion& question) {
-    auto text = platform::OneLineUtf8(question.signFile.u16string()) + ":\n";
+    auto text = platform::OneLineUtf8(platform::ToWide(question.signFile.string())) + ":\n";
     if (!question.encryptionText.empty())
         text += "  " + platform::OneLineUtf8(units::LoadStringW(331) + question.encryptionText) + "\n";
     if (question.entries.empty()) text += "  " + platform::OneLineUtf8(units::LoadStringW(339)) + "\n";
