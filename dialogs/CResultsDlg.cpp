@@ -16,6 +16,7 @@
 #include "dialogs/CCertificateView.h"
 #include "dialogs/CColorListCtrl.h"
 #include "dialogs/CLegend.h"
+#include "dialogs/CPrintDlg.h"
 #include "dialogs/CSignDetailsDlg.h"
 #include "dialogs/CSignatureTree.h"
 #include "dialogs/Desktop.h"
@@ -141,7 +142,7 @@ void CResultsDlg::MakeSignatures(QGridLayout& grid) {
 
     certificate_ =
         MakeToolButton(QStringLiteral("Се&ртификат"), kCertificate, "certificate", &CResultsDlg::ViewCertificate);
-    auto* const report = MakeToolButton(QStringLiteral("Спр&авка"), kReport, "report", &CResultsDlg::Print);
+    auto* const report = MakeToolButton(QStringLiteral("Спр&авка"), kReport, "print", &CResultsDlg::Print);
     report->setEnabled(!entries_.empty());
     edit_ = new CBitButton(QStringLiteral("Ре&дакция >"), this);
     edit_->setObjectName(QString::number(kEdit));
@@ -291,7 +292,9 @@ void CResultsDlg::ViewDetails() {
     if (const auto* const entry = tree_->SelectedEntry()) CSignDetailsDlg(*entry).DoModal();
 }
 
-void CResultsDlg::Print() {}
+void CResultsDlg::Print() {
+    CPrintDlg(entries_, platform::ToWide(file_.filename().string()), this).DoModal();
+}
 
 void CResultsDlg::OnSelection() {
     const auto* const entry = tree_->SelectedEntry();

@@ -367,6 +367,12 @@ TEST_F(ResultsDialog, ShowsTheSignersCertificateAndDetails) {
         EXPECT_FALSE(certificate.isEnabled()) << "an entry without certificate";
         tree.setCurrentItem(tree.topLevelItem(0));
         std::vector<std::string> names;
+        QTimer::singleShot(0, [] {
+            auto& report = *QApplication::activeModalWidget();
+            EXPECT_EQ(report.windowTitle(), QStringLiteral("ТЕСАЛИ Norvik - отпечатване на справка"));
+            report.close();
+        });
+        Control<QPushButton>(shown, "202").click();
         const auto look = [&] {
             auto& details = *QApplication::activeModalWidget();
             EXPECT_EQ(details.windowTitle(), QStringLiteral("ТЕСАЛИ Norvik - детайли"));
