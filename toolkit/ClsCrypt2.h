@@ -19,8 +19,9 @@ class ClsBinData;
 class ClsJsonObject;
 
 namespace cms {
+struct DigestedMessage;
 struct Findings;
-}
+}  // namespace cms
 
 // Told while a long operation goes on: bytes done and bytes in all. Called on the thread of the operation, with the
 // object's lock held; must not throw and must not call back into the object.
@@ -60,6 +61,9 @@ class ClsCrypt2 : public ClsBase {
     bool VerifyFile(const std::filesystem::path& input);
     // Detached, from two files; the signature may also be Base64 or PEM.
     bool VerifyDetachedFile(const std::filesystem::path& content, const std::filesystem::path& signature);
+    // What VerifyBytes (detached, content not empty) and OpaqueVerifyBd find, where the message has been read and its
+    // content digested already.
+    bool VerifyDigested(const cms::DigestedMessage& message);
     // The findings of the last verification as JSON; null before one, and after one whose input was no SignedData.
     [[nodiscard]] std::unique_ptr<ClsJsonObject> LastJsonData() const;
     // The same as data, with the digests of the content; null likewise.

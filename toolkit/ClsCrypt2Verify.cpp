@@ -155,6 +155,14 @@ bool ClsCrypt2::VerifyDetachedFile(const std::filesystem::path& content, const s
     return operation.Finish(lastFindings_ && lastFindings_->valid);
 }
 
+bool ClsCrypt2::VerifyDigested(const cms::DigestedMessage& message) {
+    Operation operation(*this, message.detached ? "VerifyBytes" : "OpaqueVerifyBd");
+    lastFindings_.reset();
+    auto& log = operation.Log();
+    lastFindings_ = Keep(cms::VerifyDigested(message, OptionsFrom(cmsOptions_, progress_, log), log));
+    return operation.Finish(lastFindings_ && lastFindings_->valid);
+}
+
 std::unique_ptr<ClsJsonObject> ClsCrypt2::LastJsonData() const {
     const auto findings = LastFindings();
     if (!findings) return nullptr;

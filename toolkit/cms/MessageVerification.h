@@ -12,6 +12,7 @@ struct MessageSetting {
     const VerifyOptions& options;
     const ContentSink& sink;
     const CertificatePool* outerPool = nullptr;  // null: the message is no token within another one
+    const DigestedMessage* digested = nullptr;   // null: the message is still to be read
 };
 
 enum class MessageKind { signedData, otherMessage, unreadable };

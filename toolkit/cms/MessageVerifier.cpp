@@ -26,6 +26,7 @@ class ContentPass final : public ContentReceiver {
     ContentPass(const MessageSetting& setting, OperationLog& log) : setting_(setting), log_(log) {}
 
     bool Start(const SignedDataMessage& head) override {
+        if (setting_.digested != nullptr) digests_ = setting_.digested->digests;
         for (const auto& algorithm : head.digestAlgorithms) {
             const auto hash = platform::HashFromOid(algorithm.oid);
             if (hash && digests_.Want(*hash)) continue;
@@ -98,6 +99,11 @@ class Verification {
 };
 
 MessageKind Verification::Read() {
+    if (setting_.digested != nullptr) {
+        message_ = setting_.digested->message;
+        pass_.Start(message_);
+        return MessageKind::signedData;
+    }
     switch (ReadSignedData(setting_.message, pass_, message_)) {
         case ReadOutcome::ok:
             return MessageKind::signedData;
@@ -121,9 +127,9 @@ MessageKind Verification::Read() {
 }
 
 bool Verification::ReadContent() {
-    if (setting_.detachedContent != nullptr) {
+    if (setting_.detachedContent != nullptr || (setting_.digested != nullptr && setting_.digested->detached)) {
         if (message_.content) log_.Detail("note", "the message holds content too, which is not looked at");
-        if (pass_.ReadDetached()) return true;
+        if (setting_.digested != nullptr || pass_.ReadDetached()) return true;
         log_.Line("The content could not be read.");
         return false;
     }
@@ -135,7 +141,7 @@ bool Verification::ReadContent() {
         log_.Line("The content is no OCTET STRING.");
         return false;
     }
-    pass_.Digests().Finish();
+    if (setting_.digested == nullptr) pass_.Digests().Finish();
     return true;
 }
 
@@ -166,6 +172,7 @@ bool Verification::Judge() {
 
 // A signer may use a digest that the message did not announce: then the content is read once more.
 bool Verification::DigestUnlisted(const std::vector<SignerInfo>& signers) {
+    if (setting_.digested != nullptr) return true;
     auto& digests = pass_.Digests();
     bool again = false;
     for (const auto& signer : signers) {
@@ -292,24 +299,35 @@ MessageOutcome VerifyMessage(const MessageSetting& setting, OperationLog& log) {
     return Verification(setting, log).Run();
 }
 
-Findings VerifyAttached(platform::ByteSource& message, const VerifyOptions& options, OperationLog& log,
-                        const ContentSink& sink) {
-    auto outcome = VerifyMessage({.message = message, .options = options, .sink = sink}, log);
+namespace {
+
+Findings FindingsOf(MessageOutcome outcome, std::string_view form, OperationLog& log) {
     if (outcome.kind == MessageKind::otherMessage) {
-        log.Line("Cannot verify opaque signature -- not a PKCS7 SignedData object.");
+        log.Line("Cannot verify " + std::string(form) + " signature -- not a PKCS7 SignedData object.");
     }
     return std::move(outcome.findings);
 }
 
+constexpr std::string_view kOpaque = "opaque", kDetached = "detached";
+const ContentSink kNobody;
+
+}  // namespace
+
+Findings VerifyAttached(platform::ByteSource& message, const VerifyOptions& options, OperationLog& log,
+                        const ContentSink& sink) {
+    return FindingsOf(VerifyMessage({.message = message, .options = options, .sink = sink}, log), kOpaque, log);
+}
+
 Findings VerifyDetached(platform::ByteSource& message, platform::ByteSource& content, const VerifyOptions& options,
                         OperationLog& log) {
-    const ContentSink nobody;
-    auto outcome =
-        VerifyMessage({.message = message, .detachedContent = &content, .options = options, .sink = nobody}, log);
-    if (outcome.kind == MessageKind::otherMessage) {
-        log.Line("Cannot verify detached signature -- not a PKCS7 SignedData object.");
-    }
-    return std::move(outcome.findings);
+    const MessageSetting setting{.message = message, .detachedContent = &content, .options = options, .sink = kNobody};
+    return FindingsOf(VerifyMessage(setting, log), kDetached, log);
+}
+
+Findings VerifyDigested(const DigestedMessage& digested, const VerifyOptions& options, OperationLog& log) {
+    platform::MemorySource nothing({});
+    const MessageSetting setting{.message = nothing, .options = options, .sink = kNobody, .digested = &digested};
+    return std::move(VerifyMessage(setting, log).findings);
 }
 
 }  // namespace toolkit::cms

@@ -35,5 +35,14 @@ Findings VerifyAttached(platform::ByteSource& message, const VerifyOptions& opti
 // The content is given beside the message; one inside is not looked at.
 Findings VerifyDetached(platform::ByteSource& message, platform::ByteSource& content, const VerifyOptions& options,
                         OperationLog& log);
+// A message that somebody has read already.
+struct DigestedMessage {
+    const SignedDataMessage& message;
+    // Of the content, in the algorithms of all signers where the host has them.
+    const ContentDigests& digests;
+    bool detached = false;  // the content stands beside the message
+};
+// The same findings without reading anything.
+Findings VerifyDigested(const DigestedMessage& digested, const VerifyOptions& options, OperationLog& log);
 
 }  // namespace toolkit::cms
