@@ -11,6 +11,10 @@
 #include "src/signing/Relay.h"
 #include "src/signing/SignExports.h"
 #include "src/ui/WindowInterface.h"
+#include "src/verification/ShowSignatures.h"
+#include "src/verification/SignInfoReport.h"
+#include "src/verification/SignedFile.h"
+#include "src/verification/WriteContent.h"
 
 namespace {
 
@@ -29,6 +33,11 @@ std::filesystem::path ThisLibrary() {
 
 void StoreParentWindow(void* window) {
     if (const auto app = CNorvikApp::Current()) app->parentWindow = window;
+}
+
+// No text names no file, and no file has that name.
+std::filesystem::path PathFrom(const char16_t* text) {
+    return text != nullptr ? std::filesystem::path(text) : std::filesystem::path();
 }
 
 // Text that does not convert counts as no text.
@@ -74,6 +83,57 @@ void NorvikSignRunDllW(void* window, void*, const char16_t* requestFile, int) {
 
 void NorvikSignRunDllA(void* window, void* instance, const char* requestFile, int show) {
     WithWideText(requestFile, [&](const char16_t* wide) { NorvikSignRunDllW(window, instance, wide, show); });
+}
+
+int NorvikDecryptVerifyFile(const char16_t* file, int flag) {
+    return EntryFrame::Run(MessageBoxFailure{}, [&] {
+        if (const auto app = CNorvikApp::Current())
+            verification::ShowSignatures(app->Interface(), PathFrom(file), flag == 0);
+        return 1;
+    });
+}
+
+void NorvikDecryptVerifyFileEx(void* window, void*, const char16_t* file, int) {
+    StoreParentWindow(window);
+    NorvikDecryptVerifyFile(file, 0);
+}
+
+int NorvikExtractFile(const char16_t* file, char16_t* outputPath, char16_t* text, int flag) {
+    return EntryFrame::Run(MessageBoxFailure{}, [&] {
+        const auto app = CNorvikApp::Current();
+        if (!app) return 0;
+        return verification::ExtractContent(app->Interface(), PathFrom(file), outputPath, text, flag == 0);
+    });
+}
+
+bool NorvikIsP7S(const char16_t* file, NorvikJsonCallback onError, uint64_t context) {
+    const auto tell = [&](std::u16string_view what) {
+        if (onError != nullptr) onError(context, std::u16string(what).c_str());
+        return false;
+    };
+    return EntryFrame::Run(tell, [&] { return verification::IsDetachedSignature(PathFrom(file)); });
+}
+
+bool NorvikP7M2P7S(const char16_t* source, const char16_t* target) {
+    return EntryFrame::Run(LogFailure{}, [&] {
+        verification::ConvertToDetached(PathFrom(source), PathFrom(target));
+        return true;
+    });
+}
+
+void NorvikSignInfo(const char16_t* file, NorvikSignInfoCallback callback, uint64_t context) {
+    NorvikSignInfo2(file, nullptr, callback, context);
+}
+
+void NorvikSignInfo2(const char16_t* file, const char16_t* dataFile, NorvikSignInfoCallback callback,
+                     uint64_t context) {
+    EntryFrame::Run(SignInfoFailure{callback, context},
+                    [&] { verification::ReportSignInfo(file, dataFile, callback, context); });
+}
+
+bool NorvikSignInfoJson(const char16_t* request, NorvikJsonCallback callback, uint64_t context) {
+    return EntryFrame::Run(JsonArrayFailure{callback, context},
+                           [&] { return verification::ReportSignInfoJson(request, callback, context); });
 }
 
 bool NorvikCertInfo(const char16_t* file, NorvikRecordCallback callback, uint64_t context) {
@@ -147,6 +207,19 @@ void EPNorvikSignFileW(void* window, void*, const char16_t* file, int) {
 
 void EPNorvikSignFileA(void* window, void* instance, const char* file, int show) {
     WithWideText(file, [&](const char16_t* wide) { EPNorvikSignFileW(window, instance, wide, show); });
+}
+
+void EPNorvikDecryptVerifyFileW(void* window, void*, const char16_t* file, int) {
+    StoreParentWindow(window);
+    NorvikDecryptVerifyFile(file, 0);
+}
+
+void EPNorvikDecryptVerifyFileA(void* window, void* instance, const char* file, int show) {
+    WithWideText(file, [&](const char16_t* wide) { EPNorvikDecryptVerifyFileW(window, instance, wide, show); });
+}
+
+void EPNorvikDecryptVerifyFileEx(void* window, void* instance, const char16_t* file, int show) {
+    NorvikDecryptVerifyFileEx(window, instance, file, show);
 }
 
 void EPNorvikShowAboutBoxW(void* window, void*, const char16_t*, int) {

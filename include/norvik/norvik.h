@@ -98,7 +98,7 @@ NORVIK_EXPORT void NorvikSignRunDllA(void* window, void* instance, const char* r
 /* ---- Verification and extraction ------------------------------------------------------------------------------ */
 
 /* Verifies a signed file (.p7m, or .p7s with its data beside it) and shows every signer's verdict in a window. A flag
- * other than 0: the user is not asked for a missing data file. 1 after an error that was shown in a box. */
+ * other than 0: the user is not asked for a missing data file. Always 1: what came of it was shown. */
 NORVIK_EXPORT int NorvikDecryptVerifyFile(const char16_t* file, int flag);
 /* The same as an entry for launchers; sets the owner window too. */
 NORVIK_EXPORT void NorvikDecryptVerifyFileEx(void* window, void* instance, const char16_t* file, int show);
@@ -109,10 +109,12 @@ NORVIK_EXPORT void NorvikDecryptVerifyFileEx(void* window, void* instance, const
  * shown in a box. */
 NORVIK_EXPORT int NorvikExtractFile(const char16_t* file, char16_t* outputPath, char16_t* text, int flag);
 
-/* Whether the file is a detached signature. The callback is called only with the text of an error. */
+/* Whether the file is a detached signature. The callback, which may be null, is called only with the text of an error
+ * (no JSON); the result is then false. */
 NORVIK_EXPORT bool NorvikIsP7S(const char16_t* file, NorvikJsonCallback onError, uint64_t context);
 
-/* Writes the detached form of an attached signature. True whatever came of it; false if an error was logged. */
+/* Writes the first signer of an attached signature as a detached one, without the certificates of the file. True
+ * whatever came of it; false if an error was logged. */
 NORVIK_EXPORT bool NorvikP7M2P7S(const char16_t* source, const char16_t* target);
 
 /* Calls back once for each signature of a file; the second form names the data of a detached signature (null: beside

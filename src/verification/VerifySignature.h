@@ -2,9 +2,16 @@
 // The verdict on every signer of a file.
 
 #include <filesystem>
+#include <functional>
+#include <memory>
 #include <optional>
 
+#include "platform/formats/ByteSource.h"
 #include "src/verification/SignatureEntry.h"
+
+namespace toolkit::cms {
+struct Findings;
+}
 
 namespace verification {
 
@@ -15,5 +22,16 @@ namespace verification {
 // revocation of certificates is asked for on the network.
 void VerifySignatureFile(const std::filesystem::path& signFile, const std::optional<std::filesystem::path>& dataFile,
                          SignatureEntries& entries);
+
+// The same for who has opened the message and chooses the data otherwise.
+struct MessageToVerify {
+    std::shared_ptr<platform::ByteSource> message;
+    // Opens the data beside the message. Called once, where they are needed; throws what there is to say if they are
+    // not there.
+    std::function<std::shared_ptr<platform::ByteSource>()> openData;
+    bool alwaysBeside = false;  // also for a message that holds content: that is then not looked at
+};
+// Answers what the second engine found, null if nothing: it alone knows whether timestamp tokens fit.
+std::shared_ptr<const toolkit::cms::Findings> VerifyMessage(const MessageToVerify& input, SignatureEntries& entries);
 
 }  // namespace verification

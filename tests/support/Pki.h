@@ -150,6 +150,8 @@ struct StandardPki {
 
     // Root into ROOT, CA into CA, the signer with its key into MY.
     void Install(const Profile& profile) const;
+    // CRLs of root and CA without entries: then every certificate can be checked. `revoked`: of the CA's list.
+    void InstallCrls(const Profile& profile, const std::vector<RevokedEntry>& revoked = {}) const;
     [[nodiscard]] std::string ChainPem() const;  // CA, root
 };
 

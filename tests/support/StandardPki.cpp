@@ -56,6 +56,11 @@ void StandardPki::Install(const Profile& profile) const {
     InstallCertificate(profile, "MY", signer, true);
 }
 
+void StandardPki::InstallCrls(const Profile& profile, const std::vector<RevokedEntry>& revoked) const {
+    InstallCrl(profile, "CA", MakeCrl(root));
+    InstallCrl(profile, "CA", MakeCrl(ca, {.revoked = revoked}));
+}
+
 std::string StandardPki::ChainPem() const {
     return ca.Pem() + root.Pem();
 }

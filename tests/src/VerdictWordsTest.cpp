@@ -1,0 +1,163 @@
+// Every status word that a verification can end with on this host, each brought about for real, with its exact words.
+
+#include <fstream>
+#include <sstream>
+
+#include "platform/Error.h"
+#include "tests/src/VerificationTest.h"
+#include "tests/support/ChainWorld.h"
+
+namespace {
+
+using namespace tests;
+using verification::SignatureEntry;
+
+// The words of a status, from the table.
+std::string WordsOf(std::uint32_t status) {
+    std::ifstream file(NORVIK_SOURCE_DIR "/tests/data/status.tsv");
+    for (std::string line; std::getline(file, line);) {
+        std::istringstream fields(line);
+        std::string number, symbol, verdict, text;
+        std::getline(fields, number, '\t');
+        std::getline(fields, symbol, '\t');
+        std::getline(fields, verdict, '\t');
+        std::getline(fields, text);
+        if (std::stoul(number, nullptr, 16) == status) return text;
+    }
+    return "(not in the table)";
+}
+
+// Root, authority and person of one case; all CRLs lie in the stores unless `crls` says otherwise.
+struct Cast {
+    CertificateSpec root = AuthoritySpec("Words Root", 0), ca = AuthoritySpec("Words CA", 1),
+                    person = PersonSpec("Words Person", 2);
+    bool trustRoot = true, sendCa = true, crls = true, distrustPerson = false;
+    CrlSpec caCrl = {};
+    bool revokePerson = false, revokeCa = false;
+};
+
+struct WordCase {
+    const char* name;
+    void (*change)(Cast&);
+    std::uint32_t status;
+};
+
+class CertificateWord : public VerificationTest, public testing::WithParamInterface<WordCase> {};
+
+TEST_P(CertificateWord, IsToldWithItsText) {
+    Cast cast;
+    GetParam().change(cast);
+    const Certificate root = Issue(cast.root), ca = Issue(cast.ca, root), person = Issue(cast.person, ca);
+    if (cast.trustRoot) InstallCertificate(profile_, "ROOT", root);
+    if (cast.distrustPerson) InstallCertificate(profile_, "Disallowed", person);
+    if (cast.revokePerson) cast.caCrl.revoked.push_back({person.Serial(), std::time(nullptr) - kDay, 1});
+    CrlSpec rootCrl;
+    if (cast.revokeCa) rootCrl.revoked.push_back({ca.Serial(), std::time(nullptr) - kDay, 2});
+    if (cast.crls) {
+        InstallCrl(profile_, "CA", MakeCrl(root, rootCrl));
+        InstallCrl(profile_, "CA", MakeCrl(ca, cast.caCrl));
+    }
+    std::vector<Certificate> inside{root};
+    if (cast.sendCa) inside.push_back(ca);
+    const auto entry = EntryOf(person, inside);
+    EXPECT_EQ(entry.signStatus, 0U) << "the signature itself is good";
+    EXPECT_EQ(entry.certStatus, GetParam().status) << platform::ToUtf8(entry.certMessage);
+    EXPECT_EQ(platform::ToUtf8(entry.certMessage), WordsOf(GetParam().status));
+}
+
+const WordCase kWords[] = {
+    {"Good", [](Cast&) {}, 0},
+    {"Signature", [](Cast& c) { c.person.breakSignature = true; }, platform::TRUST_E_CERT_SIGNATURE},
+    {"Distrust", [](Cast& c) { c.distrustPerson = true; }, platform::CERT_E_EXPLICIT_DISTRUST},
+    {"UntrustedRoot", [](Cast& c) { c.trustRoot = false; }, platform::CERT_E_UNTRUSTEDROOT},
+    {"Incomplete", [](Cast& c) { c.sendCa = false; }, platform::CERT_E_CHAINING},
+    {"Revoked", [](Cast& c) { c.revokePerson = true; }, platform::CRYPT_E_REVOKED},
+    {"AuthorityRevoked", [](Cast& c) { c.revokeCa = true; }, platform::CRYPT_E_REVOKED},
+    {"NoAuthority",
+     [](Cast& c) {
+         c.ca.ca = false;
+         c.ca.keyUsage = "keyCertSign,cRLSign";
+     },
+     platform::TRUST_E_BASIC_CONSTRAINTS},
+    {"PathLength", [](Cast& c) { c.root.pathLength = 0; }, platform::CERT_E_PATHLENCONST},
+    {"Name",
+     [](Cast& c) {
+         c.ca.nameConstraints = "critical,permitted;email:.bg";
+         c.person.subjectAltName = "email:a@example.com";
+     },
+     platform::CERT_E_INVALID_NAME},
+    {"Policy", [](Cast& c) { c.root.policyConstraints = "critical,requireExplicitPolicy:0"; },
+     platform::CERT_E_INVALID_POLICY},
+    {"CriticalExtension",
+     [](Cast& c) {
+         c.person.extra.push_back({"1.2.3.4.5", true, {5, 0}});
+     },
+     platform::CERT_E_CRITICAL},
+    {"Usage", [](Cast& c) { c.ca.keyUsage = "cRLSign"; }, platform::CERT_E_WRONG_USAGE},
+    {"Expired", [](Cast& c) { c.person.notAfter = std::time(nullptr) - kDay / 2; }, platform::CERT_E_EXPIRED},
+    {"NotYetValid", [](Cast& c) { c.person.notBefore = std::time(nullptr) + kDay; }, platform::CERT_E_EXPIRED},
+    {"Unknown", [](Cast& c) { c.crls = false; }, platform::CRYPT_E_NO_REVOCATION_CHECK},
+    {"OldCrl",
+     [](Cast& c) {
+         c.caCrl.thisUpdate = std::time(nullptr) - 9 * kDay;
+         c.caCrl.nextUpdate = std::time(nullptr) - 2 * kDay;
+     },
+     platform::CRYPT_E_NO_REVOCATION_CHECK},
+};
+INSTANTIATE_TEST_SUITE_P(Words, CertificateWord, testing::ValuesIn(kWords),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+class VerdictWords : public VerificationTest {};
+
+// Nobody answers: the chain says so, and then the certificate's own addresses were asked, too, without an answer.
+TEST_F(VerdictWords, TellWhetherTheCertificateNamesACrl) {
+    InstallStandard();
+    auto spec = PersonSpec("Words Person", 3);
+    const auto silent = EntryOf(Issue(spec, Issue(AuthoritySpec("Other CA", 4), pki_.root)), {});
+    EXPECT_EQ(silent.certStatus, platform::CERT_E_CHAINING);
+    const Certificate other = Issue(AuthoritySpec("Other CA", 4), pki_.root);
+    const auto none = EntryOf(Issue(spec, other), {other});
+    EXPECT_EQ(none.certStatus, platform::CRYPT_E_NO_REVOCATION_CHECK);
+    EXPECT_TRUE(none.noCrlUrl);
+
+    spec.crlUrls = {"http://127.0.0.1:9/none.crl"};
+    const Certificate person = Issue(spec, other);
+    auto chain = tessaly::CryptCertificate(person.Der());
+    InstallCertificate(profile_, "CA", other);
+    const auto verdict = chain.BuildChain(tessaly::CryptStore(u"ROOT"));
+    EXPECT_EQ(verdict.status, platform::CRYPT_E_REVOCATION_OFFLINE);
+    EXPECT_EQ(platform::ToUtf8(verdict.text), WordsOf(platform::CRYPT_E_REVOCATION_OFFLINE));
+    const auto named = EntryOf(person, {other});
+    EXPECT_EQ(named.certStatus, platform::CRYPT_E_NO_REVOCATION_CHECK);
+    EXPECT_EQ(platform::ToUtf8(named.certMessage), WordsOf(platform::CRYPT_E_NO_REVOCATION_CHECK));
+    EXPECT_FALSE(named.noCrlUrl);
+}
+
+TEST_F(VerdictWords, OfASignatureTellContentFromValue) {
+    InstallStandard();
+    const auto entryOf = [&](const char* where, bool last) {
+        const auto file = Attached();
+        auto bytes = ReadFile(file);
+        bytes.at(last ? bytes.size() - 1 : bytes.find(where)) ^= 1;
+        Overwrite(file, bytes);
+        return std::move(Verify(file).at(0));
+    };
+    const auto content = entryOf("words", false), value = entryOf("", true);
+    EXPECT_EQ(content.signStatus, platform::CRYPT_E_HASH_VALUE);
+    EXPECT_EQ(value.signStatus, platform::TRUST_E_BAD_DIGEST);
+    for (const auto* entry : {&content, &value}) {
+        EXPECT_EQ(platform::ToUtf8(entry->signMessage), WordsOf(entry->signStatus));
+        EXPECT_EQ(entry->certStatus, 0U) << "the certificate is judged all the same";
+    }
+}
+
+// Where no chain can be made at all.
+TEST_F(VerdictWords, KnowWhenThereIsNoChain) {
+    tessaly::CryptCertificate nobody;
+    const auto verdict = nobody.BuildChain(tessaly::CryptStore(u"ROOT"));
+    EXPECT_EQ(verdict.status, tessaly::kStatusNotBuilt);
+    EXPECT_EQ(tessaly::ClassifyStatus(verdict.status), tessaly::StatusClass::unverified);
+    EXPECT_NE(verdict.text, u"");
+}
+
+}  // namespace
