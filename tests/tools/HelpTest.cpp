@@ -14,6 +14,8 @@ using testing::Not;
 
 const std::vector<std::vector<std::string>> kCommands = {{"sign"},
                                                          {"verify"},
+                                                         {"extract"},
+                                                         {"detach"},
                                                          {"store", "list"},
                                                          {"store", "import"},
                                                          {"store", "remove"},

@@ -13,6 +13,7 @@ class VerifyCommandTest : public CommandTest {
   protected:
     VerifyCommandTest() {
         pki_.Install(profile_);
+        pki_.InstallCrls(profile_);
         Document("a.txt", "the content that counts");
         if (Run({"sign", "a.txt"}).status != 0 || Run({"sign", "--detached", "a.txt"}).status != 0)
             throw std::runtime_error("cannot sign: " + Log());
@@ -97,18 +98,83 @@ TEST_F(VerifyCommandTest, SaysWhoSignedAndWhen) {
 TEST_F(VerifyCommandTest, GivesItsFindingsAsJsonThatOthersRead) {
     const std::string program =
         "import json,sys\n"
-        "found=json.load(sys.stdin)\n"
-        "print(found['pkcs7']['verify']['signerInfo'][0]['cert']['issuerCN'])\n";
-    const auto result = Run({"verify", "--json", "a.txt.p7m"});
-    EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(RunProgram({"python3", "-c", program}, {.input = result.output}).output, "Norvik Test CA\n")
-        << result.output;
-    Change("a.txt.p7m", "the content");
-    const auto bad = Run({"verify", "--json", "a.txt.p7m"});
-    EXPECT_EQ(bad.status, 1);
-    EXPECT_EQ(RunProgram({"python3", "-m", "json.tool"}, {.input = bad.output}).status, 0) << bad.output;
-    EXPECT_EQ(RunProgram({"python3", "-m", "json.tool"}, {.input = Run({"verify", "--json", "a.txt"}).output}).status,
-              0);
+        "for f in json.load(sys.stdin):\n"
+        "  print(f['SignFile'], f['Status'], [s['SignStatus']+s['CertStatus']+s['Certificate']['Issuer'] for s in "
+        "f['Signatures']], f.get('ErrorMessage'))\n";
+    Document("bad.p7m", ReadFile(Documents() / "a.txt.p7m"));
+    Change("bad.p7m", "the content");
+    const auto result = Run({"verify", "--json", "a.txt.p7m", "bad.p7m", "a.txt", "missing.p7m"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(RunProgram({"python3", "-c", program}, {.input = result.output}).output,
+              "a.txt.p7m valid ['okokNorvik Test CA'] None\n"
+              "bad.p7m invalid ['failokNorvik Test CA'] None\n"
+              "a.txt error [] файлът не е подписан или е повреден\n"
+              "missing.p7m error [] missing.p7m: не може да се прочете. Няма такъв файл.\n")
+        << result.output << result.errors;
+}
+
+TEST_F(VerifyCommandTest, TellsAtTheEndWhichOfManyFilesAreGood) {
+    Document("bad.p7m", ReadFile(Documents() / "a.txt.p7m"));
+    Change("bad.p7m", "the content");
+    const auto good = Run({"verify", "a.txt.p7m", "a.txt.p7s"});
+    EXPECT_EQ(good.status, 0) << good.Summary();
+    EXPECT_THAT(good.output, testing::EndsWith("\nРезултат       Подписи  Файл\n"
+                                               "верен          1        a.txt.p7m\n"
+                                               "верен          1        a.txt.p7s\n"
+                                               "Верни: 2 от 2.\n"));
+    fs::copy(Documents() / "a.txt.p7s", Documents() / "alone.p7s");
+    const auto mixed = Run({"verify", "missing.p7m", "alone.p7s", "bad.p7m", "a.txt.p7m"});
+    EXPECT_EQ(mixed.status, 1);
+    EXPECT_THAT(mixed.output,
+                AllOf(HasSubstr("НЕ Е ВАЛИДЕН   0        missing.p7m\n"),
+                      HasSubstr("НЕ Е ВАЛИДЕН   0        alone.p7s\n"), HasSubstr("НЕ Е ВАЛИДЕН   1        bad.p7m\n"),
+                      HasSubstr("верен          1        a.txt.p7m\n"), HasSubstr("Верни: 1 от 4.")));
+    EXPECT_EQ(Run({"verify", "a.txt.p7s", "alone.p7s", "--data", "a.txt"}).status, 2);
+}
+
+// A certificate that nobody can vouch for is neither good nor bad.
+TEST_F(VerifyCommandTest, TellsBadCertificatesFromThoseThatCannotBeChecked) {
+    const auto verdict = [&](const char* told, int status) {
+        const auto result = Run({"verify", "--offline", "a.txt.p7m"});
+        EXPECT_EQ(result.status, status) << result.Summary();
+        EXPECT_THAT(result.output, AllOf(HasSubstr("подпис: верен"), HasSubstr(told)));
+    };
+    const auto withoutCrls = [&] {
+        for (const auto& entry : fs::directory_iterator(profile_.Stores() / "CA")) {
+            if (entry.path().extension() == ".crl") fs::remove(entry.path());
+        }
+    };
+    withoutCrls();
+    verdict("сертификат: НЕ Е ПРОВЕРЕН: Функцията за анулиране не успя да провери отмяната на сертификата.", 3);
+    pki_.InstallCrls(profile_, {{pki_.signer.Serial(), 1'700'000'000, 1}});
+    verdict("сертификат: НЕ Е ВЕРЕН: Сертификатът или подписът са отменени.", 1);
+    withoutCrls();
+    pki_.InstallCrls(profile_);
+    fs::remove_all(profile_.Stores() / "ROOT");
+    verdict("сертификат: НЕ Е ВЕРЕН: Веригата за сертифициране", 1);
+}
+
+// A token that somebody moved here has a good signature of its own and says nothing of this signature.
+TEST_F(VerifyCommandTest, DoesNotTakeATokenOfAnotherSignature) {
+    const TsaServer tsa(pki_.tsa, {pki_.ca});
+    ASSERT_EQ(Run({"sign", "--tsa", tsa.Url(), "a.txt"}).status, 0) << Log();
+    const auto one = ReadFile(Documents() / "a.txt.p7m");
+    Document("b.txt", "the content that differs");
+    const std::string type("\x06\x0B*\x86H\x86\xF7\r\x01\x09\x10\x02\x0E", 13);
+    const auto from = one.find(type);
+    // Only tokens of one length can change places; a random number in them makes one a byte shorter now and then.
+    std::string two;
+    auto to = std::string::npos;
+    for (int i = 0; i < 5 && (to == std::string::npos || one.size() - from != two.size() - to); ++i) {
+        ASSERT_EQ(Run({"sign", "--tsa", tsa.Url(), "b.txt"}).status, 0) << Log();
+        two = ReadFile(Documents() / "b.txt.p7m");
+        to = two.find(type);
+    }
+    ASSERT_NE(to, std::string::npos);
+    Document("b.txt.p7m", two.substr(0, to) + one.substr(from));
+    const auto result = Run({"verify", "b.txt.p7m"});
+    EXPECT_EQ(result.status, 1) << result.Summary();
+    EXPECT_THAT(result.output, AllOf(HasSubstr("подпис: верен"), HasSubstr("НЕ Е ВЯРНО")));
 }
 
 // Whoever makes a certificate chooses its names, and with them what a terminal is told to do.

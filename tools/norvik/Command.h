@@ -24,6 +24,8 @@ using Action = std::function<int(ui::TerminalInterface&)>;
 
 void AddSign(CLI::App& norvik, Action& chosen);
 void AddVerify(CLI::App& norvik, Action& chosen);
+void AddExtract(CLI::App& norvik, Action& chosen);
+void AddDetach(CLI::App& norvik, Action& chosen);
 void AddStore(CLI::App& norvik, Action& chosen);
 void AddStoreKeys(CLI::App& norvik, Action& chosen);  // after AddStore, whose subcommand it joins
 void AddCertificates(CLI::App& norvik, Action& chosen);

@@ -4,7 +4,8 @@ namespace cli {
 namespace {
 
 constexpr char kEpilogue[] =
-    "Изход: 0 - изпълнено, 1 - неуспех или невалиден подпис, 2 - грешна употреба.\n"
+    "Изход: 0 - изпълнено, 1 - неуспех или невалиден подпис, 2 - грешна употреба,\n"
+    "3 - при verify и extract: нещо не можа да се провери.\n"
     "Технически подробности се записват в Norvik/Norvik.log във временната папка на потребителя.";
 
 // Asked for by the build, not by people.
@@ -79,6 +80,8 @@ void BuildCommandLine(CLI::App& norvik, Action& chosen) {
     norvik.require_subcommand(1);
     AddSign(norvik, chosen);
     AddVerify(norvik, chosen);
+    AddExtract(norvik, chosen);
+    AddDetach(norvik, chosen);
     AddCertificates(norvik, chosen);
     AddSelect(norvik, chosen);
     AddStore(norvik, chosen);

@@ -63,7 +63,8 @@ constexpr char kExamples[] =
     "Внасяне на ключ и сертификат от PFX файл и подписване:\n.PP\n.nf\n"
     "norvik store import my.p12\n"
     "norvik sign report.pdf\n"
-    "norvik verify report.pdf.p7m\n.fi\n.PP\n"
+    "norvik verify report.pdf.p7m\n"
+    "norvik extract report.pdf.p7m \\-\\-output copy.pdf\n.fi\n.PP\n"
     "Отделен подпис с удостоверено време:\n.PP\n.nf\n"
     "norvik tsa add \"Моята TSA\" http://tsa.example/ \\-\\-default\n"
     "norvik sign \\-\\-detached report.pdf\n"
@@ -71,9 +72,10 @@ constexpr char kExamples[] =
 
 constexpr char kStatus[] =
     ".SH ИЗХОДЕН КОД\n"
-    ".TP\n.B 0\nИзпълнено; при verify: подписите са верни.\n"
-    ".TP\n.B 1\nНеуспех; при verify: поне един подпис не е верен или файлът не е подписан.\n"
+    ".TP\n.B 0\nИзпълнено; при verify: подписите и сертификатите са верни.\n"
+    ".TP\n.B 1\nНеуспех; при verify: поне един подпис или сертификат не е верен или файлът не е подписан.\n"
     ".TP\n.B 2\nГрешна употреба: непозната опция, липсващ избор на сертификат и подобни.\n"
+    ".TP\n.B 3\nПри verify и extract: подписите са верни, но не всеки сертификат можа да бъде проверен.\n"
     ".SH ФАЙЛОВЕ\n"
     ".TP\n.I $XDG_DATA_HOME/norvik/stores/ИМЕ/\nХранилища за сертификати и CRL на потребителя. В MY лежат и частните "
     "ключове.\n"

@@ -1,140 +1,134 @@
-#include <filesystem>
+#include <cstdio>
 
-#include "platform/Files.h"
+#include "platform/Http.h"
 #include "platform/Text.h"
-#include "platform/cms/SignedDataReader.h"
-#include "src/Norvik.h"
-#include "toolkit/CkCrypt2W.h"
+#include "src/ui/WindowInterface.h"
+#include "src/verification/ShowSignatures.h"
+#include "src/verification/SignInfoReport.h"
+#include "toolkit/CkJsonArrayW.h"
 #include "toolkit/CkJsonObjectW.h"
-#include "toolkit/cms/Findings.h"
-#include "toolkit/cms/TextMessage.h"
 #include "tools/norvik/Command.h"
+#include "tools/norvik/SignedFiles.h"
 
 namespace cli {
 namespace {
 
-namespace fs = std::filesystem;
-using toolkit::cms::Findings;
-using toolkit::cms::SignerFindings;
-
 struct VerifyOptions {
-    std::string file;
+    std::vector<std::string> files;
     std::optional<std::string> data;
-    bool json = false;
+    bool json = false, offline = false, dialog = false;
 };
 
-// Reads the structure alone and steps over the content.
-class StructureOnly final : public platform::cms::ContentReceiver {
-  public:
-    bool Start(const platform::cms::SignedDataMessage&) override { return false; }
-    bool Take(platform::ByteView) override { return true; }
+// What is left of a judged file for the table.
+struct Row {
+    std::string name;
+    std::size_t signatures = 0;
+    Verdict verdict = Verdict::bad;
 };
 
-platform::InputFile OpenForReading(const fs::path& file) {
-    auto input = platform::InputFile::Open(file);
-    if (!input)
-        throw std::runtime_error(file.string() + ": не може да се прочете. " + Explain(platform::GetLastError()));
-    return std::move(*input);
-}
-
-// What is no message is left to the verification, which tells why.
-bool HasNoContent(const fs::path& file) {
-    platform::FileSource source(OpenForReading(file));
-    const auto decoded = toolkit::cms::LooksLikeText(source) ? toolkit::cms::DecodeText(source) : nullptr;
-    StructureOnly receiver;
-    platform::cms::SignedDataMessage message;
-    const auto outcome = platform::cms::ReadSignedData(decoded ? *decoded : static_cast<platform::ByteSource&>(source),
-                                                       receiver, message);
-    return outcome == platform::cms::ReadOutcome::ok && !message.content;
-}
-
-// The data of a detached signature lie beside it under its name without the last extension, unless they are named.
-fs::path DataFor(const VerifyOptions& options) {
-    fs::path data = options.data.value_or(fs::path(options.file).replace_extension().string());
-    std::error_code error;
-    if (!fs::exists(data, error) || data == options.file)
-        throw WrongUse("Подписът е отделен, а данните му ги няма" +
-                       (data == options.file ? std::string() : ": " + data.string()) + ". Посочете ги с --data ФАЙЛ.");
-    OpenForReading(data);
-    return data;
-}
-
-bool Verify(toolkit::ClsCrypt2& crypt, const VerifyOptions& options) {
-    crypt.SetVerboseLogging(true);
-    crypt.SetCmsOptions(R"({"ValidateTimestampTokens":true})");
-    const bool detached = HasNoContent(options.file) || options.data;
-    if (detached) return crypt.VerifyDetachedFile(DataFor(options), options.file);
-    return crypt.VerifyFile(options.file);
-}
-
-void PrintTimestamp(const toolkit::cms::TimestampFindings& timestamp) {
-    std::string line = "   удостоверено време: ";
-    line += timestamp.info ? ShownTime(timestamp.info->genTime) : "не се чете";
-    if (timestamp.verify && !timestamp.verify->signers.empty() && timestamp.verify->signers.front().certificate)
-        line += " от " + Describe(timestamp.verify->signers.front().certificate).subject;
-    PrintLine(line + (timestamp.validated ? ", вярно" : ", НЕ Е ВЯРНО"));
-}
-
-void PrintSigner(const SignerFindings& signer, std::size_t number) {
-    std::string who = "сертификатът не е намерен, сериен номер " + signer.serialNumber;
-    if (signer.certificate) {
-        const auto line = Describe(signer.certificate);
-        who = line.subject + " (издател: " + line.issuer + ", валиден " + line.validFrom + " - " + line.validTo + ")";
+const char* StatusName(const JudgedFile& file) {
+    if (!file.fault.empty()) return "error";
+    switch (file.verdict) {
+        case Verdict::good:
+            return "valid";
+        case Verdict::unchecked:
+            return "unverified";
+        case Verdict::bad:
+            break;
     }
-    PrintLine("  " + std::to_string(number) + ". " + who);
-    PrintLine(std::string("   подпис: ") + (signer.passed ? "верен" : "НЕ Е ВЕРЕН") + ", " + signer.signingAlgName +
-              " " + signer.digestAlgName);
-    if (!signer.digestMatches) PrintLine("   данните не са тези, които са подписани");
-    if (!signer.signingTime.empty())
-        PrintLine("   време на подписване според подписалия: " + ShownTime(signer.signingTime));
-    for (const auto& attribute : signer.unsignedAttributes) {
-        if (attribute.timestamp) PrintTimestamp(*attribute.timestamp);
+    return "invalid";
+}
+
+void AddJson(const JudgedFile& file, toolkit::CkJsonArrayW& answer) {
+    toolkit::CkJsonObjectW object;
+    object.UpdateString(u"SignFile", platform::ToWide(file.name).c_str());
+    object.UpdateString(u"Status", platform::ToWide(StatusName(file)).c_str());
+    if (!file.fault.empty()) object.UpdateString(u"ErrorMessage", platform::ToWide(file.fault).c_str());
+    toolkit::CkJsonArrayW signatures;
+    verification::AddSignInfo(file.entries, signatures);
+    object.AddArrayCopyAt(-1, u"Signatures", signatures);
+    answer.AddObjectCopyAt(-1, object);
+}
+
+// One file among several must not keep the others from being judged.
+JudgedFile JudgeOneOfMany(const VerifyOptions& options, const std::string& file) {
+    if (options.files.size() == 1) return Judge(file, options.data);
+    try {
+        return Judge(file, options.data);
+    } catch (const std::exception& error) {
+        return {.name = file, .fault = error.what()};
     }
 }
 
-void PrintVerdict(const VerifyOptions& options, bool valid, const Findings* findings) {
-    const bool unsignedFile = findings == nullptr || findings->signers.empty();
-    PrintLine(options.file + ": " +
-              (valid          ? "подписите са верни"
-               : unsignedFile ? "НЕ Е ВАЛИДЕН: файлът не е подписан или е повреден"
-                              : "НЕ Е ВАЛИДЕН"));
-    if (findings != nullptr) {
-        std::size_t number = 0;
-        for (const auto& signer : findings->signers)
-            PrintSigner(signer, ++number);
+void PrintTable(const std::vector<Row>& rows) {
+    constexpr std::size_t stateColumns = 15, countColumns = 9;
+    std::size_t good = 0;
+    for (const auto& row : rows)
+        good += row.verdict == Verdict::good ? 1 : 0;
+    PrintLine("\n" + Padded("Резултат", stateColumns) + Padded("Подписи", countColumns) + "Файл");
+    for (const auto& row : rows) {
+        const char* const state = row.verdict == Verdict::good        ? "верен"
+                                  : row.verdict == Verdict::unchecked ? "НЕ Е ПРОВЕРЕН"
+                                                                      : "НЕ Е ВАЛИДЕН";
+        PrintLine(Padded(state, stateColumns) + Padded(std::to_string(row.signatures), countColumns) + row.name);
     }
-    PrintLine(valid ? "Проверени са подписите, не и доверието в сертификатите." : WhereDetailsAre());
+    PrintLine("Верни: " + std::to_string(good) + " от " + std::to_string(rows.size()) + ".");
+}
+
+int VerifyAll(const VerifyOptions& options) {
+    std::vector<Row> rows;
+    toolkit::CkJsonArrayW answer;
+    answer.put_EmitCompact(false);
+    auto worst = Verdict::good;
+    for (const auto& name : options.files) {
+        const auto file = JudgeOneOfMany(options, name);
+        worst = std::max(worst, file.verdict);
+        rows.push_back({name, file.entries.size(), file.verdict});
+        if (options.json) {
+            AddJson(file, answer);
+        } else {
+            std::fputs(VerdictBlock(file).c_str(), stdout);
+        }
+    }
+    if (options.json) std::fputs(platform::ToUtf8(answer.Emit()).c_str(), stdout);
+    if (!options.json && rows.size() > 1) PrintTable(rows);
+    return StatusOf(worst);
+}
+
+int ShowAll(const VerifyOptions& options) {
+    ui::WindowInterface windows;
+    auto worst = Verdict::good;
+    for (const auto& name : options.files)
+        worst = std::max(worst, VerdictOn(verification::ShowSignatures(windows, name, true), nullptr));
+    return StatusOf(worst);
 }
 
 int Run(const VerifyOptions& options) {
-    toolkit::CkCrypt2W crypt;
-    const bool valid = Verify(crypt.Implementation(), options);
-    if (!valid) LogInfo(crypt.lastErrorText());
-    if (options.json) {
-        const auto json = crypt.LastJsonData();
-        if (json) json->put_EmitCompact(false);
-        const std::u16string text = json ? json->Emit() : u"{}\r\n";
-        std::fputs(platform::ToUtf8(text).c_str(), stdout);
-    } else {
-        PrintVerdict(options, valid, crypt.Implementation().LastFindings().get());
-    }
-    return valid ? kDone : kFailed;
+    if (options.data && options.files.size() > 1) throw WrongUse("--data се отнася за един файл.");
+    if (options.offline) platform::AllowNetwork(false);
+    return options.dialog ? ShowAll(options) : VerifyAll(options);
 }
 
 }  // namespace
 
 void AddVerify(CLI::App& norvik, Action& chosen) {
-    auto* command = norvik.add_subcommand("verify", "Проверява подписите на файл и удостоверените им времена");
+    auto* command = norvik.add_subcommand("verify", "Проверява подписите на файлове, сертификатите и времената им");
     const auto options = std::make_shared<VerifyOptions>();
-    command->add_option("ФАЙЛ", options->file, "Подписаният файл (.p7m) или отделният подпис (.p7s)")
+    command->add_option("ФАЙЛ", options->files, "Подписани файлове (.p7m) или отделни подписи (.p7s)")
         ->required()
         ->option_text(" ");
-    command->add_option("--data", options->data, "Данните на отделен подпис (по подразбиране: името без .p7s)")
-        ->option_text("ФАЙЛ");
-    command->add_flag("--json", options->json, "Извежда всичко намерено като JSON");
+    auto* data =
+        command->add_option("--data", options->data, "Данните на отделен подпис (по подразбиране: името без .p7s)")
+            ->option_text("ФАЙЛ");
+    auto* json = command->add_flag("--json", options->json, "Извежда всичко намерено като JSON");
+    command->add_flag("--offline", options->offline, "Не търси в мрежата: важат само CRL от хранилищата и от файла");
+    command->add_flag("--dialog", options->dialog, "Показва резултата в прозорец")->excludes(data)->excludes(json);
     command->footer(
-        "Проверява се, че подписът е направен над тези данни с ключа на посочения сертификат.\n"
-        "Доверието във веригата на сертификата не се преценява тук.");
+        "Проверява се, че подписът е направен над тези данни, че сертификатът води до доверен корен и не е\n"
+        "отменен, и че удостовереното време се отнася за подписа. Изход: 0 - всичко е вярно; 1 - подпис или\n"
+        "сертификат не е верен или файлът не се чете; 3 - нещо не можа да се провери.\n"
+        "JSON е масив с обект за всеки файл: SignFile, Status (valid, invalid, unverified, error),\n"
+        "ErrorMessage (при error) и Signatures.");
     command->callback([options, &chosen] { chosen = [options](ui::TerminalInterface&) { return Run(*options); }; });
 }
 
