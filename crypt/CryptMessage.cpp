@@ -1,14 +1,13 @@
 #include "crypt/CryptMessage.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace tessaly {
 namespace {
 
-using namespace platform;
+using platform::Bytes;
 
-constexpr std::uint32_t kEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
+constexpr std::uint32_t kEncoding = platform::X509_ASN_ENCODING | platform::PKCS_7_ASN_ENCODING;
 
 constexpr std::string_view kSigningTime = "1.2.840.113549.1.9.5";
 constexpr std::string_view kSigningCertificateV2 = "1.2.840.113549.1.9.16.2.47";
@@ -37,57 +36,59 @@ char16_t HexValue(std::string_view digits) {
 
 }  // namespace
 
-bool CryptMessage::Attach(CryptMsg handle) {
+bool CryptMessage::Attach(platform::CryptMsg handle) {
     store.store = {};
     message = std::move(handle);
     return static_cast<bool>(message);
 }
 
-bool CryptMessage::Update(ByteView data, bool final) {
-    return Kept(CryptMsgUpdate(message, data, final));
+bool CryptMessage::Update(platform::ByteView data, bool final) {
+    return Kept(platform::CryptMsgUpdate(message, data, final));
 }
 
-bool CryptMessage::Update(std::shared_ptr<ByteSource> source) {
-    return Kept(CryptMsgUpdate(message, std::move(source)));
+bool CryptMessage::Update(std::shared_ptr<platform::ByteSource> source) {
+    return Kept(platform::CryptMsgUpdate(message, std::move(source)));
 }
 
-bool CryptMessageEncode::OpenToEncode(std::uint32_t flags, std::uint32_t type, const CMSG_SIGNED_ENCODE_INFO& info,
+bool CryptMessageEncode::OpenToEncode(std::uint32_t flags, std::uint32_t type,
+                                      const platform::CMSG_SIGNED_ENCODE_INFO& info,
                                       std::string_view innerContentType) {
-    return Attach(Kept(CryptMsgOpenToEncode(kEncoding, flags, type, info, innerContentType)));
+    return Attach(Kept(platform::CryptMsgOpenToEncode(kEncoding, flags, type, info, innerContentType)));
 }
 
 bool CryptMessageDecode::OpenToDecode(std::uint32_t flags) {
-    return Attach(Kept(CryptMsgOpenToDecode(kEncoding, flags)));
+    return Attach(Kept(platform::CryptMsgOpenToDecode(kEncoding, flags)));
 }
 
 Bytes CryptMessageDecode::GetContent() {
-    auto content = GetParam(CMSG_CONTENT_PARAM);
+    auto content = GetParam(platform::CMSG_CONTENT_PARAM);
     if (!content) return {};
-    if (content->empty()) lastError = CRYPT_E_NOT_FOUND;
+    if (content->empty()) lastError = platform::CRYPT_E_NOT_FOUND;
     return std::move(*content);
 }
 
 bool CryptMessageDecode::HasContent() {
-    const auto size = CryptMsgGetContentSize(message);
+    const auto size = platform::CryptMsgGetContentSize(message);
     if (size && *size > 0) return true;
-    lastError = size || GetLastError() == ERROR_SUCCESS ? CRYPT_E_NOT_FOUND : GetLastError();
+    lastError = size || platform::GetLastError() == platform::ERROR_SUCCESS ? platform::CRYPT_E_NOT_FOUND
+                                                                            : platform::GetLastError();
     return false;
 }
 
 std::uint32_t CryptMessageDecode::GetSignerCount() {
-    const auto count = GetParam(CMSG_SIGNER_COUNT_PARAM);
-    if (count == 0U) lastError = CRYPT_E_NO_SIGNER;
+    const auto count = GetParam(platform::CMSG_SIGNER_COUNT_PARAM);
+    if (count == 0U) lastError = platform::CRYPT_E_NO_SIGNER;
     return count.value_or(0);
 }
 
 std::u16string CryptMessageDecode::GetDigest() {
-    return HexText(GetParam(CMSG_COMPUTED_HASH_PARAM).value_or(Bytes{}));
+    return HexText(GetParam(platform::CMSG_COMPUTED_HASH_PARAM).value_or(Bytes{}));
 }
 
 std::unique_ptr<CryptCertificate> CryptMessageDecode::GetSignerCertificate(std::uint32_t index) {
     if (GetSignerCount() == 0) return nullptr;
-    if (!store.store) store = CryptStore(Kept(CertOpenMessageStore(message)));
-    const auto signer = Kept(CryptMsgGetAndVerifySigner(message, index, {store.store}));
+    if (!store.store) store = CryptStore(Kept(platform::CertOpenMessageStore(message)));
+    const auto signer = Kept(platform::CryptMsgGetAndVerifySigner(message, index, {store.store}));
     if (!signer) return nullptr;
     if (!signer->certificate) {
         lastError = signer->status;
@@ -97,7 +98,7 @@ std::unique_ptr<CryptCertificate> CryptMessageDecode::GetSignerCertificate(std::
 }
 
 bool CryptMessageDecode::GetHashAlgorithm(std::uint32_t index, CryptOID& algorithm) {
-    const auto identifier = GetParam(CMSG_SIGNER_HASH_ALGORITHM_PARAM, index);
+    const auto identifier = GetParam(platform::CMSG_SIGNER_HASH_ALGORITHM_PARAM, index);
     if (!identifier) return false;
     if (algorithm.Find(identifier->pszObjId)) return true;
     lastError = algorithm.lastError;
@@ -107,23 +108,23 @@ bool CryptMessageDecode::GetHashAlgorithm(std::uint32_t index, CryptOID& algorit
 std::int64_t CryptMessageDecode::GetSigningTime(std::uint32_t index) {
     for (const auto& attribute : SignedAttributes(index)) {
         if (attribute.pszObjId != kSigningTime || attribute.rgValue.empty()) continue;
-        const auto moment = DecodeChoiceOfTime(attribute.rgValue.front());
-        if (moment) return UnixFromFileTime(*moment);
-        lastError = GetLastError();
+        const auto moment = platform::DecodeChoiceOfTime(attribute.rgValue.front());
+        if (moment) return platform::UnixFromFileTime(*moment);
+        lastError = platform::GetLastError();
     }
     return 0;
 }
 
 bool CryptMessageDecode::IsCades(std::uint32_t index) {
-    return CertFindAttribute(kSigningCertificateV2, SignedAttributes(index)) != nullptr;
+    return platform::CertFindAttribute(kSigningCertificateV2, SignedAttributes(index)) != nullptr;
 }
 
 bool CryptMessageDecode::HasTimestamp(std::uint32_t index) {
     const auto isSigned = SignedAttributes(index);
     if (isSigned.empty()) return false;
-    if (CertFindAttribute(kTimestampToken, isSigned) != nullptr) return true;
-    const auto others = GetParam(CMSG_SIGNER_UNAUTH_ATTR_PARAM, index);
-    return others && CertFindAttribute(kTimestampToken, *others) != nullptr;
+    if (platform::CertFindAttribute(kTimestampToken, isSigned) != nullptr) return true;
+    const auto others = GetParam(platform::CMSG_SIGNER_UNAUTH_ATTR_PARAM, index);
+    return others && platform::CertFindAttribute(kTimestampToken, *others) != nullptr;
 }
 
 std::u16string CryptMessageDecode::GetComment(std::uint32_t index) {
@@ -134,16 +135,16 @@ std::u16string CryptMessageDecode::GetComment(std::uint32_t index) {
     return {};
 }
 
-CRYPT_ATTRIBUTES CryptMessageDecode::SignedAttributes(std::uint32_t index) {
-    return GetParam(CMSG_SIGNER_AUTH_ATTR_PARAM, index).value_or(CRYPT_ATTRIBUTES{});
+platform::CRYPT_ATTRIBUTES CryptMessageDecode::SignedAttributes(std::uint32_t index) {
+    return GetParam(platform::CMSG_SIGNER_AUTH_ATTR_PARAM, index).value_or(platform::CRYPT_ATTRIBUTES{});
 }
 
 // The hexadecimal text was written as wide characters without a DER header, so that each of them reads as an element
 // of its own with no contents: "6" is 36 00.
-std::u16string DecodeComment(const CRYPT_ATTRIBUTE& attribute) {
+std::u16string DecodeComment(const platform::CRYPT_ATTRIBUTE& attribute) {
     std::string digits;
     for (const auto& value : attribute.rgValue) {
-        const std::string_view text = AsText(value);
+        const std::string_view text = platform::AsText(value);
         digits += text.substr(0, text.find('\0'));
     }
     std::u16string comment;

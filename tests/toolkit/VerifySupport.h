@@ -1,10 +1,13 @@
 #pragma once
 // What the tests of verification share.
 
+#include <gtest/gtest.h>
+
 #include <filesystem>
 #include <string>
 
 #include "platform/Files.h"
+#include "platform/Messages.h"
 #include "toolkit/cms/MessageVerifier.h"
 #include "toolkit/cms/TextMessage.h"
 
@@ -16,6 +19,29 @@ struct Verdict {
     toolkit::cms::Findings findings;
     platform::Bytes content;  // what went out, valid or not
 };
+
+// The host's message service must come to the same verdict on every signer, whatever the message. Where the signer's
+// name is damaged one of the two may still recognise the certificate and the other not.
+inline void ExpectSameFromMessageService(platform::ByteSource& binary, const platform::Bytes* detachedContent,
+                                         const toolkit::cms::Findings& findings) {
+    const auto flags = detachedContent != nullptr ? platform::CMSG_DETACHED_FLAG : 0U;
+    const auto message = platform::CryptMsgOpenToDecode(platform::PKCS_7_ASN_ENCODING, flags);
+    const auto bytes = binary.Copy(0, static_cast<std::size_t>(binary.Size()));
+    const bool read = bytes && platform::CryptMsgUpdate(message, *bytes, true) &&
+                      (detachedContent == nullptr || platform::CryptMsgUpdate(message, *detachedContent, true));
+    if (!read) {
+        EXPECT_FALSE(findings.valid) << "refused by the message service: " << platform::GetLastError();
+        return;
+    }
+    for (std::size_t i = 0; i < findings.signers.size(); ++i) {
+        const auto signer = platform::CryptMsgGetAndVerifySigner(message, static_cast<std::uint32_t>(i),
+                                                                 {platform::CertOpenMessageStore(message)});
+        const bool bothFound = signer && signer->certificate && findings.signers[i].certificate;
+        if (!bothFound) continue;
+        EXPECT_EQ(signer->status == platform::ERROR_SUCCESS, findings.signers[i].passed)
+            << "signer " << i << ": " << signer->status;
+    }
+}
 
 inline Verdict Verify(platform::ByteView message, const toolkit::cms::VerifyOptions& options = {},
                       const platform::Bytes* detachedContent = nullptr) {
@@ -34,6 +60,7 @@ inline Verdict Verify(platform::ByteView message, const toolkit::cms::VerifyOpti
             return true;
         });
     }
+    ExpectSameFromMessageService(binary, detachedContent, verdict.findings);
     verdict.valid = verdict.findings.valid;
     verdict.log = log.Text();
     return verdict;

@@ -1,0 +1,121 @@
+// Messages that are written again: what was signed keeps its bytes, and other people's programs take the result.
+
+#include <algorithm>
+
+#include "platform/cms/SignedDataWriter.h"
+#include "tests/platform/MessageFixture.h"
+
+namespace {
+
+using namespace platform;
+using tests::Judge;
+using tests::Read;
+
+bool Holds(const Bytes& whole, ByteView part) {
+    return !part.empty() && std::search(whole.begin(), whole.end(), part.begin(), part.end()) != whole.end();
+}
+
+class MessageWriter : public tests::MessageFixture {
+  protected:
+    // The content in a certain form to be found again.
+    MessageWriter() : tests::MessageFixture(std::string(100'000, 'c') + "end") {}
+
+    void ExpectOpenSslVerifies(const Bytes& message, const std::vector<std::string>& more, int signers = 1) {
+        profile_.Write("written", AsText(message));
+        std::vector<std::string> command{"openssl", "cms",     "-verify", "-noverify",   "-binary", "-inform",    "DER",
+                                         "-in",     "written", "-out",    "content.out", "-signer", "signers.out"};
+        command.insert(command.end(), more.begin(), more.end());
+        Run(command);
+        EXPECT_EQ(File("content.out"), File("content"));
+        const std::string found = tests::ReadFile(profile_.Folder() / "signers.out");
+        int count = 0;
+        for (auto at = found.find("BEGIN CERT"); at != std::string::npos; at = found.find("BEGIN CERT", at + 1))
+            ++count;
+        EXPECT_EQ(count, signers);
+    }
+};
+
+TEST_F(MessageWriter, AnAttachedSignatureBecomesADetachedOneWithTheSameSignerInfo) {
+    MakeSigner("signer", tests::KeyType::rsa2048);
+    const std::vector<std::vector<std::string>> makers{{"-nodetach"},
+                                                       {"-nodetach", "-stream", "-keyid"},
+                                                       {"-nodetach", "-keyopt", "rsa_padding_mode:pss"},
+                                                       {"-nodetach", "-noattr", "-md", "sha1"},
+                                                       {"-nodetach", "-econtent_type", "1.2.3.4"}};
+    for (const auto& options : makers) {
+        SCOPED_TRACE(options.back());
+        const auto attached = Read(Sign(options));
+        CMSG_SIGNED_ENCODE_INFO info;
+        info.rgSigners.push_back(CryptMsgGetParam(attached, CMSG_CMS_SIGNER_INFO_PARAM).value());
+        const auto type = CryptMsgGetParam(attached, CMSG_INNER_CONTENT_TYPE_PARAM).value();
+        auto detached = CryptMsgOpenToEncode(tests::kMessageEncoding, CMSG_DETACHED_FLAG, CMSG_SIGNED, info, type);
+        ASSERT_TRUE(detached);
+        EXPECT_FALSE(CryptMsgGetParam(detached, CMSG_ENCODED_MESSAGE).has_value()) << "no content was given yet";
+        EXPECT_EQ(GetLastError(), CRYPT_E_MSG_ERROR);
+        ASSERT_TRUE(CryptMsgUpdate(detached, File("content"), true));
+        const auto written = CryptMsgGetParam(detached, CMSG_ENCODED_MESSAGE).value_or(Bytes{});
+        EXPECT_TRUE(Holds(written, info.rgSigners[0].Encoded));
+        EXPECT_LT(written.size(), 1500U) << "neither content nor certificates";
+        ExpectOpenSslVerifies(written, {"-content", "content", "-certfile", "signer.pem"});
+        const Bytes content = File("content");
+        EXPECT_EQ(Judge(Read(written, &content)).status, CRYPT_E_SIGNER_NOT_FOUND);
+
+        info.rgCertEncoded = {CryptMsgGetParam(attached, CMSG_CERT_PARAM, 0).value()};
+        auto again = CryptMsgOpenToEncode(tests::kMessageEncoding, 0, CMSG_SIGNED, info, type);
+        ASSERT_TRUE(CryptMsgUpdate(again, File("content"), true));
+        const auto whole = CryptMsgGetParam(again, CMSG_ENCODED_MESSAGE).value_or(Bytes{});
+        ExpectOpenSslVerifies(whole, {});
+        EXPECT_EQ(Judge(Read(whole)).status, ERROR_SUCCESS);
+    }
+}
+
+TEST_F(MessageWriter, WhatIsNoSignerIsRefused) {
+    const auto fails = [](const CMSG_SIGNED_ENCODE_INFO& info, std::uint32_t type, std::string_view inner) {
+        return CryptMsgOpenToEncode(tests::kMessageEncoding, 0, type, info, inner) ? ERROR_SUCCESS : GetLastError();
+    };
+    CMSG_SIGNED_ENCODE_INFO broken;
+    broken.rgSigners.emplace_back().Encoded = {tag::kSequence, 0};
+    EXPECT_EQ(fails(broken, CMSG_SIGNED, "1.2.3"), CRYPT_E_BAD_ENCODE);
+    EXPECT_EQ(fails({}, CMSG_SIGNED, "no number"), CRYPT_E_BAD_ENCODE);
+    EXPECT_EQ(fails({}, CMSG_ENVELOPED, "1.2.3"), CRYPT_E_UNEXPECTED_MSG_TYPE);
+}
+
+// The second signer's SignerInfo comes from a message of its own over the same content.
+TEST_F(MessageWriter, AFurtherSignerLeavesTheFirstOnesBytesAlone) {
+    MakeSigner("signer", tests::KeyType::rsa2048);
+    MakeSigner("second", tests::KeyType::p256);
+    for (const bool stream : {false, true}) {
+        std::vector<std::string> options{"-nodetach"};
+        if (stream) options.emplace_back("-stream");
+        const Bytes first = Sign(options);
+        const auto second = Read(Sign({"-nodetach", "-md", "sha1", "-keyid"}, "second"));
+        const auto read = Read(first);
+        const auto parts = CryptMsgGetSignedParts(read), added = CryptMsgGetSignedParts(second);
+        ASSERT_TRUE(parts && added);
+        MemorySource source(first);
+        auto joined = cms::PartsOf(source, parts->message);
+        ASSERT_TRUE(joined.has_value());
+        cms::AddSigner(*joined, added->signers.at(0));
+        cms::AddCertificate(*joined, CryptMsgGetParam(second, CMSG_CERT_PARAM, 0).value());
+        cms::AddCertificate(*joined, CryptMsgGetParam(read, CMSG_CERT_PARAM, 0).value());
+        Bytes written;
+        ASSERT_EQ(cms::WriteSignedData(*joined,
+                                       [&](ByteView piece) {
+                                           written.insert(written.end(), piece.begin(), piece.end());
+                                           return true;
+                                       }),
+                  cms::WriteOutcome::ok);
+        EXPECT_TRUE(Holds(written, parts->signers.at(0).encoded));
+        const auto& content = parts->message.encapContentInfo;
+        EXPECT_TRUE(Holds(written, ByteView(first).subspan(content.offset, content.end - content.offset)));
+        ExpectOpenSslVerifies(written, {}, 2);
+        const auto both = Read(written);
+        EXPECT_EQ(CryptMsgGetParam(both, CMSG_CERT_COUNT_PARAM), 2U) << "each certificate once";
+        EXPECT_EQ(Judge(both, 0).status, ERROR_SUCCESS);
+        EXPECT_EQ(Judge(both, 1).status, ERROR_SUCCESS);
+        EXPECT_EQ(CryptMsgGetParam(both, CMSG_CMS_SIGNER_INFO_PARAM, 1).value().dwVersion, 3U);
+        EXPECT_EQ(CryptMsgGetSignedParts(both).value().message.version, 3) << "as a signer of version 3 demands";
+    }
+}
+
+}  // namespace
