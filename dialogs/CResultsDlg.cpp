@@ -273,7 +273,8 @@ void CResultsDlg::Open() {
 
 // Beside the signature, unless that lies where nothing stays.
 void CResultsDlg::Save() {
-    const auto beside = fs::absolute(file_).parent_path();
+    std::error_code error;
+    const auto beside = fs::absolute(file_, error).parent_path();
     const auto folder = beside == WorkFolder() ? fs::path(QFile::encodeName(QDir::homePath()).toStdString()) : beside;
     const auto target = dialogs::AskSaveFile(QStringLiteral("Save as"), folder / content_.Path().filename());
     if (!target) return;

@@ -91,6 +91,7 @@ void OpenWithDesktop(const std::filesystem::path& file, QObject& receiver, Faile
 
 bool DesktopWouldRun(const std::filesystem::path& file) {
     const auto path = QFile::decodeName(file.c_str());
+    if (!QFileInfo(path).isFile()) return false;
     const QMimeDatabase types;
     const auto byName = types.mimeTypeForFile(path, QMimeDatabase::MatchExtension);
     const auto byContent = types.mimeTypeForFile(path, QMimeDatabase::MatchContent);

@@ -64,10 +64,11 @@ ProtectedContent::ProtectedContent(const fs::path& signFile, const fs::path& dat
     constexpr std::string_view mark = ".p7s";
     const auto lower = LowerAscii(signFile_.string());
     const auto at = lower.find(mark);
-    detached_ = at != std::string::npos;
+    const bool atEnd = lower.ends_with(mark);
+    detached_ = at != std::string::npos && !(atEnd && dataFile.empty());
     if (!detached_)
         path_ = workFolder / signFile_.stem();
-    else if (lower.ends_with(mark) && !dataFile.empty())
+    else if (atEnd)
         path_ = Absolute(dataFile);
     else
         path_ = signFile_.string().substr(0, at);

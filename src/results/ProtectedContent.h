@@ -11,8 +11,9 @@ class ProtectedContent {
     using Progress = std::function<void(std::uint64_t done, std::uint64_t total)>;
 
     // A signature counts as detached if its path holds ".p7s", in any letter case, wherever that is; what it signs lies
-    // at the path up to there. Where the path ends with it, a data file that was named goes before: it is the one that
-    // was judged. Any other content will lie in the work folder, under the signature's name less its last extension.
+    // at the path up to there. Where the path ends with it, who judged the file knows better: the data file that was
+    // named is the content, and with none the content is inside, whatever the name says. Any other content will lie in
+    // the work folder, under the signature's name less its last extension.
     ProtectedContent(const std::filesystem::path& signFile, const std::filesystem::path& dataFile,
                      const std::filesystem::path& workFolder);
 

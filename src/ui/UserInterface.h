@@ -59,7 +59,7 @@ struct FileQuestion {
 // The signatures of a file, and what the person wants to do with it next.
 struct ResultsQuestion {
     const verification::SignatureEntries& entries;
-    std::filesystem::path signFile, dataFile;  // the second one of a detached signature: what was judged with it
+    std::filesystem::path signFile, dataFile;  // the second: what a detached signature was judged with; else empty
     std::u16string encryptionText{};           // the algorithm of a file that was encrypted; else empty
 };
 enum class ResultsAction { none, addSignature, encrypt };

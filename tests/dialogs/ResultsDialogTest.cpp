@@ -176,7 +176,7 @@ TEST_F(ResultsDialog, SaysWhatAFileWithoutSignaturesIsAndPrintsNothingOfIt) {
         Photograph(shown, "results-none");
         QTest::keyClick(&shown, Qt::Key_Escape);
     });
-    CResultsDlg({none, "a.p7s", {}}).Show();
+    CResultsDlg({none, "a.p7s", "a"}).Show();
 
     const auto entries = OneOfEach();
     WhenShown([](QDialog& shown) {
@@ -190,7 +190,7 @@ TEST_F(ResultsDialog, SaysWhatAFileWithoutSignaturesIsAndPrintsNothingOfIt) {
         EXPECT_EQ(QApplication::activeModalWidget(), &shown) << "no details of what is no signature";
         QTest::keyClick(&shown, Qt::Key_Escape);
     });
-    CResultsDlg({entries, "a.p7s", {}, u"AES-256"}).Show();
+    CResultsDlg({entries, "a.p7s", "a", u"AES-256"}).Show();
 }
 
 TEST_F(ResultsDialog, OffersNoEditingOfAFileThatNobodyMayWrite) {
@@ -280,6 +280,24 @@ TEST_F(ResultsDialog, NeverHandsOutTheContentOfASignatureThatDoesNotHold) {
     EXPECT_FALSE(fs::exists(profile_.Folder() / "opened"));
 }
 
+TEST_F(ResultsDialog, AsksForAFileWithButtonsInItsOwnLanguage) {
+    const auto file = profile_.Write("original.txt", "x");
+    const auto answer = [&](bool accept) {
+        QTimer::singleShot(0, [&, accept] {
+            auto& files = dynamic_cast<QFileDialog&>(*QApplication::activeModalWidget());
+            EXPECT_EQ(files.windowTitle(), QStringLiteral("Посочете оригинален файл"));
+            EXPECT_EQ(files.labelText(QFileDialog::Accept), QStringLiteral("&Отвори"));
+            EXPECT_EQ(files.labelText(QFileDialog::Reject), QStringLiteral("Отказ"));
+            files.selectFile(QString::fromStdString(file.string()));
+            Photograph(files, "open-file");
+            QMetaObject::invokeMethod(&files, accept ? "accept" : "reject");
+        });
+        return dialogs::QtInterface().AskOpenFile({u"Посочете оригинален файл"});
+    };
+    EXPECT_EQ(answer(true), file);
+    EXPECT_EQ(answer(false), std::nullopt);
+}
+
 TEST_F(ResultsDialog, SavesTheContentOrADetachedSignaturesData) {
     const auto entries = OneOfEach();
     const auto attached = Signed("in/a.txt.p7m", "attached");
@@ -292,7 +310,7 @@ TEST_F(ResultsDialog, SavesTheContentOrADetachedSignaturesData) {
     };
     for (const auto& [sign, file, name, saved] :
          {Case{attached, {}, "a.txt", "attached"}, Case{detached, data, "b.txt", "detached"},
-          Case{detached, {}, "b.txt", "detached"}, Case{detached, chosen, "original.txt", "chosen"}}) {
+          Case{detached, chosen, "original.txt", "chosen"}}) {
         const auto target = profile_.Write("out/target", "old");
         WhenShown([&](QDialog& shown) {
             QTimer::singleShot(0, [&] {
@@ -347,7 +365,7 @@ TEST_F(ResultsDialog, RefusesToOpenWhatADesktopWouldRunAndTellsWhyAFileIsNotOpen
         EXPECT_EQ(NextBox([&] { Control<QPushButton>(shown, "192").click(); }), kNotOpened) << "no such file";
         shown.reject();
     });
-    CResultsDlg({entries, profile_.Folder() / "gone.txt.p7s", {}}).Show();
+    CResultsDlg({entries, "gone.txt.p7s", "gone.txt"}).Show();
 }
 
 TEST_F(ResultsDialog, ShowsTheSignersCertificateAndDetails) {
@@ -387,10 +405,17 @@ TEST_F(ResultsDialog, ShowsTheSignersCertificateAndDetails) {
         QTimer::singleShot(0, look);
         QTest::keyClick(&tree, Qt::Key_Return, Qt::AltModifier);
         EXPECT_EQ(names, std::vector<std::string>(2, "Стоян Колев"));
-        EXPECT_EQ(tree.contextMenuPolicy(), Qt::ActionsContextMenu);
+        QTimer::singleShot(0, [&] {
+            auto* const menu = QApplication::activePopupWidget();
+            ASSERT_NE(menu, nullptr);
+            EXPECT_EQ(menu->actions().value(0)->text(), QStringLiteral("&Детайли"));
+            menu->close();
+        });
+        QContextMenuEvent key(QContextMenuEvent::Keyboard, tree.rect().center(), tree.mapToGlobal(QPoint()));
+        QApplication::sendEvent(&tree, &key);
         Control<QPushButton>(shown, "1").click();
     });
-    CResultsDlg({entries, "a.p7s", {}}).Show();
+    CResultsDlg({entries, "a.p7s", "a"}).Show();
 }
 
 TEST_F(ResultsDialog, HoldsThirtySignersWithLongNamesThatStayTextOnOneLine) {

@@ -80,7 +80,8 @@ TEST(Results, TheContentOfASignatureLiesBesideItOrInTheWorkFolder) {
     };
     for (const auto& [sign, data, detached, content] :
          {Case{"/d/a.txt.p7m", "", false, "/work/a.txt"}, Case{"/d/a.txt.P7M", "/d/a.txt", false, "/work/a.txt"},
-          Case{"/d/a.txt.p7s", "", true, "/d/a.txt"}, Case{"/d/a.txt.P7S", "/e/b", true, "/e/b"},
+          Case{"/d/a.txt.p7s", "/d/a.txt", true, "/d/a.txt"}, Case{"/d/a.txt.P7S", "/e/b", true, "/e/b"},
+          Case{"/d/attached.txt.p7s", "", false, "/work/attached.txt"},
           Case{"/d/name.p7s.txt", "/d/name.p7s", true, "/d/name"},
           Case{"/d/a.tar.gz.sig", "", false, "/work/a.tar.gz"}}) {
         const results::ProtectedContent file(sign, data, "/work");
