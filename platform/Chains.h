@@ -85,8 +85,8 @@ ErrorCode CertVerifyCertificateChainPolicy(const ChainContext& chain);
 // (ERROR_INVALID_PARAMETER).
 std::vector<CertificateContext> BuildIssuerPath(const CertificateContext& leaf);
 
-// Revocation of one certificate, found out as a chain does, here and over the network: 0, CRYPT_E_REVOKED,
-// CRYPT_E_NO_REVOCATION_CHECK or CRYPT_E_REVOCATION_OFFLINE.
+// Revocation of one certificate, found out as a chain does, here and over the network (20 s at most, for who asks this
+// goes on without an answer): 0, CRYPT_E_REVOKED, CRYPT_E_NO_REVOCATION_CHECK or CRYPT_E_REVOCATION_OFFLINE.
 ErrorCode CertVerifyRevocation(const CertificateContext& certificate);
 
 }  // namespace platform

@@ -18,6 +18,7 @@ std::filesystem::path GetTempPathW();
 // Folders of the user by the XDG base directory rules (absolute values only, $HOME as base); empty if there is no home.
 std::filesystem::path DataFolder();    // $XDG_DATA_HOME/norvik
 std::filesystem::path ConfigFolder();  // $XDG_CONFIG_HOME/norvik
+std::filesystem::path CacheFolder();   // $XDG_CACHE_HOME/norvik
 // What the machine's administrator decides: /etc/norvik, or $NORVIK_MACHINE_DIR for a process without special rights.
 std::filesystem::path MachineFolder();
 

@@ -129,16 +129,40 @@ bool ChainSources::OpenNextTier(bool incomplete) {
 }
 
 const std::vector<CertificateContext>& ChainSources::IssuersOf(const CertificateContext& certificate) {
-    const auto [entry, isNew] = foundIssuers_.try_emplace(std::string(AsText(certificate.Info().Issuer)));
+    return Find(certificate.Info().Issuer, [&] { return certificate.Backend()->decoded->CanonicalIssuer(); });
+}
+
+const std::vector<CertificateContext>& ChainSources::CertificatesNamed(ByteView name) {
+    return Find(name, [&] { return CanonicalName(name); });
+}
+
+const std::vector<CertificateContext>& ChainSources::Find(ByteView name,
+                                                          const std::function<std::u16string()>& canonicalName) {
+    const auto [entry, isNew] = foundIssuers_.try_emplace(std::string(AsText(name)));
     std::vector<CertificateContext>& issuers = entry->second;
     if (!isNew) return issuers;
-    const std::u16string& wanted = certificate.Backend()->decoded->CanonicalIssuer();
+    const std::u16string wanted = canonicalName();
     for (const CertStore& store : issuers_) {
         for (CertificateContext& found : FindByCanonicalSubject(store, wanted)) {
             if (std::ranges::find(issuers, found) == issuers.end()) issuers.push_back(std::move(found));
         }
     }
     return issuers;
+}
+
+bool ChainSources::AddIntermediates(const std::vector<CertificateContext>& certificates) {
+    if (!added_) {
+        added_ = CertOpenMemoryStore();
+        issuers_.push_back(added_);
+    }
+    const std::size_t before = CertEnumCertificatesInStore(added_).size();
+    for (const CertificateContext& certificate : certificates) {
+        const auto& known = CertificatesNamed(certificate.Info().Subject);
+        if (std::ranges::find(known, certificate) == known.end())
+            CertAddCertificateContextToStore(added_, certificate, CERT_STORE_ADD_ALWAYS);
+    }
+    foundIssuers_.clear();
+    return CertEnumCertificatesInStore(added_).size() > before;
 }
 
 bool ChainSources::IsTrusted(const CertificateContext& certificate) const {

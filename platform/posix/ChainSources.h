@@ -27,6 +27,10 @@ class ChainSources {
 
     // Certificates named as this one's issuer, each once, wherever they lie. The signature is not looked at.
     [[nodiscard]] const std::vector<CertificateContext>& IssuersOf(const CertificateContext& certificate);
+    // The same for a Name in DER.
+    [[nodiscard]] const std::vector<CertificateContext>& CertificatesNamed(ByteView name);
+    // For this question, as intermediates. False if all of them were known.
+    bool AddIntermediates(const std::vector<CertificateContext>& certificates);
     [[nodiscard]] bool IsTrusted(const CertificateContext& certificate) const;
     // By issuer, serial number and key: the same certificate with a signature value written in another way stays
     // distrusted, and a root that was issued anew under its old number does not become so.
@@ -44,10 +48,12 @@ class ChainSources {
     void AddOwnStores(const CertificateContext& leaf, const CertStore& additional);
     void AddHostTiers(bool rootsAreTrusted);
     void AddFolders(std::u16string_view name, std::vector<CertStore>& stores);
+    const std::vector<CertificateContext>& Find(ByteView name, const std::function<std::u16string()>& canonicalName);
 
     // Most machines have none: one question instead of one for each store.
     const bool machineHasStores_ = HasStores(StoreLocation::localMachine);
     std::vector<CertStore> issuers_, roots_, distrusted_, crlStores_;
+    CertStore added_;                                                      // among the issuers, once there are any
     std::map<std::u16string, std::vector<CertStore>> folders_;             // opened already, by name
     std::vector<Tier> tiers_;                                              // those that are not open yet
     std::map<std::string, std::vector<CertificateContext>> foundIssuers_;  // by the name in DER

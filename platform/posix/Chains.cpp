@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "platform/System.h"
+#include "platform/posix/IssuerSearch.h"
 #include "platform/posix/PathJudge.h"
 #include "platform/posix/RevocationService.h"
 
@@ -52,11 +53,13 @@ bool IsBetter(const JudgedPath& a, const JudgedPath& b) {
     return EncodingsLess(a.chain, b.chain);
 }
 
-// What a question is asked with. Without a service nobody asks for revocation.
+// What a question is asked with. Without a service nobody asks for revocation, without a search stores alone know
+// issuers.
 struct Asking {
     posix::Judgement judgement;
     ChainSources& sources;
     posix::RevocationService* revocation = nullptr;
+    posix::IssuerSearch* search = nullptr;
 };
 
 const JudgedPath& BestOf(const std::vector<JudgedPath>& paths) {
@@ -94,7 +97,10 @@ JudgedPath BestPath(const CertificateContext& leaf, const Asking& asking) {
         std::vector<JudgedPath> paths = JudgeAll(leaf, asking);
         if (asking.revocation) AskNetwork(paths, *asking.revocation);
         const JudgedPath& best = BestOf(paths);
-        if (best.IsGood() || !asking.sources.OpenNextTier(!best.path.IsComplete())) return best;
+        if (best.IsGood()) return best;
+        if (asking.sources.OpenNextTier(!best.path.IsComplete())) continue;
+        const bool mayFind = asking.search && !best.path.IsComplete() && !best.path.cyclic;
+        if (!mayFind || !asking.search->FindIssuerOf(best.path.elements.back())) return best;
     }
 }
 
@@ -111,7 +117,9 @@ std::optional<ChainContext> CertGetCertificateChain(const CertificateContext& ce
     posix::Exchanges exchanges(parameters.network);
     posix::RevocationService revocation(at, sources, exchanges);
     const bool asks = (parameters.flags & CERT_CHAIN_REVOCATION_CHECK_CHAIN) != 0;
-    return BestPath(certificate, {{at, parameters.requestedUsage}, sources, asks ? &revocation : nullptr}).chain;
+    posix::IssuerSearch search(sources, exchanges);
+    return BestPath(certificate, {{at, parameters.requestedUsage}, sources, asks ? &revocation : nullptr, &search})
+        .chain;
 }
 
 std::vector<CertificateContext> BuildIssuerPath(const CertificateContext& leaf) {
@@ -127,9 +135,10 @@ ErrorCode CertVerifyRevocation(const CertificateContext& certificate) {
     if (!certificate) return ERROR_INVALID_PARAMETER;
     const FILETIME now = GetSystemTimeAsFileTime();
     ChainSources sources(certificate, {});
-    posix::Exchanges exchanges({});
+    posix::Exchanges exchanges({.allExchanges = std::chrono::seconds(20)});
     posix::RevocationService revocation(now, sources, exchanges);
-    const JudgedPath best = BestPath(certificate, {{now, {}}, sources});
+    posix::IssuerSearch search(sources, exchanges);
+    const JudgedPath best = BestPath(certificate, {{now, {}}, sources, nullptr, &search});
     const auto reach = best.EndsTrusted() ? posix::Reach::network : posix::Reach::here;
     const posix::RevocationFinding finding = revocation.Of(best.path, 0, reach);
     switch (finding.status) {

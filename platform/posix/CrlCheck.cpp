@@ -3,14 +3,13 @@
 #include <algorithm>
 #include <array>
 
-#include "platform/posix/CrlFacts.h"
+#include "platform/posix/CrlScope.h"
 #include "platform/posix/PathBuilder.h"
 #include "platform/posix/SignatureFacts.h"
 
 namespace platform::posix {
 namespace {
 
-using DistPointsPtr = Owned<CRL_DIST_POINTS, CRL_DIST_POINTS_free>;
 using EnumeratedPtr = Owned<ASN1_ENUMERATED, ASN1_ENUMERATED_free>;
 
 bool MaySignCrls(const CertificateContext& signer) {
@@ -40,26 +39,33 @@ class Signers {
             return MaySignCrls(signer) && facts.IsSignedBy(crl, signer);
         };
         if (path_.size() < 2) return false;
-        if (signs(path_[1])) return true;
+        if (IsNamed(path_[1], crl) && signs(path_[1])) return true;
         if (believed_ == Believed::issuerAlone) return false;
         for (const CertificateContext& above : path_.subspan(2)) {
-            if (IsIssuerName(path_[0], above) && signs(above)) return true;
+            if (IsNamed(above, crl) && signs(above)) return true;
         }
-        for (const CertificateContext& other : sources_.IssuersOf(path_[0])) {
-            if (signs(other) && IsVouchedFor(other)) return true;
+        for (const CertificateContext& other : sources_.CertificatesNamed(crl.Issuer())) {
+            if (signs(other) && IsVouchedFor(other, IsNamed(path_[1], crl) ? 2 : path_.size())) return true;
         }
         return false;
     }
 
   private:
-    // Signed by the issuer itself or by who signed the issuer. Without key usage it must be a certification authority:
-    // a person who happens to bear the name must not sign for it.
-    bool IsVouchedFor(const CertificateContext& signer) {
+    static bool IsNamed(const CertificateContext& signer, const CrlContext& crl) {
+        if (std::ranges::equal(signer.Info().Subject, crl.Issuer())) return true;
+        X509* native = NativeOf(signer);
+        return native && X509_NAME_cmp(X509_get_subject_name(native), X509_CRL_get_issuer(NativeOf(crl))) == 0;
+    }
+
+    // Signed by one of so many authorities of this path, from the issuer upwards: under the issuer's own name only by
+    // itself or by who signed it. Without key usage it must be a certification authority: a person who happens to bear
+    // the name must not sign for it.
+    bool IsVouchedFor(const CertificateContext& signer, std::size_t reach) {
         if (CertVerifyTimeValidity(at_, signer) != 0 || sources_.IsDistrusted(signer)) return false;
         const bool hasUsage = (X509_get_extension_flags(NativeOf(signer)) & EXFLAG_KUSAGE) != 0;
         if (!hasUsage && !IsCertificationAuthority(signer)) return false;
         if (sources_.IsTrusted(signer)) return true;
-        return std::ranges::any_of(path_.subspan(1, std::min<std::size_t>(2, path_.size() - 1)),
+        return std::ranges::any_of(path_.subspan(1, std::min(reach, path_.size() - 1)),
                                    [&](const CertificateContext& above) { return Vouches(above, signer); });
     }
 
@@ -75,68 +81,16 @@ class Signers {
     Believed believed_;
 };
 
-// --- Which part of an authority's certificates a CRL covers ---
-
-bool SharesName(const DIST_POINT_NAME& a, const DIST_POINT_NAME& b) {
-    if (a.type == 0 && b.type == 0) {
-        for (int i = 0; i < sk_GENERAL_NAME_num(a.name.fullname); ++i) {
-            for (int j = 0; j < sk_GENERAL_NAME_num(b.name.fullname); ++j) {
-                if (GENERAL_NAME_cmp(sk_GENERAL_NAME_value(a.name.fullname, i),
-                                     sk_GENERAL_NAME_value(b.name.fullname, j)) == 0)
-                    return true;
-            }
-        }
-    }
-    return false;  // a name relative to the issuer matches nothing: nobody writes them, and to miss one only says
-                   // unknown
-}
-
-// The certificate's own distribution points (null: it has none).
-DistPointsPtr DistributionPointsOf(const CertificateContext& certificate) {
-    return DistPointsPtr(static_cast<CRL_DIST_POINTS*>(
-        X509_get_ext_d2i(NativeOf(certificate), NID_crl_distribution_points, nullptr, nullptr)));
-}
-
-bool IsForDistributionPoint(const CertificateContext& certificate, const DIST_POINT_NAME& covered) {
-    const DistPointsPtr points = DistributionPointsOf(certificate);
-    for (int i = 0; i < sk_DIST_POINT_num(points.get()); ++i) {
-        const DIST_POINT* point = sk_DIST_POINT_value(points.get(), i);
-        if (point->distpoint && SharesName(*point->distpoint, covered)) return true;
-    }
-    return false;
-}
-
-bool IsInScope(const CertificateContext& certificate, const CrlFacts& facts) {
-    const ISSUING_DIST_POINT* distribution = facts.distribution.get();
-    if (!distribution) return true;
-    if (distribution->onlyattr > 0) return false;
-    const bool isAuthority = IsCertificationAuthority(certificate);
-    if (distribution->onlyCA > 0 && !isAuthority) return false;
-    // A certificate too old to say whether it is an authority belongs to neither part.
-    const bool isUser = !isAuthority && certificate.Info().dwVersion >= 2;
-    if (distribution->onlyuser > 0 && !isUser) return false;
-    return !distribution->distpoint || IsForDistributionPoint(certificate, *distribution->distpoint);
-}
-
-// Every distribution point of the certificate names another CRL issuer: its own issuer's CRL says nothing of it.
-bool IsCoveredElsewhere(const CertificateContext& certificate) {
-    const DistPointsPtr points = DistributionPointsOf(certificate);
-    const int count = sk_DIST_POINT_num(points.get());
-    for (int i = 0; i < count; ++i) {
-        if (!sk_DIST_POINT_value(points.get(), i)->CRLissuer) return false;
-    }
-    return count > 0;
-}
-
 // --- What it says ---
 
-enum class Entry { none, held, revoked };
+enum class Entry { none, removed, held, revoked };
 
+// Of an indirect CRL, the entry counts that names the certificate's issuer.
 Entry EntryOf(const CertificateContext& certificate, const CrlContext& crl, FILETIME at, bool isCurrent) {
     X509_REVOKED* entry = nullptr;
-    const ASN1_INTEGER* serial = X509_get0_serialNumber(NativeOf(certificate));
-    const int found = X509_CRL_get0_by_serial(NativeOf(crl), &entry, const_cast<ASN1_INTEGER*>(serial));
-    if (found != 1) return Entry::none;  // 2: taken off the list again
+    const int found = X509_CRL_get0_by_cert(NativeOf(crl), &entry, NativeOf(certificate));
+    if (found == 2) return Entry::removed;  // taken off the list again
+    if (found != 1) return Entry::none;
     const EnumeratedPtr reason(
         static_cast<ASN1_ENUMERATED*>(X509_REVOKED_get_ext_d2i(entry, NID_crl_reason, nullptr, nullptr)));
     if (reason && ASN1_ENUMERATED_get(reason.get()) == CRL_REASON_CERTIFICATE_HOLD) return Entry::held;
@@ -146,33 +100,65 @@ Entry EntryOf(const CertificateContext& certificate, const CrlContext& crl, FILE
 }
 
 struct Statement {
+    CrlContext crl;
+    std::shared_ptr<const CrlFacts> facts;
     Entry entry = Entry::none;
     bool current = false;
-    bool whole = false;  // may also clear
+    ReasonSet reasons = 0;  // that it may clear of
     FILETIME thisUpdate = 0;
+
+    [[nodiscard]] bool IsListed() const { return entry == Entry::held || entry == Entry::revoked; }
+    [[nodiscard]] bool MayClear() const { return current && !facts->IsDelta(); }
 };
 
-RevocationStatus Conclude(const std::vector<Statement>& statements) {
-    FILETIME newest = 0;
-    bool anybodyTells = false;
-    for (const Statement& statement : statements) {
-        if (!statement.current || !statement.whole) continue;
-        anybodyTells = true;
-        newest = std::max(newest, statement.thisUpdate);
-    }
-    for (const Statement& statement : statements) {
-        if (statement.entry == Entry::none) continue;
-        if (statement.current && statement.thisUpdate >= newest) return RevocationStatus::revoked;
-        if (!anybodyTells && statement.entry == Entry::revoked) return RevocationStatus::revoked;
-    }
-    return anybodyTells ? RevocationStatus::good : RevocationStatus::unknown;
+bool HasSameScope(const CrlContext& a, const CrlContext& b) {
+    const auto scope = [](const CrlContext& crl) -> Bytes {
+        X509_CRL* native = NativeOf(crl);
+        const int at = X509_CRL_get_ext_by_NID(native, NID_issuing_distribution_point, -1);
+        if (at < 0) return {};
+        const ASN1_OCTET_STRING* value = X509_EXTENSION_get_data(X509_CRL_get_ext(native, at));
+        return {ASN1_STRING_get0_data(value), ASN1_STRING_get0_data(value) + ASN1_STRING_length(value)};
+    };
+    return X509_NAME_cmp(X509_CRL_get_issuer(NativeOf(a)), X509_CRL_get_issuer(NativeOf(b))) == 0 &&
+           scope(a) == scope(b);
 }
 
-bool IsFromIssuerOf(const CertificateContext& certificate, const CrlContext& crl) {
-    const CERT_INFO& info = certificate.Info();
-    if (std::ranges::equal(info.Issuer, crl.Issuer())) return true;
-    X509_CRL* native = NativeOf(crl);
-    return native && X509_NAME_cmp(X509_get_issuer_name(NativeOf(certificate)), X509_CRL_get_issuer(native)) == 0;
+// RFC 5280, 5.2.4: the delta continues this CRL, or one before it.
+bool Continues(const Statement& delta, const Statement& base) {
+    if (!delta.current || !delta.facts->IsDelta() || !base.MayClear()) return false;
+    const CrlFacts &of = *delta.facts, &at = *base.facts;
+    return of.number && at.number && ASN1_INTEGER_cmp(at.number.get(), of.baseNumber.get()) >= 0 &&
+           ASN1_INTEGER_cmp(at.number.get(), of.number.get()) < 0 && HasSameScope(delta.crl, base.crl);
+}
+
+// A hold that a delta has ended is gone from the CRL that it continues. Other entries of deltas speak for themselves.
+void ApplyDeltas(std::vector<Statement>& statements) {
+    for (Statement& base : statements) {
+        const Statement* newest = nullptr;
+        for (const Statement& delta : statements) {
+            if (Continues(delta, base) && (!newest || newest->thisUpdate < delta.thisUpdate)) newest = &delta;
+        }
+        if (newest && newest->entry == Entry::removed && base.entry == Entry::held) base.entry = Entry::removed;
+    }
+}
+
+RevocationStatus Conclude(const std::vector<Statement>& statements) {
+    ReasonSet told = 0;
+    for (const Statement& statement : statements) {
+        if (statement.MayClear()) told |= statement.reasons;
+    }
+    const auto isOverruled = [&](const Statement& listing) {
+        return std::ranges::any_of(statements, [&](const Statement& other) {
+            return other.MayClear() && other.thisUpdate > listing.thisUpdate && !other.IsListed() &&
+                   (other.reasons & listing.facts->reasons) == listing.facts->reasons;
+        });
+    };
+    for (const Statement& statement : statements) {
+        if (!statement.IsListed()) continue;
+        if (statement.current && !isOverruled(statement)) return RevocationStatus::revoked;
+        if (told != kAllReasons && statement.entry == Entry::revoked) return RevocationStatus::revoked;
+    }
+    return told == kAllReasons ? RevocationStatus::good : RevocationStatus::unknown;
 }
 
 RevocationStatus Check(std::span<const CertificateContext> path, FILETIME at, ChainSources& sources,
@@ -180,22 +166,22 @@ RevocationStatus Check(std::span<const CertificateContext> path, FILETIME at, Ch
     const CertificateContext& certificate = path.front();
     if (!NativeOf(certificate)) return RevocationStatus::unknown;
     Signers signers(path, at, sources, believed);
+    const DistributionPoints points(certificate);
     std::vector<Statement> statements;
-    std::optional<bool> coveredElsewhere;
     for (const CrlContext& crl : sources.Crls()) {
-        if (!IsFromIssuerOf(certificate, crl)) continue;
-        const auto facts = FactsOf(crl);
-        if (!facts->usable || !IsInScope(certificate, *facts) || !signers.Signed(crl, *facts)) continue;
-        if (!coveredElsewhere) coveredElsewhere = IsCoveredElsewhere(certificate);
+        if (!points.MayBeIn(crl)) continue;
+        auto facts = FactsOf(crl);
+        if (!facts->usable || !points.MayComeFrom(crl, *facts)) continue;
+        const auto reasons = points.CoveredBy(crl, *facts);
+        if (!reasons || !signers.Signed(crl, *facts)) continue;
 
-        Statement statement;
-        statement.thisUpdate = facts->thisUpdate;
-        statement.current = facts->IsCurrentAt(at);
-        const bool someReasons = facts->distribution && facts->distribution->onlysomereasons;
-        statement.whole = !facts->delta && !someReasons && !*coveredElsewhere;
+        Statement statement{.crl = crl, .facts = std::move(facts), .reasons = *reasons};
+        statement.thisUpdate = statement.facts->thisUpdate;
+        statement.current = statement.facts->IsCurrentAt(at);
         statement.entry = EntryOf(certificate, crl, at, statement.current);
-        statements.push_back(statement);
+        statements.push_back(std::move(statement));
     }
+    ApplyDeltas(statements);
     return Conclude(statements);
 }
 
@@ -206,9 +192,9 @@ RevocationStatus CheckCrls(std::span<const CertificateContext> path, FILETIME at
 }
 
 bool IsCredible(const CrlContext& crl, std::span<const CertificateContext> path, FILETIME at, ChainSources& sources) {
-    if (!NativeOf(path.front()) || !IsFromIssuerOf(path.front(), crl)) return false;
+    if (!NativeOf(path.front())) return false;
     const auto facts = FactsOf(crl);
-    return facts->usable && facts->IsCurrentAt(at) &&
+    return facts->usable && facts->IsCurrentAt(at) && DistributionPoints(path.front()).MayComeFrom(crl, *facts) &&
            Signers(path, at, sources, Believed::alsoItsOtherKeys).Signed(crl, *facts);
 }
 

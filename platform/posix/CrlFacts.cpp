@@ -8,7 +8,7 @@
 namespace platform::posix {
 namespace {
 
-constexpr std::size_t kMaxTable = 128;
+constexpr std::size_t kMaxTable = 1024;
 constexpr std::size_t kMaxSigners = 16;
 constexpr FILETIME kWeek = 7 * 86'400 * kFileTimeUnitsPerSecond;
 
@@ -24,10 +24,9 @@ bool IsKnownCriticalExtension(const X509_EXTENSION* extension) {
     }
 }
 
-// certificateIssuer is not among them: it belongs to indirect CRLs.
-bool IsKnownCriticalEntryExtension(const X509_EXTENSION* extension) {
+bool IsKnownCriticalEntryExtension(const X509_EXTENSION* extension, bool isIndirect) {
     const int nid = OBJ_obj2nid(X509_EXTENSION_get_object(const_cast<X509_EXTENSION*>(extension)));
-    return nid == NID_crl_reason || nid == NID_invalidity_date;
+    return nid == NID_crl_reason || nid == NID_invalidity_date || (isIndirect && nid == NID_certificate_issuer);
 }
 
 bool HasOnlyKnownExtensions(X509_CRL* crl) {
@@ -39,7 +38,7 @@ bool HasOnlyKnownExtensions(X509_CRL* crl) {
 }
 
 // RFC 5280, 5.3: an unknown critical entry extension bars the whole CRL, not the entry alone.
-bool HasOnlyKnownEntries(X509_CRL* crl, bool mayHaveExtensions) {
+bool HasOnlyKnownEntries(X509_CRL* crl, bool mayHaveExtensions, bool isIndirect) {
     STACK_OF(X509_REVOKED)* entries = X509_CRL_get_REVOKED(crl);
     for (int i = 0; i < sk_X509_REVOKED_num(entries); ++i) {
         const X509_REVOKED* entry = sk_X509_REVOKED_value(entries, i);
@@ -47,7 +46,8 @@ bool HasOnlyKnownEntries(X509_CRL* crl, bool mayHaveExtensions) {
         if (count > 0 && !mayHaveExtensions) return false;
         for (int j = 0; j < count; ++j) {
             const X509_EXTENSION* extension = X509_REVOKED_get_ext(entry, j);
-            if (X509_EXTENSION_get_critical(extension) && !IsKnownCriticalEntryExtension(extension)) return false;
+            if (X509_EXTENSION_get_critical(extension) && !IsKnownCriticalEntryExtension(extension, isIndirect))
+                return false;
         }
         if (!FileTimeOf(X509_REVOKED_get0_revocationDate(entry))) return false;
     }
@@ -74,10 +74,18 @@ bool ReadDistribution(X509_CRL* crl, IssuingDistPointPtr& distribution) {
     distribution.reset(static_cast<ISSUING_DIST_POINT*>(
         X509_CRL_get_ext_d2i(crl, NID_issuing_distribution_point, &critical, nullptr)));
     if (!distribution) return critical == -1;
+    if (distribution->distpoint) DIST_POINT_set_dpname(distribution->distpoint, X509_CRL_get_issuer(crl));
     const int kinds = (distribution->onlyuser > 0) + (distribution->onlyCA > 0) + (distribution->onlyattr > 0);
     const bool isEmpty =
         !distribution->distpoint && !distribution->onlysomereasons && distribution->indirectCRL <= 0 && kinds == 0;
     return kinds <= 1 && !isEmpty;
+}
+
+// False if it does not decode or stands twice.
+bool ReadNumber(X509_CRL* crl, int nid, IntegerPtr& number) {
+    int critical = 0;
+    number.reset(static_cast<ASN1_INTEGER*>(X509_CRL_get_ext_d2i(crl, nid, &critical, nullptr)));
+    return number || critical == -1;
 }
 
 bool Read(X509_CRL* crl, CrlFacts& facts) {
@@ -85,10 +93,14 @@ bool Read(X509_CRL* crl, CrlFacts& facts) {
     const bool isV2 = version == X509_CRL_VERSION_2;
     if (version != X509_CRL_VERSION_1 && !isV2) return false;
     if (!isV2 && X509_CRL_get_ext_count(crl) > 0) return false;
-    if (!HasOnlyKnownExtensions(crl) || !HasOnlyKnownEntries(crl, isV2)) return false;
     if (!ReadDistribution(crl, facts.distribution)) return false;
-    if (facts.distribution && facts.distribution->indirectCRL > 0) return false;
-    facts.delta = X509_CRL_get_ext_by_NID(crl, NID_delta_crl, -1) >= 0;
+    if (facts.distribution) {
+        facts.indirect = facts.distribution->indirectCRL > 0;
+        facts.reasons = ReasonsOf(facts.distribution->onlysomereasons);
+    }
+    if (!HasOnlyKnownExtensions(crl) || !HasOnlyKnownEntries(crl, isV2, facts.indirect)) return false;
+    if (!ReadNumber(crl, NID_crl_number, facts.number) || !ReadNumber(crl, NID_delta_crl, facts.baseNumber))
+        return false;
 
     const auto thisUpdate = FileTimeOf(X509_CRL_get0_lastUpdate(crl));
     if (!thisUpdate) return false;
@@ -98,6 +110,7 @@ bool Read(X509_CRL* crl, CrlFacts& facts) {
         const auto until = FileTimeOf(nextUpdate);
         if (!until) return false;
         facts.goodUntil = *until;
+        facts.hasEnd = true;
     }
     return true;
 }
@@ -144,6 +157,15 @@ bool CrlFacts::IsSignedBy(const CrlContext& crl, const CertificateContext& issue
     if (signedBy_.size() >= kMaxSigners) signedBy_.clear();
     signedBy_[keyInfo] = isSigned;
     return isSigned;
+}
+
+ReasonSet ReasonsOf(const ASN1_BIT_STRING* flags) {
+    if (!flags) return kAllReasons;
+    ReasonSet reasons = 0;
+    for (int bit = 1; bit <= 8; ++bit) {
+        if (ASN1_BIT_STRING_get_bit(flags, bit)) reasons |= ReasonSet{1} << bit;
+    }
+    return reasons;
 }
 
 std::shared_ptr<const CrlFacts> FactsOf(const CrlContext& crl) {

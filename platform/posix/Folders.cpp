@@ -85,6 +85,10 @@ std::filesystem::path ConfigFolder() {
     return UserFolder("XDG_CONFIG_HOME", ".config");
 }
 
+std::filesystem::path CacheFolder() {
+    return UserFolder("XDG_CACHE_HOME", ".cache");
+}
+
 std::filesystem::path MachineFolder() {
     const auto chosen = FolderFromEnvironment("NORVIK_MACHINE_DIR");
     return chosen.empty() ? "/etc/norvik" : chosen;

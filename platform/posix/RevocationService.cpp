@@ -5,6 +5,7 @@
 #include "platform/System.h"
 #include "platform/posix/Addresses.h"
 #include "platform/posix/CertificateFile.h"
+#include "platform/posix/CrlFacts.h"
 
 namespace platform::posix {
 namespace {
@@ -48,6 +49,10 @@ struct RevocationService::Inquiry {
     bool named = false;     // somebody is there to be asked
     bool answered = false;  // and gave a credible answer, be it that nothing is known
 
+    void Answer(RevocationStatus told) {
+        answered = true;
+        status = told;
+    }
     [[nodiscard]] bool IsOver() const { return status != RevocationStatus::unknown; }
 };
 
@@ -65,59 +70,74 @@ void RevocationService::AskResponders(Path path, Inquiry& inquiry) {
     const OcspQuestion question(path);
     if (!question) return;
     inquiry.named = true;
-    if (const auto known = answers_.find(question.Key()); known != answers_.end()) {
-        inquiry.answered = true;
-        inquiry.status = known->second;
-        return;
+    if (!isPresent_) return;
+    if (const auto known = answers_.find(question.Key()); known != answers_.end()) return inquiry.Answer(known->second);
+
+    const KeptAnswer kept = FindKept(question);
+    if (kept.credible && !kept.old) inquiry.Answer(kept.status);
+    for (std::size_t i = 0; i < addresses.size() && !inquiry.IsOver(); ++i) {
+        if (const auto answer = FetchAnswer(question, addresses[i])) inquiry.Answer(answer->status);
     }
-    for (const std::string& url : addresses) {
-        const auto answer = FetchAnswer(question, url);
-        if (!answer) continue;
-        inquiry.answered = true;
-        inquiry.status = answer->status;
-        answers_[question.Key()] = answer->status;
-        if (inquiry.IsOver()) return;
-    }
+    if (!inquiry.answered && kept.credible) inquiry.Answer(kept.status);
+    if (inquiry.answered) answers_[question.Key()] = inquiry.status;
+}
+
+RevocationService::KeptAnswer RevocationService::FindKept(const OcspQuestion& question) const {
+    const auto kept = cache_.Find(AnswerCache::Kind::ocsp, question.Key());
+    if (!kept) return {};
+    const auto answer = question.Judge(kept->bytes, OcspQuestion::Nonce::ignore, at_, sources_);
+    if (answer) return {.credible = true, .old = kept->old, .status = answer->status};
+    cache_.Drop(AnswerCache::Kind::ocsp, question.Key());
+    return {};
 }
 
 std::optional<OcspAnswer> RevocationService::FetchAnswer(const OcspQuestion& question, const std::string& url) {
-    if (!isPresent_) return std::nullopt;
     const auto body = exchanges_.Post(url, "application/ocsp-request", question.Request(), "application/ocsp-response",
                                       kLargestAnswer);
     if (!body) return std::nullopt;
     const auto answer = question.Judge(*body, OcspQuestion::Nonce::compare, at_, sources_);
     if (!answer) LogHost("The answer of " + url + " is not a credible one about the certificate.");
+    // Without an end the responder says that it always has newer ones.
+    if (answer && answer->nextUpdate && answer->status != RevocationStatus::unknown)
+        cache_.Keep(AnswerCache::Kind::ocsp, question.Key(), *body);
     return answer;
 }
 
 void RevocationService::AskForCrls(Path path, Inquiry& inquiry) {
     for (const std::string& url : CrlAddresses(path.front())) {
         inquiry.named = true;
-        const std::optional<CrlContext>& crl = FetchCrl(url);
+        const auto crl = isPresent_ ? CrlAt(url, path) : std::nullopt;
         if (!crl) continue;
-        if (!IsCredible(*crl, path, at_, sources_)) {
-            LogHost("The CRL of " + url + " is not the current one of the certificate's issuer.");
-            continue;
-        }
-        inquiry.answered = true;
         sources_.AddCrl(*crl);
-        inquiry.status = CheckCrls(path, at_, sources_);
+        inquiry.Answer(CheckCrls(path, at_, sources_));
         if (inquiry.IsOver()) return;
     }
 }
 
-const std::optional<CrlContext>& RevocationService::FetchCrl(const std::string& url) {
-    const auto [entry, isNew] = fetchedCrls_.try_emplace(url);
-    if (!isNew || !isPresent_) return entry->second;
+// Empty if nobody answered, or with nothing credible.
+std::optional<CrlContext> RevocationService::CrlAt(const std::string& url, Path path) {
+    if (const auto known = crls_.find(url); known != crls_.end()) return known->second;
+    const auto kept = cache_.FindCrl(url);
+    const bool isCredible = kept && IsCredible(kept->crl, path, at_, sources_);
+    if (kept && !isCredible) cache_.Drop(AnswerCache::Kind::crl, url);
+    std::optional<CrlContext> crl;
+    if (isCredible && !kept->old) crl = kept->crl;
+    if (!crl) crl = FetchCrl(url, path);
+    if (!crl && isCredible) crl = kept->crl;
+    if (crl) crls_[url] = *crl;
+    return crl;
+}
+
+std::optional<CrlContext> RevocationService::FetchCrl(const std::string& url, Path path) {
     const auto body = exchanges_.Get(url, "application/pkix-crl, */*", kLargestCrl);
-    if (!body) return entry->second;
-    CertificateFile file = ReadCertificateFile(*body);
-    if (file.crls.size() == 1) {
-        entry->second = std::move(file.crls.front());
-    } else {
-        LogHost("What " + url + " answered is no CRL.");
+    if (!body) return std::nullopt;
+    const CertificateFile file = ReadCertificateFile(*body);
+    if (file.crls.size() != 1 || !IsCredible(file.crls.front(), path, at_, sources_)) {
+        LogHost("What " + url + " answered is not the current CRL of the certificate's issuer.");
+        return std::nullopt;
     }
-    return entry->second;
+    if (FactsOf(file.crls.front())->hasEnd) cache_.Keep(AnswerCache::Kind::crl, url, *body);
+    return file.crls.front();
 }
 
 void JudgeRevocation(const CandidatePath& path, ChainContext& chain, RevocationService& service, Reach reach) {

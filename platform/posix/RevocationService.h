@@ -3,6 +3,7 @@
 
 #include <map>
 
+#include "platform/posix/AnswerCache.h"
 #include "platform/posix/CrlCheck.h"
 #include "platform/posix/Exchanges.h"
 #include "platform/posix/Ocsp.h"
@@ -33,15 +34,22 @@ class RevocationService {
     struct Inquiry;
     void AskResponders(Path path, Inquiry& inquiry);
     void AskForCrls(Path path, Inquiry& inquiry);
+    struct KeptAnswer {
+        bool credible = false, old = false;
+        RevocationStatus status = RevocationStatus::unknown;
+    };
+    [[nodiscard]] KeptAnswer FindKept(const OcspQuestion& question) const;
     std::optional<OcspAnswer> FetchAnswer(const OcspQuestion& question, const std::string& url);
-    const std::optional<CrlContext>& FetchCrl(const std::string& url);
+    std::optional<CrlContext> CrlAt(const std::string& url, Path path);
+    std::optional<CrlContext> FetchCrl(const std::string& url, Path path);
 
     FILETIME at_;
     ChainSources& sources_;
     Exchanges& exchanges_;
     bool isPresent_;
-    std::map<std::string, std::optional<CrlContext>> fetchedCrls_;  // by address; empty: no answer
-    std::map<std::string, RevocationStatus> answers_;               // of responders, by the question's key
+    AnswerCache cache_;
+    std::map<std::string, CrlContext> crls_;           // by address
+    std::map<std::string, RevocationStatus> answers_;  // of responders, by the question's key
 };
 
 // Brings what the service finds into the chain of this path, from its upper end downwards. Below a revoked authority

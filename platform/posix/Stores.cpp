@@ -5,6 +5,7 @@
 #include "platform/Files.h"
 #include "platform/posix/Ber.h"
 #include "platform/posix/CertificateFile.h"
+#include "platform/posix/DecodedTable.h"
 #include "platform/posix/MemoryStore.h"
 #include "platform/posix/Native.h"
 
@@ -65,11 +66,13 @@ ByteView CrlContext::Issuer() const {
 }
 
 CrlContext CertCreateCRLContext(ByteView der) {
+    if (auto known = posix::FindDecodedCrl(der)) return CrlContext(std::move(known));
     auto issuer = CrlIssuer(der);
     if (!issuer) return {};
     auto impl = std::make_shared<CrlContext::Impl>();
     impl->encoded = CopyOf(der);
     impl->issuer = std::move(*issuer);
+    posix::KeepDecodedCrl(impl);
     return CrlContext(std::move(impl));
 }
 

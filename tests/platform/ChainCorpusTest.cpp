@@ -132,7 +132,8 @@ ErrorCode OurCode(const Case& test) {
                                                                       .additionalStore = {},
                                                                       .flags = 0,
                                                                       .engine = &engine,
-                                                                      .requestedUsage = UsageOf(test.purpose)});
+                                                                      .requestedUsage = UsageOf(test.purpose),
+                                                                      .network = {.allowed = false}});
     return chain ? CertVerifyCertificateChainPolicy(*chain) : GetLastError();
 }
 

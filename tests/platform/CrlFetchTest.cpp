@@ -6,6 +6,7 @@
 #include "platform/Download.h"
 #include "platform/Http.h"
 #include "tests/support/OnlineWorld.h"
+#include "tests/support/Process.h"
 
 namespace {
 
@@ -170,6 +171,32 @@ TEST_F(CrlFetch, AnotherProtocolIsNobodyToAsk) {
         spec.crlUrls = {"ldap://127.0.0.1:9/cn=ca?certificateRevocationList", "ftp://127.0.0.1:9/crl"};
     });
     EXPECT_EQ(online.Verdict(), kNobody);
+}
+
+TEST_F(CrlFetch, AnotherMakersCrlIsUnderstood) {
+    OnlineWorld online(NameOneCrl);
+    const auto path = [&](const char* name, std::string_view content) {
+        return profile_.Write(name, content).string();
+    };
+    const std::string config =
+        "[ca]\ndefault_ca = own\n[own]\ndefault_md = sha256\ndefault_crl_days = 7\n"
+        "crl_extensions = lists\n[lists]\nauthorityKeyIdentifier = keyid\n"
+        "issuingDistributionPoint = critical, @scope\n[scope]\nfullname = URI:" +
+        online.server.Url("/crl") + "\n[own]\ncertificate = " + path("ca.pem", online.ca.Pem()) +
+        "\nprivate_key = " + path("ca.key", online.ca.KeyPem()) + "\ncrlnumber = " + path("number", "01\n") +
+        "\ndatabase = " + (profile_.Folder() / "index.txt").string() + "\n";
+    path("ca.cnf", config);
+    const std::string entry =
+        "\t360101000000Z\t260101000000Z,keyCompromise\t" + online.leaf.SerialHex() + "\tunknown\t/CN=Person\n";
+    for (const auto& [index, expected] : {std::pair(std::string(), ErrorCode{0}), {"R" + entry, CRYPT_E_REVOKED}}) {
+        std::filesystem::remove_all(profile_.Folder() / "cache/norvik");
+        path("index.txt", index);
+        const auto made =
+            tests::RunProgram({"openssl", "ca", "-gencrl", "-config", (profile_.Folder() / "ca.cnf").string()});
+        ASSERT_EQ(made.status, 0) << made.Summary();
+        online.server.Serve("/crl", HttpAnswer{.body = made.output});
+        EXPECT_EQ(online.Verdict(), expected);
+    }
 }
 
 TEST_F(CrlFetch, ExchangesAreBounded) {

@@ -145,7 +145,8 @@ const CrlCase kCrlCases[] = {
          return Crls{MakeCrl(t.ca, With(t.Listing(), kIdp, kSomeReasons)), MakeCrl(t.ca)};
      },
      CRYPT_E_REVOKED},
-    {"Indirect", [](const Trio& t) { return Crls{MakeCrl(t.ca, With(t.Listing(), kIdp, kIndirect))}; }, kSilent},
+    {"Indirect", [](const Trio& t) { return Crls{MakeCrl(t.ca, With(t.Listing(), kIdp, kIndirect))}; },
+     CRYPT_E_REVOKED},
     {"DeltaAloneClears", [](const Trio& t) { return Crls{MakeCrl(t.ca, With({}, kDelta, kBaseNumber))}; }, kSilent},
     {"DeltaRevokesWhatTheBaseClears",
      [](const Trio& t) {

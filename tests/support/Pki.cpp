@@ -184,6 +184,15 @@ void AddRevoked(X509_CRL* crl, const RevokedEntry& entry) {
         ASN1_ENUMERATED_set(reason.get(), entry.reason);
         Require(X509_REVOKED_add1_ext_i2d(revoked.get(), NID_crl_reason, reason.get(), 0, 0) == 1, "CRL reason");
     }
+    if (!entry.issuer.empty()) {
+        const unsigned char* in = entry.issuer.data();
+        const Owned<GENERAL_NAMES, GENERAL_NAMES_free> names(GENERAL_NAMES_new());
+        GENERAL_NAME* name = GENERAL_NAME_new();
+        GENERAL_NAME_set0_value(name, GEN_DIRNAME, d2i_X509_NAME(nullptr, &in, static_cast<long>(entry.issuer.size())));
+        Require(sk_GENERAL_NAME_push(names.get(), name) > 0 &&
+                    X509_REVOKED_add1_ext_i2d(revoked.get(), NID_certificate_issuer, names.get(), 1, 0) == 1,
+                "CRL entry's issuer");
+    }
     Require(X509_CRL_add0_revoked(crl, revoked.get()) == 1, "CRL entry");
     static_cast<void>(revoked.release());
 }

@@ -108,7 +108,8 @@ Certificate Issue(const CertificateSpec& spec);  // self-signed
 struct RevokedEntry {
     Bytes serial = {};
     std::int64_t when = 0;
-    int reason = -1;  // RFC 5280, 5.3.1; -1: without the extension
+    int reason = -1;    // RFC 5280, 5.3.1; -1: without the extension
+    Bytes issuer = {};  // certificateIssuer, a Name in DER; empty: without the extension
 };
 struct CrlSpec {
     std::vector<RevokedEntry> revoked = {};

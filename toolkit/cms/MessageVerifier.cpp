@@ -264,9 +264,9 @@ bool Verification::CheckTimestamps(const SignerInfo& signer, SignerFindings& fin
     return good;
 }
 
-// For the log alone. Tokens are no place to look for issuers here: starting a card reader would cost more than the
-// note is worth. The host's list of trust anchors, which takes longer to read than a small message to verify, is opened
-// for those alone whose root lies in no folder.
+// For the log alone. Tokens and the network are no place to look for issuers here: starting a card reader or asking a
+// server would cost more than the note is worth. The host's list of trust anchors, which takes longer to read than a
+// small message to verify, is opened for those alone whose root lies in no folder.
 void Verification::CheckChains() {
     using platform::CertOpenSystemStoreAt;
     using platform::StoreLocation;
@@ -283,6 +283,7 @@ void Verification::CheckChains() {
     const auto isTrusted = [](const platform::CertificateContext& signer, const platform::ChainEngine& engine) {
         platform::ChainParameters parameters;
         parameters.engine = &engine;
+        parameters.network.allowed = false;
         const auto chain = platform::CertGetCertificateChain(signer, parameters);
         return chain && platform::CertVerifyCertificateChainPolicy(*chain) == 0;
     };

@@ -11,7 +11,6 @@
 #include "src/certificates/Record.h"
 #include "src/ui/WindowInterface.h"
 #include "tools/norvik/Command.h"
-#include "tools/norvik/Windows.h"
 
 namespace cli {
 namespace {
@@ -109,17 +108,11 @@ std::string Explain(const CertificatesOptions& options) {
            ": не може да се прочете, в него няма сертификати или е с парола, която не е дадена (--password-stdin).";
 }
 
-// Who asked for JSON is told so in JSON.
 bool Collect(const CertificatesOptions& options, toolkit::CkJsonArrayW& records) {
     try {
         return certificates::CollectRecords(RequestFrom(options), records);
-    } catch (const certificates::InvalidPassword& failure) {
-        if (!options.json) throw std::runtime_error(options.file + ": грешна парола или не е PFX файл.");
-        toolkit::CkJsonObjectW object;
-        object.UpdateBool(u"Error", true);
-        object.UpdateString(u"ErrorMessage", platform::ToWide(failure.what()).c_str());
-        records.AddObjectCopyAt(-1, object);
-        return false;
+    } catch (const certificates::InvalidPassword&) {
+        throw std::runtime_error(options.file + ": грешна парола или не е PFX файл.");
     }
 }
 
@@ -207,7 +200,6 @@ void AddSelect(CLI::App& norvik, Action& chosen) {
         ->add_flag("--terminal", options->terminal, "Пита на терминала; без опциите - там, ако има, иначе в прозорец")
         ->excludes(dialog);
     command->callback([options, &chosen] {
-        if (options->dialog || !(options->terminal || CanAsk())) NeedWindows();
         chosen = [options](ui::TerminalInterface& terminal) { return Select(*options, terminal); };
     });
 }

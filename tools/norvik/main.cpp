@@ -9,7 +9,6 @@
 #include "src/Norvik.h"
 #include "tools/norvik/Command.h"
 #include "tools/norvik/Help.h"
-#include "tools/norvik/Windows.h"
 #include "units/Helpers.h"
 
 namespace {
@@ -46,8 +45,6 @@ int main(int argc, char** argv) {
     cli::BuildCommandLine(norvik, chosen);
     try {
         norvik.parse(argc, argv);
-    } catch (const cli::WindowsNeeded&) {
-        return cli::RunWithWindows(argv);
     } catch (const CLI::Success& request) {
         return cli::PrintRequested(norvik, request);
     } catch (const CLI::ParseError& error) {
