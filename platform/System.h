@@ -36,6 +36,10 @@ SYSTEMTIME FileTimeToSystemTime(FILETIME moment);
 // Shifts a moment to the local wall clock as it stood at that moment, daylight saving included.
 FILETIME FileTimeToLocalFileTime(FILETIME moment);
 
+// For a program that ends after one operation, before anything else of the platform: what the crypto library holds at
+// the end goes with the process, in no time; the library would give it back piece by piece.
+void LeaveCleaningToTheHost();
+
 // The path of this process's executable, and of the library that holds the given address.
 std::filesystem::path GetModuleFileNameW();
 std::filesystem::path ModuleOfAddress(const void* address);

@@ -71,7 +71,6 @@ CNorvikApp::CNorvikApp(std::unique_ptr<ui::UserInterface> interface)
 
 // The sockets, the controls and the language of the thread need no preparation on this host.
 bool CNorvikApp::InitInstance() {
-    ReadInstallDir();
     const auto temp = platform::GetTempPathW();
     const auto folder = temp / "Norvik";
     if (temp.empty() || !MakeFolder(folder, 138)) return false;
@@ -88,10 +87,13 @@ bool CNorvikApp::InitInstance() {
 }
 
 // An ordinary user may not open the machine's settings for writing: then the folder stays empty.
-void CNorvikApp::ReadInstallDir() {
-    CRegistry registry(platform::Hive::HKEY_LOCAL_MACHINE);
-    if (!registry.Open(u"Software\\Tessaly\\Tessaly Norvik", true)) return;
-    installDir_ = registry.ReadString(u"InstallDir") + u'\\';
+std::u16string CNorvikApp::InstallDir() const {
+    std::call_once(installDirOnce_, [this] {
+        CRegistry registry(platform::Hive::HKEY_LOCAL_MACHINE);
+        if (!registry.Open(u"Software\\Tessaly\\Tessaly Norvik", true)) return;
+        installDir_ = registry.ReadString(u"InstallDir") + u'\\';
+    });
+    return installDir_;
 }
 
 bool CNorvikApp::MakeFolder(const std::filesystem::path& folder, int line) {

@@ -1,8 +1,17 @@
 #include "platform/posix/OpenSsl.h"
 
+#include <openssl/crypto.h>
 #include <openssl/err.h>
 
-namespace platform::posix {
+#include "platform/System.h"
+
+namespace platform {
+
+void LeaveCleaningToTheHost() {
+    OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
+}
+
+namespace posix {
 
 std::string DrainErrorQueue() {
     unsigned long newest = 0;
@@ -14,4 +23,5 @@ std::string DrainErrorQueue() {
     return text;
 }
 
-}  // namespace platform::posix
+}  // namespace posix
+}  // namespace platform

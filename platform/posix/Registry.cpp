@@ -50,7 +50,7 @@ int MakeKeys(sqlite3* connection, std::string_view path, KeyRow& row) {
         if (result != SQLITE_OK || row.id != 0) continue;
         SqlStatement insert(connection, "INSERT INTO keys (path, parent) VALUES (?, ?)");
         result = insert.Bind(wanted).Bind(parent.id).Run();
-        row = {sqlite3_last_insert_rowid(connection), wanted};
+        row = {posix::Sqlite().lastInsertRowid(connection), wanted};
     }
     return result;
 }

@@ -86,15 +86,17 @@ ErrorCode RegistryKey::Database::Connect(const std::filesystem::path& file, Hive
         if (code == ERROR_SUCCESS) code = CheckAccess(file);
     }
     if (code != ERROR_SUCCESS) return code;
+    const auto* const sqlite = posix::SqliteLibrary::Get();
+    if (sqlite == nullptr) return ERROR_REGISTRY_IO_FAILED;
     sqlite3* connection = nullptr;
-    const int result = sqlite3_open_v2(file.c_str(), &connection, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
+    const int result = sqlite->open(file.c_str(), &connection, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
     connection_.reset(connection);
     if (result != SQLITE_OK) return CodeOf(result);
-    sqlite3_busy_timeout(connection, kBusyTimeoutMilliseconds);
+    sqlite->busyTimeout(connection, kBusyTimeoutMilliseconds);
     // What a tampered file brings along is not run.
-    sqlite3_db_config(connection, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
-    sqlite3_db_config(connection, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
-    sqlite3_db_config(connection, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+    sqlite->configure(connection, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
+    sqlite->configure(connection, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
+    sqlite->configure(connection, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
     return ERROR_SUCCESS;
 }
 
@@ -157,7 +159,7 @@ ErrorCode RegistryKey::Database::CodeOf(int result) const {
         case SQLITE_ERROR:  // a table of ours is missing
             return ERROR_REGISTRY_CORRUPT;
         case SQLITE_CANTOPEN:
-            return ErrorFromErrno(sqlite3_system_errno(connection_.get()));
+            return ErrorFromErrno(posix::Sqlite().systemErrno(connection_.get()));
         case SQLITE_TOOBIG:
             return ERROR_INVALID_PARAMETER;
         default:
@@ -169,7 +171,7 @@ namespace posix {
 
 SqlStatement::SqlStatement(sqlite3* connection, std::string_view sql) {
     sqlite3_stmt* statement = nullptr;
-    Note(sqlite3_prepare_v2(connection, sql.data(), static_cast<int>(sql.size()), &statement, nullptr));
+    Note(Sqlite().prepare(connection, sql.data(), static_cast<int>(sql.size()), &statement, nullptr));
     statement_.reset(statement);
 }
 
@@ -180,24 +182,24 @@ void SqlStatement::Note(int result) {
 SqlStatement& SqlStatement::Bind(std::string_view text) {
     // A null pointer would be bound as NULL.
     const char* data = text.empty() ? "" : text.data();
-    Note(sqlite3_bind_text64(statement_.get(), ++parameter_, data, text.size(), SQLITE_STATIC, SQLITE_UTF8));
+    Note(Sqlite().bindText(statement_.get(), ++parameter_, data, text.size(), SQLITE_STATIC, SQLITE_UTF8));
     return *this;
 }
 
 SqlStatement& SqlStatement::Bind(ByteView bytes) {
     const void* data = bytes.empty() ? static_cast<const void*>("") : bytes.data();
-    Note(sqlite3_bind_blob64(statement_.get(), ++parameter_, data, bytes.size(), SQLITE_STATIC));
+    Note(Sqlite().bindBlob(statement_.get(), ++parameter_, data, bytes.size(), SQLITE_STATIC));
     return *this;
 }
 
 SqlStatement& SqlStatement::Bind(std::int64_t number) {
-    Note(sqlite3_bind_int64(statement_.get(), ++parameter_, number));
+    Note(Sqlite().bindInteger(statement_.get(), ++parameter_, number));
     return *this;
 }
 
 int SqlStatement::Step() {
     if (error_ != SQLITE_OK) return error_;
-    const int result = sqlite3_step(statement_.get());
+    const int result = Sqlite().step(statement_.get());
     if (result != SQLITE_ROW && result != SQLITE_DONE) Note(result);
     return result;
 }
@@ -208,9 +210,9 @@ int SqlStatement::Run() {
 }
 
 ByteView SqlStatement::Blob(int column) const {
-    const void* data = sqlite3_column_blob(statement_.get(), column);
+    const void* data = Sqlite().columnBlob(statement_.get(), column);
     return {static_cast<const std::uint8_t*>(data),
-            static_cast<std::size_t>(sqlite3_column_bytes(statement_.get(), column))};
+            static_cast<std::size_t>(Sqlite().columnBytes(statement_.get(), column))};
 }
 
 }  // namespace posix

@@ -1,8 +1,6 @@
 #pragma once
 // One hive's SQLite database and the statements run on it.
 
-#include <sqlite3.h>
-
 #include <filesystem>
 #include <memory>
 #include <mutex>
@@ -10,9 +8,18 @@
 #include <string_view>
 
 #include "platform/Registry.h"
-#include "platform/posix/OpenSsl.h"
+#include "platform/posix/Sqlite.h"
 
 namespace platform {
+
+namespace posix {
+
+struct CloseSql {
+    void operator()(sqlite3* connection) const noexcept { Sqlite().close(connection); }
+    void operator()(sqlite3_stmt* statement) const noexcept { Sqlite().finalize(statement); }
+};
+
+}  // namespace posix
 
 // A connection. It lives as long as a key of it is open; nothing that was read is kept in it.
 class RegistryKey::Database {
@@ -26,13 +33,13 @@ class RegistryKey::Database {
     // The code for what the last statement answered.
     [[nodiscard]] ErrorCode CodeOf(int result) const;
     // Rows changed by the last statement.
-    [[nodiscard]] int Changes() const { return sqlite3_changes(connection_.get()); }
+    [[nodiscard]] int Changes() const { return posix::Sqlite().changes(connection_.get()); }
 
   private:
     ErrorCode Connect(const std::filesystem::path& file, Hive hive, bool create);
     ErrorCode CheckSchema(bool create);
     std::mutex mutex_;
-    posix::Owned<sqlite3, sqlite3_close> connection_;
+    std::unique_ptr<sqlite3, posix::CloseSql> connection_;
 };
 
 namespace posix {
@@ -48,13 +55,13 @@ class SqlStatement {
     int Step();
     // Runs a statement that answers no rows: SQLITE_OK or the error.
     int Run();
-    [[nodiscard]] std::int64_t Number(int column) const { return sqlite3_column_int64(statement_.get(), column); }
+    [[nodiscard]] std::int64_t Number(int column) const { return Sqlite().columnInteger(statement_.get(), column); }
     [[nodiscard]] std::string Text(int column) const { return std::string(AsText(Blob(column))); }
     [[nodiscard]] ByteView Blob(int column) const;
 
   private:
     void Note(int result);
-    Owned<sqlite3_stmt, sqlite3_finalize> statement_;
+    std::unique_ptr<sqlite3_stmt, CloseSql> statement_;
     int parameter_ = 0;
     int error_ = SQLITE_OK;
 };

@@ -9,6 +9,8 @@
 namespace settings {
 namespace {
 
+constexpr char16_t kJsonBlanks[] = u" \t\r\n";
+
 std::u16string TextOf(toolkit::CkJsonObjectW& object, const char16_t* member) {
     const char16_t* const text = object.StringOf(member);
     return text == nullptr ? std::u16string() : text;
@@ -76,6 +78,28 @@ std::u16string FormatTsaList(const std::vector<TsaRecord>& list) {
     array.put_EmitCompact(true);
     const char16_t* const text = array.Emit();
     return text == nullptr ? std::u16string() : text;
+}
+
+platform::ErrorCode LoadTsaListForChange(std::vector<TsaRecord>& list) {
+    using namespace platform;
+    list.clear();
+    const auto isMissing = [](ErrorCode code) { return code == ERROR_FILE_NOT_FOUND || code == ERROR_PATH_NOT_FOUND; };
+    const auto& setting = *FindSetting(u"TSA", u"JSON");
+    RegistryKey key;
+    RegistryValue value;
+    ErrorCode code = RegOpenKeyExW(setting.hive, setting.key, key);
+    if (code == ERROR_SUCCESS) code = RegQueryValueExW(key, setting.name, value);
+    if (code != ERROR_SUCCESS) return isMissing(code) ? ERROR_SUCCESS : code;
+    const auto text = StoredText(setting);
+    if (!text) return ERROR_INVALID_DATA;
+    const auto first = text->find_first_not_of(kJsonBlanks), last = text->find_last_not_of(kJsonBlanks);
+    if (first == text->npos) return ERROR_SUCCESS;
+    toolkit::CkJsonArrayW array;
+    if ((*text)[first] != u'[' || (*text)[last] != u']' || !array.Load(text->c_str())) return ERROR_INVALID_DATA;
+    list = LoadTsaList(text->c_str());
+    if (list.size() == static_cast<std::size_t>(array.Size())) return ERROR_SUCCESS;
+    list.clear();
+    return ERROR_INVALID_DATA;
 }
 
 platform::ErrorCode StoreTsaList(const std::vector<TsaRecord>& list) {

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include "platform/Text.h"
 #include "src/settings/Settings.h"
 #include "tests/support/Profile.h"
 #include "units/Registry.h"
@@ -77,6 +78,25 @@ TEST_F(TsaList, WhatIsMissingOrBrokenIsAnEmptyList) {
     EXPECT_THAT(Titles(LoadTsaList(u"[{\"title\":\"whole\"},{\"username\":")), ElementsAre(u"whole"));
     const auto list = LoadTsaList(uR"([{"title":"x","username":"u","password":"!!not base64!!"}])");
     EXPECT_THAT(Titles(list), ElementsAre(u"x"));
+}
+
+TEST_F(TsaList, IsGivenForAChangeOnlyWhenNothingWouldBeLost) {
+    std::vector<TsaRecord> list;
+    EXPECT_EQ(settings::LoadTsaListForChange(list), platform::ERROR_SUCCESS) << "none yet";
+    for (const auto* text : {u"", u"[]", u" [ ] ", u"[{\"title\":\"a\"},{\"url\":\"b\"}]\n"}) {
+        Write(text);
+        EXPECT_EQ(settings::LoadTsaListForChange(list), platform::ERROR_SUCCESS);
+    }
+    EXPECT_EQ(list.size(), 2U);
+    for (const auto* text :
+         {u"no json", u"[", u"{\"title\":\"x\"}", u"[{\"title\":\"a\"},{\"url\":", u"[{\"title\":\"a\"},7]"}) {
+        Write(text);
+        EXPECT_EQ(settings::LoadTsaListForChange(list), platform::ERROR_INVALID_DATA) << platform::ToUtf8(text);
+        EXPECT_TRUE(list.empty());
+    }
+    profile.Write("config/norvik/registry.db",
+                  "garbage in place of a database, longer than its header would be: " + std::string(200, 'x'));
+    EXPECT_EQ(settings::LoadTsaListForChange(list), platform::ERROR_REGISTRY_CORRUPT);
 }
 
 TEST_F(TsaList, AStoredListComesBackAsItWas) {

@@ -67,4 +67,12 @@ TEST_F(SettingsCommandTest, HoldAListOfAuthoritiesWithAtMostOneDefault) {
                 AllOf(Not(HasSubstr("Първа")), HasSubstr("* Трета"), Not(HasSubstr("тайна"))));
 }
 
+TEST_F(SettingsCommandTest, LeaveADamagedListOfAuthoritiesAsItIs) {
+    const std::string damaged = R"([{"title":"whole","url":"http://one.example/"},{"title":)";
+    Walk({{{"settings", "set", "TSA", "JSON", damaged}, 0, ""},
+          {{"tsa", "add", "Втора", "http://two.example/"}, 1, "е повреден и не е променен"},
+          {{"tsa", "remove", "whole"}, 1, "е повреден и не е променен"},
+          {{"settings", "get", "TSA", "JSON"}, 0, damaged.c_str()}});
+}
+
 }  // namespace

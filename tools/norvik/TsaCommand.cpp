@@ -18,6 +18,19 @@ void Save(const std::vector<settings::TsaRecord>& list) {
         throw std::runtime_error("Списъкът на TSA не може да се запише. " + Explain(code));
 }
 
+// A list that cannot be read whole is not written over: it may hold more than we see, and its passwords.
+std::vector<settings::TsaRecord> ListToChange() {
+    std::vector<settings::TsaRecord> list;
+    const auto code = settings::LoadTsaListForChange(list);
+    if (code == platform::ERROR_INVALID_DATA)
+        throw std::runtime_error(
+            "Записаният списък на TSA е повреден и не е променен.\n"
+            "Вижте го с: norvik settings get TSA JSON, поправете го с: norvik settings set TSA JSON");
+    if (code != platform::ERROR_SUCCESS)
+        throw std::runtime_error("Записаният списък на TSA не може да се прочете и не е променен. " + Explain(code));
+    return list;
+}
+
 auto FindByTitle(std::vector<settings::TsaRecord>& list, const std::string& title) {
     return std::find_if(list.begin(), list.end(),
                         [wanted = platform::ToWide(title)](const auto& record) { return record.title == wanted; });
@@ -39,7 +52,7 @@ int Add(const TsaOptions& options) {
     if (!options.url.starts_with("http://") && !options.url.starts_with("https://"))
         throw WrongUse("Адресът трябва да започва с http:// или https://: " + options.url);
     if (options.passwordFromStdin && options.user.empty()) throw WrongUse("Парола без потребител: добавете --user.");
-    auto list = settings::LoadTsaList(nullptr);
+    auto list = ListToChange();
     if (FindByTitle(list, options.title) != list.end())
         throw WrongUse("Вече има TSA с име „" + options.title + "“. Премахнете го с: norvik tsa remove");
     settings::TsaRecord record;
@@ -65,7 +78,7 @@ int Add(const TsaOptions& options) {
 }
 
 int Remove(const TsaOptions& options) {
-    auto list = settings::LoadTsaList(nullptr);
+    auto list = ListToChange();
     const auto found = FindByTitle(list, options.title);
     if (found == list.end()) throw std::runtime_error("Няма TSA с име „" + options.title + "“.");
     list.erase(found);

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <exception>
 
+#include "platform/System.h"
 #include "platform/Text.h"
 #include "src/Norvik.h"
 #include "tools/norvik/Command.h"
@@ -40,6 +41,7 @@ int main(int argc, char** argv) {
     std::setlocale(LC_MESSAGES, "");
     // A file that grows beyond the limit of the session is a failed write that can be told, like a full disk.
     std::signal(SIGXFSZ, SIG_IGN);
+    platform::LeaveCleaningToTheHost();
     CLI::App norvik("Електронни подписи и защита на документи");
     cli::Action chosen;
     cli::BuildCommandLine(norvik, chosen);
