@@ -24,9 +24,9 @@ std::vector<TsaRecord> LoadTsaList(const char16_t* json);
 
 // The list as it is stored: compact, and "selected" only where it is set.
 std::u16string FormatTsaList(const std::vector<TsaRecord>& list);
-// The stored list for somebody who is going to store another one in its place. An error where that would lose something:
-// the registry's own if it cannot be read, ERROR_INVALID_DATA if the value is no text, not a whole list, or has an
-// element that is no record.
+// The stored list for somebody who is going to store another one in its place. An error where that would lose
+// something: the registry's own if it cannot be read, ERROR_INVALID_DATA if the value is no text, not a whole list, or
+// has an element that is no record.
 platform::ErrorCode LoadTsaListForChange(std::vector<TsaRecord>& list);
 // Replaces the list in the registry.
 platform::ErrorCode StoreTsaList(const std::vector<TsaRecord>& list);
