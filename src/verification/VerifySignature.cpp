@@ -31,7 +31,9 @@ fs::path BesideName(const fs::path& signFile) {
 // The open message with its data, and how large those are; none: the message holds its content.
 std::optional<std::uint64_t> Open(tessaly::CryptMessageDecode& decoder, const MessageToVerify& input) {
     OpenSigned(decoder, input.message);
-    if (decoder.HasContent() && !input.alwaysBeside) return std::nullopt;
+    const bool inside =
+        decoder.HasContent() || (input.emptyIsContent && platform::CryptMsgGetContentSize(decoder.message).has_value());
+    if (inside && !input.alwaysBeside) return std::nullopt;
     OpenSigned(decoder, input.message, platform::CMSG_DETACHED_FLAG);
     auto data = input.openData();
     const auto size = data->Size();
@@ -51,11 +53,14 @@ std::shared_ptr<const toolkit::cms::Findings> VerifyMessage(const MessageToVerif
     if (!parts) throw MessageFault(platform::GetLastError());
     ToolkitCheck toolkitCheck(*parts, dataSize);
     const auto places = CrlPlaces::OfThisProcess();
+    const auto own = platform::CertOpenMessageStore(decoder.message);
     for (std::uint32_t index = 0; index < count; ++index) {
-        auto certificate = decoder.GetSignerCertificate(index);
-        if (!certificate) Raise(decoder);
+        // Finding the certificate and checking the signature are one: of two that fit, the key tells.
+        const auto signer = platform::CryptMsgGetAndVerifySigner(decoder.message, index, {own});
+        if (!signer) throw MessageFault(platform::GetLastError());
+        if (!signer->certificate) throw MessageFault(signer->status);
         auto& entry = entries.emplace_back();
-        VerifySigner(decoder, index, std::move(certificate), entry, places);
+        VerifySigner(decoder, index, *signer, entry, places);
         toolkitCheck.CompleteTimestamp(index, entry);
     }
     return toolkitCheck.Findings();

@@ -30,6 +30,8 @@ struct MessageToVerify {
     // not there.
     std::function<std::shared_ptr<platform::ByteSource>()> openData;
     bool alwaysBeside = false;  // also for a message that holds content: that is then not looked at
+    // Content of no bytes is content. Otherwise it passes for none, as callers of the library know it.
+    bool emptyIsContent = false;
 };
 // Answers what the second engine found, null if nothing: it alone knows whether timestamp tokens fit.
 std::shared_ptr<const toolkit::cms::Findings> VerifyMessage(const MessageToVerify& input, SignatureEntries& entries);

@@ -10,14 +10,6 @@
 namespace verification {
 namespace {
 
-void CheckSignature(tessaly::CryptMessageDecode& decoder, std::uint32_t index, SignatureEntry& entry) {
-    const platform::CMSG_CTRL_VERIFY_SIGNATURE_EX_PARA parameters{.dwSignerIndex = index,
-                                                                  .pvSigner = entry.certificate->Context()};
-    const bool good = decoder.Control(platform::CMSG_CTRL_VERIFY_SIGNATURE_EX, parameters);
-    entry.signStatus = good ? 0 : decoder.lastError;
-    entry.signMessage = entry.signStatus == 0 ? u"Подписът е валиден" : tessaly::StatusText(entry.signStatus);
-}
-
 std::u16string HashName(tessaly::CryptMessageDecode& decoder, std::uint32_t index) {
     tessaly::CryptOID algorithm;
     if (!decoder.GetHashAlgorithm(index, algorithm)) return {};
@@ -65,11 +57,11 @@ CrlPlaces CrlPlaces::OfThisProcess() {
     return places;
 }
 
-bool VerifySigner(tessaly::CryptMessageDecode& decoder, std::uint32_t index,
-                  std::unique_ptr<tessaly::CryptCertificate> certificate, SignatureEntry& entry,
-                  const CrlPlaces& places) {
-    entry.certificate = std::move(certificate);
-    CheckSignature(decoder, index, entry);
+bool VerifySigner(tessaly::CryptMessageDecode& decoder, std::uint32_t index, const platform::FoundSigner& signer,
+                  SignatureEntry& entry, const CrlPlaces& places) {
+    entry.certificate = std::make_unique<tessaly::CryptCertificate>(signer.certificate, true);
+    entry.signStatus = signer.status;
+    entry.signMessage = signer.status == 0 ? u"Подписът е валиден" : tessaly::StatusText(signer.status);
     ReadSigner(decoder, index, entry);
     return JudgeCertificate(entry, places);
 }

@@ -20,11 +20,11 @@ struct CrlPlaces {
     static CrlPlaces OfThisProcess();
 };
 
-// Fills the entry of the signer at this index, whose certificate is given, but for what stands in its timestamp. Asks
+// Fills the entry of the signer at this index, who was found and whose signature was checked, but for what stands in
+// its timestamp. Asks
 // the network where the chain's revocation needs it. Whether the chain was good by itself, before its certificate's own
 // CRLs were asked.
-bool VerifySigner(tessaly::CryptMessageDecode& decoder, std::uint32_t index,
-                  std::unique_ptr<tessaly::CryptCertificate> certificate, SignatureEntry& entry,
-                  const CrlPlaces& places);
+bool VerifySigner(tessaly::CryptMessageDecode& decoder, std::uint32_t index, const platform::FoundSigner& signer,
+                  SignatureEntry& entry, const CrlPlaces& places);
 
 }  // namespace verification

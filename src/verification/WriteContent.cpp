@@ -17,9 +17,11 @@ namespace fs = std::filesystem;
     throw MessageFault(platform::GetLastError());
 }
 
-void OpenAttached(tessaly::CryptMessageDecode& decoder, std::shared_ptr<platform::ByteSource> source) {
+void OpenAttached(tessaly::CryptMessageDecode& decoder, std::shared_ptr<platform::ByteSource> source,
+                  bool mayBeEmpty = false) {
     OpenSigned(decoder, std::move(source));
-    if (!decoder.HasContent()) Raise(decoder);
+    if (decoder.HasContent()) return;
+    if (!mayBeEmpty || !platform::CryptMsgGetContentSize(decoder.message)) Raise(decoder);
 }
 
 platform::Bytes Encoded(const tessaly::CryptMessageDecode& decoder, const platform::CMSG_SIGNED_ENCODE_INFO& info) {
@@ -70,9 +72,10 @@ void TellUnwritten(const fs::path& target) {
 
 }  // namespace
 
-void WriteContent(std::shared_ptr<platform::ByteSource> message, const fs::path& target, std::u16string_view digest) {
+void WriteContent(std::shared_ptr<platform::ByteSource> message, const fs::path& target, std::u16string_view digest,
+                  bool mayBeEmpty) {
     tessaly::CryptMessageDecode decoder;
-    OpenAttached(decoder, std::move(message));
+    OpenAttached(decoder, std::move(message), mayBeEmpty);
     auto output = platform::OutputFile::Create(target);
     if (!output) RaiseLastError();
     if (!platform::CryptMsgReadContent(decoder.message, [&](platform::ByteView piece) { return output->Write(piece); }))

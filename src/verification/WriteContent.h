@@ -12,8 +12,9 @@ namespace verification {
 // Writes the content of a signed message to the target, replacing it; whether it is what was signed is for the caller
 // to know. With a digest (hexadecimal, by the algorithm of the first signer, as SignatureEntry has it) nothing is
 // written unless it is the content that has this digest: a file may change between its verification and this.
+// Content of no bytes is refused unless `mayBeEmpty`.
 void WriteContent(std::shared_ptr<platform::ByteSource> message, const std::filesystem::path& target,
-                  std::u16string_view digest = {});
+                  std::u16string_view digest, bool mayBeEmpty = false);
 
 // What of an attached signature goes into its detached form.
 enum class DetachedParts {

@@ -2,6 +2,7 @@
 
 #include "src/signing/SignEngine.h"
 #include "tests/src/VerificationTest.h"
+#include "tests/support/GpgSm.h"
 #include "tests/support/TsaServer.h"
 
 namespace {
@@ -132,6 +133,22 @@ TEST_F(VerifySignature, AcceptsWhatCerttoolSigns) {
         ASSERT_EQ(done.status, 0) << done.errors;
         ExpectGood(Verify(name).at(0));
     }
+}
+
+// In constructed octet strings of indefinite length.
+TEST_F(VerifySignature, AcceptsWhatGpgsmSigns) {
+    if (!GpgSm::Available()) GTEST_SKIP() << "no gpgsm";
+    const Certificate rsa = Issue({.subject = {{"CN", "Мария"}}, .key = TestKey(KeyType::rsa2048, 2)}, pki_.ca);
+    const GpgSm keyring(profile_, pki_.root, rsa, {pki_.ca});
+    const auto data = Document("data", "words").string(), attached = (Documents() / "data.p7m").string(),
+               beside = (Documents() / "data.p7s").string();
+    ASSERT_TRUE(keyring.Run({"--output", attached, "--sign", data}));
+    ASSERT_TRUE(keyring.Run({"--output", beside, "--detach-sign", data}));
+    ExpectGood(Verify(attached).at(0));
+    ExpectGood(Verify(beside).at(0));
+    Document("data", "other");
+    EXPECT_EQ(Verify(beside).at(0).signStatus, platform::CRYPT_E_HASH_VALUE);
+    EXPECT_EQ(Verify(attached).at(0).signStatus, 0U);
 }
 
 TEST_F(VerifySignature, GivesEachSignerAnEntryAndTheDigestOfTheFirst) {

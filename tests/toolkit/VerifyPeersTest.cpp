@@ -1,5 +1,6 @@
 // Messages as other programs make them today: each is good, and none of them is after a change.
 
+#include "tests/support/GpgSm.h"
 #include "tests/toolkit/MessageParts.h"
 #include "tests/toolkit/PeerMessages.h"
 
@@ -141,55 +142,24 @@ TEST(VerifyPeers, OtherToolsMessagesAreGood) {
 }
 
 TEST(VerifyPeers, MessagesFromAKeyringAreGood) {
-    if (!tests::HasProgram("gpgsm")) GTEST_SKIP() << "no gpgsm";
+    if (!tests::GpgSm::Available()) GTEST_SKIP() << "no gpgsm";
     Profile profile;
-    const auto home = profile.Folder() / "gnupg";
-    std::filesystem::create_directory(home);
-    std::filesystem::permissions(home, std::filesystem::perms::owner_all);
-    profile.Set("GNUPGHOME", home.string());
     const auto root =
         tests::Issue({.subject = {{"CN", "Root"}}, .key = tests::TestKey(KeyType::rsa2048, 1), .ca = true});
-    const auto signer = tests::Issue({.subject = {{"CN", "Peer"}}}, root);
-    profile.Write("gnupg/trustlist.txt", root.Thumbprint() + " S relax\n");
-    profile.Write("gnupg/gpgsm.conf", "disable-crl-checks\ndisable-dirmngr\n");
-    profile.Write("root.pem", root.Pem());
+    const tests::GpgSm keyring(profile, root, tests::Issue({.subject = {{"CN", "Peer"}}}, root));
     profile.Write("content", kText);
     Bytes content = platform::CopyOf(platform::AsBytes(kText));
-
-    // The agent keeps running and would keep the folder.
-    struct Agent {
-        ~Agent() { tests::RunProgram({"gpgconf", "--kill", "all"}); }
-    } const agent;
-    const auto gpgsm = [&](std::vector<std::string> options) {
-        std::vector<std::string> command{"gpgsm",    "--batch",         "--yes", "--pinentry-mode",
-                                         "loopback", "--passphrase-fd", "0"};
-        command.insert(command.end(), options.begin(), options.end());
-        return RunIn(profile, command, "x\n");
-    };
-    ASSERT_TRUE(gpgsm({"--import", "root.pem"}));
-    // One in forty of such files gpgsm does not decrypt, whoever made it: another salt, another try.
-    bool imported = false;
-    for (int attempt = 0; attempt < 5 && !imported; ++attempt) {
-        profile.Write("signer.p12",
-                      platform::AsText(tests::MakePfx(
-                          {.certificates = {signer}, .password = "x", .cipher = tests::PfxCipher::des3})));
-        imported = tests::RunProgram({"gpgsm", "--batch", "--yes", "--pinentry-mode", "loopback", "--passphrase-fd",
-                                      "0", "--import", (profile.Folder() / "signer.p12").string()},
-                                     {.input = "x\n"})
-                       .status == 0;
-    }
-    ASSERT_TRUE(imported);
     const std::pair<const char*, const char*> cases[] = {
         {"SHA1", "--no-armor"}, {"SHA256", "--armor"}, {"SHA512", "--base64"}};
     for (const auto& [digest, form] : cases) {
         SCOPED_TRACE(digest);
-        ASSERT_TRUE(gpgsm({"--digest-algo", digest, form, "--output", "message", "--sign", "content"}));
+        ASSERT_TRUE(keyring.Run({"--digest-algo", digest, form, "--output", "message", "--sign", "content"}));
         Bytes message = testing_support::ReadFile(profile.Folder() / "message");
         const auto attached = Verify(message);
         EXPECT_TRUE(attached.valid) << attached.log;
         EXPECT_EQ(attached.content, content);
         EXPECT_TRUE(attached.findings.useConstructedOctets);
-        ASSERT_TRUE(gpgsm({"--digest-algo", digest, form, "--output", "message", "--detach-sign", "content"}));
+        ASSERT_TRUE(keyring.Run({"--digest-algo", digest, form, "--output", "message", "--detach-sign", "content"}));
         message = testing_support::ReadFile(profile.Folder() / "message");
         EXPECT_TRUE(Verify(message, {}, &content).valid);
         content.back() ^= 1;

@@ -34,6 +34,15 @@ TEST_F(ExtractCommandTest, TakesOutWhatWasSignedUnderTheNameThatItHad) {
     EXPECT_EQ(Run({"extract", "a.txt.p7m", "--output", "no/folder"}).status, 1);
 }
 
+TEST_F(ExtractCommandTest, TakesOutAnEmptyFile) {
+    Document("empty.txt", "");
+    ASSERT_EQ(Run({"sign", "empty.txt"}).status, 0);
+    fs::remove(Documents() / "empty.txt");
+    EXPECT_EQ(Run({"verify", "empty.txt.p7m"}).status, 0);
+    EXPECT_EQ(Run({"extract", "empty.txt.p7m"}).status, 0);
+    EXPECT_EQ(fs::file_size(Documents() / "empty.txt"), 0U);
+}
+
 TEST_F(ExtractCommandTest, NeverGivesWhatWasNotSigned) {
     auto bytes = ReadFile(Documents() / "a.txt.p7m");
     bytes.at(bytes.find("the content")) ^= 1;

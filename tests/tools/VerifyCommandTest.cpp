@@ -64,13 +64,13 @@ TEST_F(VerifyCommandTest, TellsGoodFromBadInEveryForm) {
                           {{"signature"}, 2, "--data"},
                           {{"a.txt.p7s", "--data", "missing.txt"}, 2, "missing.txt"},
                           {{"a.txt.p7s", "--data", ""}, 2, "--data"},
-                          {{"a.txt.p7s", "--data", "."}, 1, "Това е папка, а не файл."},
+                          {{"a.txt.p7s", "--data", "."}, 3, "Това е папка, а не файл."},
                           {{"a.txt"}, 1, notSigned},
                           {{"cut.p7m"}, 1, notSigned},
                           {{"empty.p7m"}, 1, notSigned},
                           {{"open.p7m"}, 1, notSigned},
-                          {{"missing.p7m"}, 1, "Няма такъв файл."},
-                          {{"."}, 1, "Това е папка, а не файл."},
+                          {{"missing.p7m"}, 3, "Няма такъв файл."},
+                          {{"."}, 3, "Това е папка, а не файл."},
                           {{}, 2, "Липсва ФАЙЛ"}};
     for (auto [line, status, told] : cases) {
         const std::string name = line.empty() ? "nothing" : line.front();
@@ -126,10 +126,19 @@ TEST_F(VerifyCommandTest, TellsAtTheEndWhichOfManyFilesAreGood) {
     const auto mixed = Run({"verify", "missing.p7m", "alone.p7s", "bad.p7m", "a.txt.p7m"});
     EXPECT_EQ(mixed.status, 1);
     EXPECT_THAT(mixed.output,
-                AllOf(HasSubstr("НЕ Е ВАЛИДЕН   0        missing.p7m\n"),
-                      HasSubstr("НЕ Е ВАЛИДЕН   0        alone.p7s\n"), HasSubstr("НЕ Е ВАЛИДЕН   1        bad.p7m\n"),
+                AllOf(HasSubstr("НЕ Е ПРОВЕРЕН  0        missing.p7m\n"),
+                      HasSubstr("НЕ Е ПРОВЕРЕН  0        alone.p7s\n"), HasSubstr("НЕ Е ВАЛИДЕН   1        bad.p7m\n"),
                       HasSubstr("верен          1        a.txt.p7m\n"), HasSubstr("Верни: 1 от 4.")));
     EXPECT_EQ(Run({"verify", "a.txt.p7s", "alone.p7s", "--data", "a.txt"}).status, 2);
+    EXPECT_EQ(Run({"verify", "a.txt.p7s", "alone.p7s"}).status, 3);
+}
+
+TEST_F(VerifyCommandTest, SaysThatThereIsNoWindowWithoutADisplay) {
+    const auto result = RunBelow({"env", "-u", "DISPLAY", "-u", "WAYLAND_DISPLAY", "-u", "QT_QPA_PLATFORM"},
+                                 {"verify", "--dialog", "a.txt.p7m"});
+    EXPECT_EQ(result.status, 1) << result.Summary();
+    EXPECT_THAT(result.errors, testing::Not(testing::IsEmpty()));
+    EXPECT_EQ(Run({"verify", "--dialog", "--json", "a.txt.p7m"}).status, 2);
 }
 
 // A certificate that nobody can vouch for is neither good nor bad.

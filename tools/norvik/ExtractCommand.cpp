@@ -33,7 +33,7 @@ int Run(const ExtractOptions& options) {
     const auto file = JudgeAttached(options.file);
     if (!SignedByAll(file)) return Fail(VerdictBlock(file) + "Данните не са извадени.");
     try {
-        verification::WriteContent(file.message, target, file.entries.front().digest);
+        verification::WriteContent(file.message, target, file.entries.front().digest, true);
     } catch (const verification::MessageFault& fault) {
         return Fail(target.string() + ": не е записан. " + Explain(fault.Code()));
     }

@@ -60,10 +60,14 @@ JudgedFile JudgeWith(const std::string& file, const std::function<std::shared_pt
     JudgedFile judged{.name = file, .message = OpenMessage(file)};
     try {
         judged.findings = verification::VerifyMessage(
-            {.message = judged.message, .openData = openData, .alwaysBeside = alwaysBeside}, judged.entries);
+            {.message = judged.message, .openData = openData, .alwaysBeside = alwaysBeside, .emptyIsContent = true},
+            judged.entries);
         judged.verdict = VerdictOn(judged.entries, judged.findings.get());
     } catch (const verification::MessageFault& fault) {
         judged.fault = FaultText(fault);
+        // Who has the certificate can still find the signature good.
+        const bool noneBad = judged.entries.empty() || VerdictOn(judged.entries, nullptr) != Verdict::bad;
+        if (fault.Code() == platform::CRYPT_E_SIGNER_NOT_FOUND && noneBad) judged.verdict = Verdict::unchecked;
         LogError(units::WideFromWhat(fault.what()));
     }
     return judged;
@@ -145,7 +149,8 @@ std::string SignerBlock(const verification::SignatureEntry& entry, const SignerF
 }
 
 std::string FileLine(const JudgedFile& file) {
-    if (!file.fault.empty()) return "НЕ Е ВАЛИДЕН: " + file.fault;
+    if (!file.fault.empty())
+        return (file.verdict == Verdict::unchecked ? "НЕ Е ПРОВЕРЕН: " : "НЕ Е ВАЛИДЕН: ") + file.fault;
     switch (file.verdict) {
         case Verdict::good:
             return "подписите са верни";

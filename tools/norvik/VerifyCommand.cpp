@@ -50,13 +50,16 @@ void AddJson(const JudgedFile& file, toolkit::CkJsonArrayW& answer) {
     answer.AddObjectCopyAt(-1, object);
 }
 
-// One file among several must not keep the others from being judged.
-JudgedFile JudgeOneOfMany(const VerifyOptions& options, const std::string& file) {
-    if (options.files.size() == 1) return Judge(file, options.data);
+// A file that cannot be read, or whose data are not there, is neither good nor bad, and among several it must not keep
+// the others from being judged.
+JudgedFile JudgeAnyway(const VerifyOptions& options, const std::string& file) {
     try {
         return Judge(file, options.data);
-    } catch (const std::exception& error) {
-        return {.name = file, .fault = error.what()};
+    } catch (const WrongUse& error) {
+        if (options.files.size() == 1) throw;
+        return {.name = file, .fault = error.what(), .verdict = Verdict::unchecked};
+    } catch (const std::runtime_error& error) {
+        return {.name = file, .fault = error.what(), .verdict = Verdict::unchecked};
     }
 }
 
@@ -81,7 +84,7 @@ int VerifyAll(const VerifyOptions& options) {
     answer.put_EmitCompact(false);
     auto worst = Verdict::good;
     for (const auto& name : options.files) {
-        const auto file = JudgeOneOfMany(options, name);
+        const auto file = JudgeAnyway(options, name);
         worst = std::max(worst, file.verdict);
         rows.push_back({name, file.entries.size(), file.verdict});
         if (options.json) {
@@ -126,7 +129,7 @@ void AddVerify(CLI::App& norvik, Action& chosen) {
     command->footer(
         "Проверява се, че подписът е направен над тези данни, че сертификатът води до доверен корен и не е\n"
         "отменен, и че удостовереното време се отнася за подписа. Изход: 0 - всичко е вярно; 1 - подпис или\n"
-        "сертификат не е верен или файлът не се чете; 3 - нещо не можа да се провери.\n"
+        "сертификат не е верен или файлът не е подписан; 3 - нещо не можа да се провери или файл не се чете.\n"
         "JSON е масив с обект за всеки файл: SignFile, Status (valid, invalid, unverified, error),\n"
         "ErrorMessage (при error) и Signatures.");
     command->callback([options, &chosen] { chosen = [options](ui::TerminalInterface&) { return Run(*options); }; });
