@@ -1,8 +1,10 @@
 #include "platform/posix/Ocsp.h"
 
 #include <algorithm>
-#include <array>
+#include <mutex>
+#include <unordered_map>
 
+#include "platform/Hash.h"
 #include "platform/posix/CrlFacts.h"
 #include "platform/posix/PathBuilder.h"
 #include "platform/posix/SignatureFacts.h"
@@ -23,6 +25,7 @@ constexpr FILETIME kWeek = 7 * 86'400 * kFileTimeUnitsPerSecond;
 constexpr int kNonceSize = 16;
 constexpr int kMostSigners = 8;
 constexpr int kMostSingles = 256;
+constexpr std::size_t kMostFacts = 1024;
 
 // --- What is asked and answered ---
 
@@ -110,13 +113,50 @@ bool UsesBreakableDigest(const OCSP_BASICRESP* basic) {
     return digest == NID_md5 || digest == NID_md4 || digest == NID_md2;
 }
 
-// Whether the answer names this certificate as its responder and this key made the signature.
-bool IsSignedBy(OCSP_BASICRESP* basic, const CertificateContext& signer) {
+// Which answer was signed by whom is a fact about bytes that never changes: a kept answer about the signer of thousands
+// of files is checked once in a process.
+class SignedAnswers {
+  public:
+    std::optional<bool> Find(const std::string& key) {
+        const std::scoped_lock lock(lock_);
+        const auto found = facts_.find(key);
+        return found == facts_.end() ? std::nullopt : std::optional(found->second);
+    }
+    void Keep(const std::string& key, bool isSigned) {
+        const std::scoped_lock lock(lock_);
+        if (facts_.size() >= kMostFacts) facts_.clear();
+        facts_[key] = isSigned;
+    }
+
+  private:
+    std::mutex lock_;
+    std::unordered_map<std::string, bool> facts_;  // by SHA-256 of the answer and of the signer's certificate
+};
+
+bool Verifies(OCSP_BASICRESP* basic, const CertificateContext& signer) {
     X509* native = NativeOf(signer);
     const std::unique_ptr<STACK_OF(X509), FreeStack> alone(sk_X509_new_null());
     if (!native || !sk_X509_push(alone.get(), native)) return false;
     const bool isSigned = OCSP_basic_verify(basic, alone.get(), nullptr, OCSP_NOINTERN | OCSP_NOVERIFY) == 1;
     DrainErrorQueue();
+    return isSigned;
+}
+
+// An answer that was decoded, and the digest of its bytes.
+struct Answer {
+    OCSP_BASICRESP* basic;
+    std::string digest;
+};
+
+// Whether the answer names this certificate as its responder and this key made the signature.
+bool IsSignedBy(const Answer& answer, const CertificateContext& signer) {
+    static SignedAnswers facts;
+    const Bytes& ofSigner = signer.Backend()->decoded->Sha256();
+    if (answer.digest.empty() || ofSigner.empty()) return false;  // no such digest on this host
+    const std::string key = answer.digest + std::string(AsText(ofSigner));
+    if (const auto known = facts.Find(key)) return *known;
+    const bool isSigned = Verifies(answer.basic, signer);
+    facts.Keep(key, isSigned);
     return isSigned;
 }
 
@@ -141,14 +181,14 @@ bool IsDelegate(const CertificateContext& signer, Path path, FILETIME at, ChainS
     return CheckCrls(ofSigner, at, sources) != RevocationStatus::revoked;
 }
 
-bool IsSignedByWhoMay(OCSP_BASICRESP* basic, Path path, FILETIME at, ChainSources& sources) {
-    if (UsesBreakableDigest(basic)) return false;
-    if (IsSignedBy(basic, path[1])) return true;
-    const STACK_OF(X509)* certificates = OCSP_resp_get0_certs(basic);
+bool IsSignedByWhoMay(const Answer& answer, Path path, FILETIME at, ChainSources& sources) {
+    if (UsesBreakableDigest(answer.basic)) return false;
+    if (IsSignedBy(answer, path[1])) return true;
+    const STACK_OF(X509)* certificates = OCSP_resp_get0_certs(answer.basic);
     for (int i = 0; i < std::min(sk_X509_num(certificates), kMostSigners); ++i) {
         const CertificateContext signer =
             CertCreateCertificateContext(EncodeDer<i2d_X509>(sk_X509_value(certificates, i)));
-        if (signer && IsDelegate(signer, path, at, sources) && IsSignedBy(basic, signer)) return true;
+        if (signer && IsDelegate(signer, path, at, sources) && IsSignedBy(answer, signer)) return true;
     }
     return false;
 }
@@ -189,7 +229,9 @@ std::optional<OcspAnswer> OcspQuestion::Judge(ByteView response, Nonce nonce, FI
     if (nonce == Nonce::compare && OCSP_check_nonce(request_.get(), basic.get()) == 0) return std::nullopt;
     auto answer = ReadAnswer(basic.get(), path_, at);
     DrainErrorQueue();
-    if (!answer || !IsSignedByWhoMay(basic.get(), path_, at, sources)) return std::nullopt;
+    const Bytes digest = Digest(HashAlgorithm::sha256, response);
+    const Answer decoded{basic.get(), std::string(AsText(digest))};
+    if (!answer || !IsSignedByWhoMay(decoded, path_, at, sources)) return std::nullopt;
     return answer;
 }
 

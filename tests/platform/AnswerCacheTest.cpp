@@ -196,8 +196,9 @@ TEST_F(RevocationCache, TheOldestFilesMakeRoom) {
     EXPECT_LE(Files().size(), 2048U);
     EXPECT_FALSE(cache.Find(AnswerCache::Kind::ocsp, "first"));
     EXPECT_TRUE(cache.Find(AnswerCache::Kind::ocsp, "last"));
-    for (int i = 0; i < 3; ++i)
-        cache.Keep(AnswerCache::Kind::crl, std::to_string(i), Bytes(60 << 20));
+    for (const char* name : {"crl-a", "crl-b"})
+        fs::resize_file(profile_.Write(Folder() / name, "x"), std::uintmax_t{100} << 20);
+    cache.Keep(AnswerCache::Kind::ocsp, "last", AsBytes("3"));
     std::uintmax_t total = 0;
     for (const fs::path& file : Files())
         total += fs::file_size(file);
