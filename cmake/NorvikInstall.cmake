@@ -14,6 +14,8 @@ install(TARGETS NorvikCore EXPORT NorvikTargets LIBRARY DESTINATION ${NORVIK_PRI
 if(TARGET NorvikDialogs)
   set_target_properties(NorvikDialogs PROPERTIES INSTALL_RPATH "$ORIGIN")
   install(TARGETS NorvikDialogs LIBRARY DESTINATION ${NORVIK_PRIVATE_DIR})
+  set_target_properties(norvik_windows PROPERTIES INSTALL_RPATH "$ORIGIN")
+  install(TARGETS norvik_windows RUNTIME DESTINATION ${NORVIK_PRIVATE_DIR})
 endif()
 install(TARGETS norvik_command RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 if(NORVIK_RELAY)

@@ -42,6 +42,11 @@ TEST_F(SelectCommand, SaysWhyNothingCanBeChosen) {
     const auto alone = RunBelow({"setsid", "-w"}, {"select", "--terminal", "--file", one});
     EXPECT_EQ(alone.status, 1);
     EXPECT_THAT(alone.errors, HasSubstr("Няма терминал"));
+    for (const auto* variable : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"})
+        profile_.Set(variable, std::nullopt);
+    const auto unseen = Run({"select", "--dialog", "--file", one});
+    EXPECT_EQ(unseen.status, 1);
+    EXPECT_THAT(unseen.errors, HasSubstr("Няма достъпен екран")) << "the windows are there, the display is not";
 }
 
 }  // namespace

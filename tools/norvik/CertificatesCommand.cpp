@@ -11,6 +11,7 @@
 #include "src/certificates/Record.h"
 #include "src/ui/WindowInterface.h"
 #include "tools/norvik/Command.h"
+#include "tools/norvik/Windows.h"
 
 namespace cli {
 namespace {
@@ -200,6 +201,7 @@ void AddSelect(CLI::App& norvik, Action& chosen) {
         ->add_flag("--terminal", options->terminal, "Пита на терминала; без опциите - там, ако има, иначе в прозорец")
         ->excludes(dialog);
     command->callback([options, &chosen] {
+        if (options->dialog || !(options->terminal || CanAsk())) NeedWindows();
         chosen = [options](ui::TerminalInterface& terminal) { return Select(*options, terminal); };
     });
 }

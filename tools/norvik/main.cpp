@@ -10,6 +10,7 @@
 #include "src/Norvik.h"
 #include "tools/norvik/Command.h"
 #include "tools/norvik/Help.h"
+#include "tools/norvik/Windows.h"
 #include "units/Helpers.h"
 
 namespace {
@@ -47,6 +48,8 @@ int main(int argc, char** argv) {
     cli::BuildCommandLine(norvik, chosen);
     try {
         norvik.parse(argc, argv);
+    } catch (const cli::WindowsNeeded&) {
+        return cli::RunWithWindows(argv);
     } catch (const CLI::Success& request) {
         return cli::PrintRequested(norvik, request);
     } catch (const CLI::ParseError& error) {
