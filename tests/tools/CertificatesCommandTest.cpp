@@ -149,6 +149,9 @@ TEST_F(CertificatesCommand, GivesItsRecordsAsJsonThatOthersRead) {
     EXPECT_EQ(read({"--thumbprint-include", std::string(40, 'A')}, "r", 0), "[]\n");
     EXPECT_EQ(read({"--store", "Ничие"}, "r", 1),
               "[{'Error': True, 'ErrorMessage': 'Cannot open certificate store.\\n'}]\n");
+    const auto garbage = Document("garbage.pfx").string();
+    EXPECT_EQ(read({"--file", garbage}, "r", 1),
+              "[{'Error': True, 'ErrorMessage': 'Invalid password for " + garbage + "'}]\n");
 }
 
 TEST_F(CertificatesCommand, ListsKeysInFilesAndOnCards) {

@@ -109,11 +109,17 @@ std::string Explain(const CertificatesOptions& options) {
            ": не може да се прочете, в него няма сертификати или е с парола, която не е дадена (--password-stdin).";
 }
 
+// Who asked for JSON is told so in JSON.
 bool Collect(const CertificatesOptions& options, toolkit::CkJsonArrayW& records) {
     try {
         return certificates::CollectRecords(RequestFrom(options), records);
-    } catch (const certificates::InvalidPassword&) {
-        throw std::runtime_error(options.file + ": грешна парола или не е PFX файл.");
+    } catch (const certificates::InvalidPassword& failure) {
+        if (!options.json) throw std::runtime_error(options.file + ": грешна парола или не е PFX файл.");
+        toolkit::CkJsonObjectW object;
+        object.UpdateBool(u"Error", true);
+        object.UpdateString(u"ErrorMessage", platform::ToWide(failure.what()).c_str());
+        records.AddObjectCopyAt(-1, object);
+        return false;
     }
 }
 
