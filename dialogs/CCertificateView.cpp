@@ -15,6 +15,7 @@
 
 #include "crypt/CryptCertificate.h"
 #include "crypt/Status.h"
+#include "dialogs/CBitButton.h"
 #include "dialogs/Desktop.h"
 #include "dialogs/Icons.h"
 #include "dialogs/MessageBox.h"
@@ -144,8 +145,7 @@ CCertificateView::CCertificateView(platform::CertificateContext certificate, con
     tabs->addTab(MakeDetails(), QStringLiteral("&Подробности"));
     tabs->addTab(MakePath(), QStringLiteral("П&ът на сертифициране"));
 
-    auto* const save = MakeButton(QStringLiteral("&Запис във файл..."), kExport);
-    save->setIcon(dialogs::Icon("save"));
+    auto* const save = MakePictureButton(QStringLiteral("&Запис във файл..."), kExport, "save");
     auto* const close = MakeButton(QStringLiteral("ОК"), kClose);
     close->setDefault(true);
     connect(save, &QPushButton::clicked, this, &CCertificateView::Export);

@@ -5,6 +5,7 @@
 #include <QVBoxLayout>
 #include <utility>
 
+#include "dialogs/CBitButton.h"
 #include "dialogs/CCertificateView.h"
 #include "dialogs/CColorListCtrl.h"
 #include "dialogs/Desktop.h"
@@ -57,13 +58,13 @@ void CSelectCertificateDlg::MakeList() {
             &CSelectCertificateDlg::TakeSelectedRow);
     connect(list_, &QAbstractItemView::clicked, this, &CSelectCertificateDlg::TakeSelectedRow);
     connect(list_, &QAbstractItemView::doubleClicked, this, &CSelectCertificateDlg::OnOk);
+    AddRowCommand(*list_, QStringLiteral("&Преглед"), [this] { View(); });
 }
 
 QLayout* CSelectCertificateDlg::MakeButtons() {
-    ok_ = MakeButton(QStringLiteral("ОК"), kOk);
-    auto* const cancel = MakeButton(QStringLiteral("Отказ"), kCancel);
-    view_ = MakeButton(QStringLiteral("Преглед"), kView);
-    view_->setIcon(dialogs::Icon("view"));
+    ok_ = MakeButton(QStringLiteral("О&К"), kOk);
+    auto* const cancel = MakeButton(QStringLiteral("&Отказ"), kCancel);
+    view_ = MakePictureButton(QStringLiteral("&Преглед"), kView, "view");
     ok_->setDefault(true);
     connect(ok_, &QPushButton::clicked, this, &CSelectCertificateDlg::OnOk);
     connect(cancel, &QPushButton::clicked, this, &QDialog::reject);

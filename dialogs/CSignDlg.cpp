@@ -10,6 +10,7 @@
 #include <QRadioButton>
 #include <QVBoxLayout>
 
+#include "dialogs/CBitButton.h"
 #include "dialogs/CCertificateView.h"
 #include "dialogs/CColorListCtrl.h"
 #include "dialogs/CExtComboBox.h"
@@ -72,8 +73,8 @@ QWidget* CSignDlg::MakeCertificates() {
     layout->addWidget(list_);
     connect(list_->selectionModel(), &QItemSelectionModel::selectionChanged, this, &CSignDlg::TakeSelectedRow);
     connect(list_, &QAbstractItemView::clicked, this, &CSignDlg::TakeSelectedRow);
-    connect(list_, &QAbstractItemView::doubleClicked, this,
-            [this](const QModelIndex& index) { ViewCertificate(index.row()); });
+    connect(list_, &QAbstractItemView::doubleClicked, this, &CSignDlg::ViewCertificate);
+    AddRowCommand(*list_, QStringLiteral("&Преглед на сертификата"), [this] { ViewCertificate(); });
     return box;
 }
 
@@ -128,9 +129,8 @@ QLayout* CSignDlg::MakeTimestamp() {
 }
 
 QLayout* CSignDlg::MakeButtons() {
-    auto* const sign = MakeButton(QStringLiteral("&Подпиши"), kSign);
-    auto* const cancel = MakeButton(QStringLiteral("&Отказ"), kCancel);
-    sign->setIcon(dialogs::Icon("sign"));
+    auto* const sign = MakePictureButton(QStringLiteral("&Подпиши"), kSign, "sign");
+    auto* const cancel = MakePictureButton(QStringLiteral("&Отказ"), kCancel, "cancel");
     sign->setDefault(true);
     connect(sign, &QPushButton::clicked, this, &CSignDlg::OnOk);
     connect(cancel, &QPushButton::clicked, this, &QDialog::reject);
@@ -159,8 +159,9 @@ void CSignDlg::TakeSelectedRow() {
     if (row >= 0) decision_.certificate = question_.certificates[static_cast<std::size_t>(row)].Context();
 }
 
-void CSignDlg::ViewCertificate(int row) {
-    CCertificateView(question_.certificates[static_cast<std::size_t>(row)].Context()).DoModal();
+void CSignDlg::ViewCertificate() {
+    const int row = list_->SelectedRow();
+    if (row >= 0) CCertificateView(question_.certificates[static_cast<std::size_t>(row)].Context()).DoModal();
 }
 
 // The comment goes nowhere: signatures of this kind carry none.

@@ -27,7 +27,7 @@ class CSignDlg : public CTessalyDialog {
     QLayout* MakeButtons();
     [[nodiscard]] QString CertificateText(int row, int column);
     void TakeSelectedRow();
-    void ViewCertificate(int row);
+    void ViewCertificate();
     void OnOk();
 
     ui::SignQuestion question_;

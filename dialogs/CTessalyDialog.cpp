@@ -1,11 +1,13 @@
 #include "dialogs/CTessalyDialog.h"
 
+#include <QAction>
 #include <QFontDatabase>
 #include <QHBoxLayout>
 #include <QPainter>
 #include <QPushButton>
 #include <QVBoxLayout>
 
+#include "dialogs/CBitButton.h"
 #include "dialogs/CElidedLabel.h"
 #include "dialogs/Desktop.h"
 
@@ -70,9 +72,25 @@ QWidget* CTessalyDialog::MakeBanner(const QIcon& icon, const QString& subject, c
     return banner;
 }
 
+CBitButton* CTessalyDialog::MakePictureButton(const QString& text, int id, const char* picture) {
+    auto* const button = new CBitButton(text, this);
+    button->setObjectName(QString::number(id));
+    button->SetImage(picture);
+    return button;
+}
+
 QPushButton* CTessalyDialog::MakeButton(const QString& text, int id) {
     auto* const button = new QPushButton(text, this);
     button->setObjectName(QString::number(id));
     button->setAutoDefault(false);
     return button;
+}
+
+void CTessalyDialog::AddRowCommand(QWidget& list, const QString& text, const std::function<void()>& run) {
+    auto* const command = new QAction(text, &list);
+    command->setShortcuts({QKeySequence(Qt::ALT | Qt::Key_Return), QKeySequence(Qt::ALT | Qt::Key_Enter)});
+    command->setShortcutContext(Qt::WidgetShortcut);
+    connect(command, &QAction::triggered, this, run);
+    list.addAction(command);
+    list.setContextMenuPolicy(Qt::ActionsContextMenu);
 }

@@ -2,7 +2,9 @@
 
 #include <QDialog>
 #include <QIcon>
+#include <functional>
 
+class CBitButton;
 class QPushButton;
 
 // The base of all dialogs: their font, their owner and the pieces that they are laid out with. Esc cancels.
@@ -19,4 +21,9 @@ class CTessalyDialog : public QDialog {
     QWidget* MakeBanner(const QIcon& icon, const QString& subject, const QString& remark = {});
     // A button with the number as its name.
     QPushButton* MakeButton(const QString& text, int id);
+    // The same with a drawing of res/icons before its text.
+    CBitButton* MakePictureButton(const QString& text, int id, const char* picture);
+    // What a double click on a row does, for the keyboard: in the list's menu and on Alt+Enter, by which desktops show
+    // what a thing is.
+    void AddRowCommand(QWidget& list, const QString& text, const std::function<void()>& run);
 };

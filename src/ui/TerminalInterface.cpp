@@ -9,6 +9,7 @@
 #include <charconv>
 #include <csignal>
 #include <cstdio>
+#include <filesystem>
 
 #include "platform/Text.h"
 #include "src/certificates/Choice.h"
@@ -21,6 +22,8 @@ namespace ui {
 namespace {
 
 using platform::Secret;
+
+constexpr int kCtrlC = 0x03, kCtrlD = 0x04, kBackspace = 0x08, kDelete = 0x7f, kCtrlU = 0x15;
 
 // What a signal that ends the process has to put back; the terminal would stay without echo.
 struct SilencedTerminal {
@@ -47,6 +50,7 @@ class Terminal {
         termios meanwhile = silenced.before;
         // Ctrl-C and its like are read as keys.
         meanwhile.c_lflag &= ~static_cast<tcflag_t>(hidden ? ECHO | ICANON | ISIG : ISIG);
+        if (!hidden) meanwhile.c_cc[VEOL] = kCtrlC;  // ends the line at once, as Enter does
         ready_ = tcsetattr(descriptor_, TCSAFLUSH, &meanwhile) == 0;
     }
     ~Terminal() {
@@ -83,7 +87,7 @@ class Terminal {
     bool ready_ = false;
 };
 
-constexpr int kCtrlC = 0x03, kCtrlD = 0x04, kBackspace = 0x08, kDelete = 0x7f, kCtrlU = 0x15;
+constexpr unsigned kVersionText = 272;
 
 void RemoveLastCharacter(platform::Bytes& line) {
     while (!line.empty()) {
@@ -149,6 +153,29 @@ std::optional<std::size_t> AskAuthority(const std::vector<settings::TsaRecord>& 
     }
     return AskNumber(text + "Номер (Enter: " + std::to_string(marked) + "): ", 0, authorities.size(), marked);
 }
+
+// One line on a terminal, gone with the object.
+class ProgressLine : public Progress {
+  public:
+    explicit ProgressLine(std::string name) : name_(std::move(name)) {}
+    ~ProgressLine() override {
+        if (shown_ >= 0) std::fputs("\r\033[K", stderr);
+    }
+    ProgressLine(const ProgressLine&) = delete;
+    ProgressLine& operator=(const ProgressLine&) = delete;
+    void Update(std::uint64_t done, std::uint64_t total) override {
+        const int percent =
+            total == 0 ? 0 : static_cast<int>(static_cast<double>(done) / static_cast<double>(total) * 100);
+        if (percent == shown_) return;
+        shown_ = percent;
+        std::fprintf(stderr, "\r\033[K%s: %d %%", name_.c_str(), percent);
+        std::fflush(stderr);
+    }
+
+  private:
+    std::string name_;
+    int shown_ = -1;
+};
 
 }  // namespace
 
@@ -262,11 +289,12 @@ platform::Bytes TerminalInterface::DrawReport(const ReportOrder& order) {
 }
 
 void TerminalInterface::ShowAbout() {
-    ShowMessage({u"Norvik"});
+    ShowMessage({.text = units::LoadStringW(kVersionText), .title = u"Относно Norvik"});
 }
 
-std::unique_ptr<Progress> TerminalInterface::ShowProgress(const std::u16string&) {
-    return nullptr;
+std::unique_ptr<Progress> TerminalInterface::ShowProgress(const std::u16string& file) {
+    if (isatty(STDERR_FILENO) == 0) return nullptr;
+    return std::make_unique<ProgressLine>(platform::OneLineUtf8(std::filesystem::path(file).filename().u16string()));
 }
 
 }  // namespace ui

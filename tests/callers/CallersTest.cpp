@@ -9,14 +9,17 @@
 // password of a PFX file.
 namespace {
 
+using testing::AllOf;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
+using testing::StartsWith;
 
 constexpr char kLibrary[] = NORVIK_BINARY_DIR "/lib/libNorvik.so";
 constexpr char kPrograms[] = NORVIK_BINARY_DIR "/tests/callers/";
-// The part of the title that xdotool can see whatever the locale of the caller.
-constexpr char kTitle[] = "key.pfx";
+constexpr char kTitle[] = "Отваряне на key.pfx ...";
 constexpr char kPassword[] = "secret";
+constexpr char kFunction[] = "NorvikCertInfoJson";
 
 class Callers : public testing::Test {
   protected:
@@ -32,10 +35,16 @@ class Callers : public testing::Test {
         command.insert(command.end(), rest.begin(), rest.end());
         return command;
     }
+    [[nodiscard]] std::string Request() const { return "{\"Filename\":\"" + pfx_ + "\"}"; }
+    [[nodiscard]] std::vector<std::string> GtkCommand(const std::vector<std::string>& rest = {}) const {
+        std::vector<std::string> command{kPrograms + std::string("gtk_caller"), kLibrary, kFunction, Request()};
+        command.insert(command.end(), rest.begin(), rest.end());
+        return command;
+    }
     // Answers the question that comes up. The number of its window.
     std::string EnterPassword() const {
         auto window = screen_.WaitForWindow(kTitle);
-        EXPECT_THAT(screen_.Property(window, "_NET_WM_NAME"), HasSubstr("\"Отваряне на key.pfx ...\""));
+        EXPECT_NE(window, "");
         screen_.Type(kPassword);
         screen_.Press("Return");
         return window;
@@ -117,16 +126,17 @@ TEST_F(Callers, WithoutADisplayTheCallFailsAndTheProgramLivesOn) {
 }
 
 TEST_F(Callers, AScriptGetsItsAnswer) {
-    auto running =
-        screen_.Start({"/usr/bin/python3", NORVIK_SOURCE_DIR "/tests/callers/programs/caller.py", kLibrary, pfx_});
+    auto running = screen_.Start(
+        {"/usr/bin/python3", NORVIK_SOURCE_DIR "/tests/callers/programs/caller.py", kLibrary, kFunction, Request()});
     EnterPassword();
     const auto result = running.get();
     EXPECT_EQ(result.status, 3) << result.Summary();
-    EXPECT_EQ(result.output, "context 0xfedcba9876543210 records 1 error False\ndone True\n");
+    EXPECT_THAT(result.output, StartsWith("context 0xfedcba9876543210\nanswer [{\"Serial\""));
+    EXPECT_THAT(result.output, EndsWith("}]\ndone True\n"));
 }
 
 TEST_F(Callers, AWindowOfAnotherToolkitOwnsTheDialogAndItsProgramGoesOnAfterwards) {
-    auto running = screen_.Start(Command("gtk_caller"));
+    auto running = screen_.Start(GtkCommand());
     const auto window = screen_.WaitForWindow(kTitle);
     ASSERT_NE(window, "");
     const auto owner = screen_.Property(window, "WM_TRANSIENT_FOR");
@@ -136,17 +146,17 @@ TEST_F(Callers, AWindowOfAnotherToolkitOwnsTheDialogAndItsProgramGoesOnAfterward
     EXPECT_EQ(result.status, 3) << result.Summary();
     const auto number = result.output.substr(6, result.output.find('\n') - 6);
     EXPECT_THAT(owner, HasSubstr("window id # " + number + "\n"));
-    EXPECT_THAT(result.output, HasSubstr("answer of a certificate\ndone 1\nlabel after\n"));
+    EXPECT_THAT(result.output, AllOf(HasSubstr("\"Thumbprint\""), EndsWith("done 1\nlabel after\n")));
 }
 
 TEST_F(Callers, AnOwnerThatDoesNotExistIsLeftOutAndLogged) {
-    auto running = screen_.Start(Command("gtk_caller", {"0x7654321"}));
+    auto running = screen_.Start(GtkCommand({"0x7654321"}));
     const auto window = screen_.WaitForWindow(kTitle);
     EXPECT_THAT(screen_.Property(window, "WM_TRANSIENT_FOR"), Not(HasSubstr("0x7654321")));
     EnterPassword();
     const auto result = running.get();
     EXPECT_EQ(result.status, 3) << result.Summary();
-    EXPECT_THAT(result.output, HasSubstr("answer of a certificate\n"));
+    EXPECT_THAT(result.output, HasSubstr("\"Thumbprint\""));
     EXPECT_THAT(Log(), HasSubstr("owner window does not exist"));
 }
 

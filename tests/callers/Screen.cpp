@@ -7,8 +7,11 @@
 
 #include <array>
 #include <csignal>
+#include <filesystem>
 #include <stdexcept>
 #include <thread>
+
+#include "tests/support/Profile.h"
 
 namespace tests {
 namespace {
@@ -83,12 +86,29 @@ std::future<ProcessResult> Screen::Start(std::vector<std::string> command) const
 
 std::string Screen::WaitForWindow(const std::string& title) const {
     for (auto waited = kStep; waited < kPatience; waited += kStep) {
-        const auto found = Run({"xdotool", "search", "--onlyvisible", "--name", title}).output;
-        const auto window = found.substr(0, found.find('\n'));
-        if (!window.empty() && Run({"xdotool", "getwindowfocus"}).output == window + "\n") return window;
+        const auto found = Run({"xdotool", "getwindowfocus"}).output;
+        auto window = found.substr(0, found.find('\n'));
+        if (Property(window, "_NET_WM_NAME").ends_with("= \"" + title + "\"\n")) return window;
         std::this_thread::sleep_for(kStep);
     }
     return {};
+}
+
+// Flat areas take next to no room in the file; a window with texts takes many times as much.
+bool Screen::Photograph(const std::string& name) const {
+    constexpr std::size_t kEmptyScreen = 6000;
+    const std::filesystem::path folder(NORVIK_BINARY_DIR "/pictures");
+    std::filesystem::create_directories(folder);
+    const auto file = (folder / (name + ".png")).string();
+    std::string before;
+    for (auto waited = kStep; waited < kPatience; waited += kStep) {
+        if (Run({"maim", "--hidecursor", file}).status != 0) return false;
+        auto now = ReadFile(file);
+        if (now == before && now.size() > kEmptyScreen) return true;
+        before = std::move(now);
+        std::this_thread::sleep_for(kStep);
+    }
+    return false;
 }
 
 void Screen::Type(const std::string& text) const {
@@ -97,6 +117,22 @@ void Screen::Type(const std::string& text) const {
 
 void Screen::Press(const std::string& key, int times) const {
     Run({"xdotool", "key", "--delay", "10", "--repeat", std::to_string(times), "--repeat-delay", "10", key});
+}
+
+void Screen::Click(const std::string& window, double across, double down, int times) const {
+    const auto geometry = Run({"xdotool", "getwindowgeometry", "--shell", window}).output;
+    const auto share = [&](const std::string& key, double part) {
+        const auto at = geometry.find(key + "=");
+        const int size = at == std::string::npos ? 0 : std::stoi(geometry.substr(at + key.size() + 1));
+        return std::to_string(static_cast<int>(size * part));
+    };
+    Run({"xdotool", "mousemove", "--sync", "--window", window, share("WIDTH", across), share("HEIGHT", down), "click",
+         "--repeat", std::to_string(times), "--delay", "20", "1"});
+}
+
+pid_t Screen::ProcessOf(const std::string& window) const {
+    const auto pid = Run({"xdotool", "getwindowpid", window}).output;
+    return pid.empty() ? -1 : std::stoi(pid);
 }
 
 std::string Screen::Property(const std::string& window, const std::string& name) const {

@@ -116,7 +116,7 @@ TEST_F(SignDialog, OpensWithThousandsOfCertificatesWithoutReadingThemAll) {
     EXPECT_TRUE(decision->certificate == question.certificates[1999].Context());
 }
 
-TEST_F(SignDialog, ShowsACertificateOnDoubleClickWithItsFieldsAndPath) {
+TEST_F(SignDialog, ShowsACertificateOnDoubleClickAndOnAltEnterWithItsFieldsAndPath) {
     const auto question = Question(2);
     WhenShown([](QDialog& shown) {
         auto& list = Control<CColorListCtrl>(shown, "271");
@@ -136,6 +136,18 @@ TEST_F(SignDialog, ShowsACertificateOnDoubleClickWithItsFieldsAndPath) {
         const auto place = list.visualRect(list.model()->index(0, 0)).center();
         QTest::mouseClick(list.viewport(), Qt::LeftButton, {}, place);
         QTest::mouseDClick(list.viewport(), Qt::LeftButton, {}, place);
+        shown.activateWindow();  // as a window manager does when the view has gone
+        list.setFocus();
+        QApplication::processEvents();
+        bool byKey = false;
+        QTimer::singleShot(0, qApp, [&byKey] {
+            auto& view = *QApplication::activeModalWidget();
+            byKey = view.windowTitle() == QStringLiteral("Сертификат");
+            QTest::keyClick(&view, Qt::Key_Escape);
+        });
+        QTest::keyClick(&list, Qt::Key_Return, Qt::AltModifier);
+        EXPECT_TRUE(byKey);
+        EXPECT_TRUE(shown.isVisible()) << "behind the view";
         QTest::keyClick(&shown, Qt::Key_Escape);
     });
     EXPECT_FALSE(CSignDlg(question).Ask());

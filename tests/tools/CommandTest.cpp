@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <stdexcept>
 
@@ -23,12 +24,24 @@ Terminal::Terminal(const std::vector<std::string>& command) {
     for (const auto& argument : command)
         arguments.push_back(const_cast<char*>(argument.c_str()));
     arguments.push_back(nullptr);
+    Fork();
+    if (child_ > 0) return;
+    execvp(arguments[0], arguments.data());
+    _exit(127);
+}
+
+Terminal::Terminal(const std::function<int()>& program) {
+    Fork();
+    if (child_ > 0) return;
+    const int status = program();
+    std::fflush(nullptr);
+    _exit(status);
+}
+
+void Terminal::Fork() {
+    std::fflush(nullptr);  // or the child would write again what waits to be written
     child_ = forkpty(&terminal_, nullptr, nullptr, nullptr);
     if (child_ < 0) throw std::runtime_error("no terminal");
-    if (child_ == 0) {
-        execvp(arguments[0], arguments.data());
-        _exit(127);
-    }
 }
 
 Terminal::~Terminal() {

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <sys/types.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -17,6 +18,8 @@ namespace tests {
 class Terminal {
   public:
     explicit Terminal(const std::vector<std::string>& command);
+    // The function's result becomes the exit status. It runs in a copy of this process.
+    explicit Terminal(const std::function<int()>& program);
     ~Terminal();
     Terminal(const Terminal&) = delete;
     Terminal& operator=(const Terminal&) = delete;
@@ -31,6 +34,7 @@ class Terminal {
     [[nodiscard]] const std::string& Seen() const { return seen_; }
 
   private:
+    void Fork();
     bool ReadMore(int milliseconds);
     int terminal_ = -1;
     pid_t child_ = -1;

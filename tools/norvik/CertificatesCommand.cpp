@@ -6,12 +6,11 @@
 
 #include "crypt/CryptCertificate.h"
 #include "platform/Text.h"
+#include "src/Norvik.h"
 #include "src/certificates/CertificateReport.h"
 #include "src/certificates/PfxSource.h"
 #include "src/certificates/Record.h"
-#include "src/ui/WindowInterface.h"
 #include "tools/norvik/Command.h"
-#include "tools/norvik/Windows.h"
 
 namespace cli {
 namespace {
@@ -23,7 +22,7 @@ struct CertificatesOptions {
     std::string store, file;
     std::vector<std::string> thumbprintInclude, thumbprintExclude, authIdInclude, authIdExclude;
     bool passwordFromStdin = false, json = false;
-    bool dialog = false, terminal = false;  // where to ask: of select
+    bool dialog = false, terminal = false;  // where to ask, of select
 };
 
 // A person copies identifiers with blanks and colons; an empty one stands for certificates that have none.
@@ -141,7 +140,11 @@ int Run(const CertificatesOptions& options) {
     return kDone;
 }
 
-platform::CertificateContext Choose(const CertificatesOptions& options, ui::TerminalInterface& terminal) {
+bool AsksInWindow(const CertificatesOptions& options) {
+    return options.dialog || (!options.terminal && !CanAsk());
+}
+
+platform::CertificateContext Choose(const CertificatesOptions& options) {
     certificates::GatheredCertificates gathered;
     try {
         gathered = certificates::Gather(RequestFrom(options));
@@ -149,13 +152,12 @@ platform::CertificateContext Choose(const CertificatesOptions& options, ui::Term
         throw std::runtime_error(options.file + ": грешна парола или не е PFX файл.");
     }
     if (!gathered.failure.empty()) throw std::runtime_error(Explain(options));
-    ui::CertificateQuestion question{u"Избиране на сертификат ...", gathered.certificates};
-    if (options.terminal || (!options.dialog && CanAsk())) return terminal.AskCertificate(std::move(question));
-    return ui::WindowInterface().AskCertificate(std::move(question));
+    return CNorvikApp::Current()->Interface().AskCertificate(
+        {u"Избиране на сертификат ...", std::move(gathered.certificates)});
 }
 
-int Select(const CertificatesOptions& options, ui::TerminalInterface& terminal) {
-    const auto chosen = Choose(options, terminal);
+int Select(const CertificatesOptions& options) {
+    const auto chosen = Choose(options);
     if (!chosen) return Fail("Не е избран сертификат.");
     toolkit::CkJsonObjectW record;
     record.put_EmitCompact(false);
@@ -207,8 +209,7 @@ void AddSelect(CLI::App& norvik, Action& chosen) {
         ->add_flag("--terminal", options->terminal, "Пита на терминала; без опциите - там, ако има, иначе в прозорец")
         ->excludes(dialog);
     command->callback([options, &chosen] {
-        if (options->dialog || !(options->terminal || CanAsk())) NeedWindows();
-        chosen = [options](ui::TerminalInterface& terminal) { return Select(*options, terminal); };
+        chosen = {[options](ui::TerminalInterface&) { return Select(*options); }, AsksInWindow(*options)};
     });
 }
 

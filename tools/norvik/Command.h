@@ -3,11 +3,13 @@
 // chosen.
 
 #include <CLI/CLI.hpp>
+#include <concepts>
 #include <functional>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "platform/Certificates.h"
 #include "platform/Secret.h"
@@ -19,8 +21,16 @@ constexpr int kDone = 0;
 constexpr int kFailed = 1;
 constexpr int kWrongUse = 2;
 
-// Runs the chosen subcommand; answers the exit status.
-using Action = std::function<int(ui::TerminalInterface&)>;
+// Runs the chosen subcommand; answers the exit status. What the operations below have to ask and to say goes to the
+// terminal, or to windows where the person wants those.
+struct Action {
+    Action() = default;
+    template <std::invocable<ui::TerminalInterface&> Run>
+    Action(Run what, bool windows = false) : run(std::move(what)), inWindows(windows) {}
+
+    std::function<int(ui::TerminalInterface&)> run;
+    bool inWindows = false;
+};
 
 void AddSign(CLI::App& norvik, Action& chosen);
 void AddVerify(CLI::App& norvik, Action& chosen);

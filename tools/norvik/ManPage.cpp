@@ -68,7 +68,11 @@ constexpr char kExamples[] =
     "Отделен подпис с удостоверено време:\n.PP\n.nf\n"
     "norvik tsa add \"Моята TSA\" http://tsa.example/ \\-\\-default\n"
     "norvik sign \\-\\-detached report.pdf\n"
-    "norvik verify report.pdf.p7s\n.fi\n";
+    "norvik verify report.pdf.p7s\n.fi\n.PP\n"
+    "Избор в прозорец: сертификатът, видът на подписа и TSA за всички файлове наведнъж:\n.PP\n.nf\n"
+    "norvik sign \\-\\-dialog report.pdf offer.pdf\n.fi\n.PP\n"
+    "Избор на сертификат за скрипт; пита на терминала, ако има, иначе в прозорец:\n.PP\n.nf\n"
+    "norvik select \\-\\-file team.pem \\-\\-json > chosen.json\n.fi\n";
 
 constexpr char kStatus[] =
     ".SH ИЗХОДЕН КОД\n"

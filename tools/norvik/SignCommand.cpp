@@ -1,5 +1,3 @@
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
@@ -11,6 +9,8 @@
 #include "platform/Stores.h"
 #include "platform/System.h"
 #include "platform/Text.h"
+#include "src/Norvik.h"
+#include "src/ProgressDlg.h"
 #include "src/settings/TsaList.h"
 #include "src/signing/SignEngine.h"
 #include "tools/norvik/Command.h"
@@ -24,7 +24,7 @@ struct SignOptions {
     std::vector<std::string> files;
     std::optional<std::string> certificate, tsa;
     std::string outputFolder;
-    bool detached = false, noTsa = false, pinFromStdin = false, derOrder = false, tokens = false;
+    bool detached = false, noTsa = false, pinFromStdin = false, derOrder = false, tokens = false, dialog = false;
 };
 
 // --- Which certificate ---
@@ -130,36 +130,40 @@ std::optional<settings::TsaRecord> FindAuthority(const SignOptions& options) {
     return record;
 }
 
-// --- Progress ---
+// --- What the person decides in the window ---
 
-// One line on a terminal for files that take a while.
-class ProgressLine {
-  public:
-    explicit ProgressLine(std::string name) : name_(std::move(name)) {}
-    ~ProgressLine() {
-        if (shown_ >= 0) std::fputs("\r\033[K", stderr);
-    }
-    ProgressLine(const ProgressLine&) = delete;
-    ProgressLine& operator=(const ProgressLine&) = delete;
-    void Show(std::uint64_t done, std::uint64_t total) {
-        const int percent = total == 0 ? 100 : static_cast<int>(done * 100 / total);
-        if (percent == shown_) return;
-        shown_ = percent;
-        std::fprintf(stderr, "\r\033[K%s: %d %%", name_.c_str(), percent);
-        std::fflush(stderr);
-    }
+bool IsSignature(const std::string& file) {
+    return file.ends_with(".p7m") || file.ends_with(".p7s");
+}
 
-  private:
-    std::string name_;
-    int shown_ = -1;
-};
+std::vector<settings::TsaRecord> OfferedAuthorities(const SignOptions& options) {
+    auto list = settings::LoadTsaList(nullptr);
+    const auto wanted = FindAuthority(options);
+    for (auto& record : list)
+        record.selected = wanted && record.title == wanted->title && record.url == wanted->url;
+    const bool listed = std::ranges::any_of(list, &settings::TsaRecord::selected);
+    if (!wanted || listed) return list;
+    list.push_back(*wanted);
+    list.back().selected = true;
+    return list;
+}
 
-std::unique_ptr<ProgressLine> ProgressFor(const std::filesystem::path& file) {
-    constexpr std::uintmax_t worthShowing = 64u << 20;
-    std::error_code error;
-    const auto size = std::filesystem::file_size(file, error);
-    if (error || size <= worthShowing || isatty(STDERR_FILENO) == 0) return nullptr;
-    return std::make_unique<ProgressLine>(file.filename().string());
+// The window starts with what the options say, and what is decided in it holds for all files.
+std::optional<ui::SignDecision> AskInWindow(const SignOptions& options) {
+    ui::SignQuestion question;
+    const auto certificates =
+        options.certificate ? std::vector{FindByThumbprint(*options.certificate)} : UsableCertificates(true);
+    for (const auto& certificate : certificates)
+        question.certificates.emplace_back(certificate, true);
+    question.authorities = OfferedAuthorities(options);
+    question.detached = options.detached;
+    question.showDetachedBox = !std::ranges::all_of(options.files, IsSignature);
+    return CNorvikApp::Current()->Interface().AskSign(std::move(question));
+}
+
+std::optional<ui::SignDecision> Decide(const SignOptions& options) {
+    if (options.dialog) return AskInWindow(options);
+    return ui::SignDecision{FindCertificate(options), FindAuthority(options), options.detached};
 }
 
 // --- Signing ---
@@ -202,8 +206,7 @@ bool EndsTheRun(platform::ErrorCode code) {
            code == platform::SCARD_W_REMOVED_CARD || code == platform::ERROR_INVALID_PASSWORD;
 }
 
-Outcome SignOne(const std::string& file, const CertificateContext& certificate, const settings::TsaRecord* authority,
-                const SignOptions& options) {
+Outcome SignOne(const std::string& file, const ui::SignDecision& decision, const SignOptions& options) {
     if (!IsText(file)) {
         Fail(file + ": името на файла не е в UTF-8. Преименувайте го и го подпишете отново.");
         return Outcome::failed;
@@ -213,13 +216,16 @@ Outcome SignOne(const std::string& file, const CertificateContext& certificate, 
         Fail(file + ": не може да се прочете. " + Explain(platform::GetLastError()));
         return Outcome::failed;
     }
-    const auto progress = ProgressFor(file);
-    signing::SignExtras extras{.derOrder = options.derOrder, .progress = {}};
-    if (progress) extras.progress = [&](std::uint64_t done, std::uint64_t total) { progress->Show(done, total); };
+    const auto path = platform::ToWide(file);
     std::u16string result;
     platform::SetLastError(platform::ERROR_SUCCESS);
-    const bool signedNow = signing::SignEngine(platform::ToWide(file), certificate, authority, options.detached, result,
-                                               platform::ToWide(options.outputFolder), extras);
+    const bool signedNow = [&] {
+        DelayedProgress progress(CNorvikApp::Current()->Interface(), path);
+        return signing::SignEngine(
+            path, decision.certificate, decision.authority ? &*decision.authority : nullptr, decision.detached, result,
+            platform::ToWide(options.outputFolder),
+            {options.derOrder, [&](std::uint64_t done, std::uint64_t total) { progress.Update(done, total); }});
+    }();
     if (signedNow) {
         PrintLine(platform::ToUtf8(result));
         return Outcome::done;
@@ -227,7 +233,8 @@ Outcome SignOne(const std::string& file, const CertificateContext& certificate, 
     const auto why = platform::GetLastError();
     const bool known = why != platform::ERROR_FILE_NOT_FOUND && why != platform::CRYPT_E_NOT_FOUND;
     Fail(file + ": не е подписан." + (known && why != platform::ERROR_SUCCESS ? " " + Explain(why) : ""));
-    if (why == platform::SCARD_W_CANCELLED_BY_USER && !options.pinFromStdin && !CanAsk())
+    const bool couldAsk = options.pinFromStdin || options.dialog || CanAsk();
+    if (why == platform::SCARD_W_CANCELLED_BY_USER && !couldAsk)
         Fail("Без терминал ПИН кодът се подава с --pin-stdin.");
     return EndsTheRun(why) ? Outcome::stop : Outcome::failed;
 }
@@ -237,12 +244,12 @@ int Sign(const SignOptions& options, ui::TerminalInterface& interface) {
     RefuseEqualNames(options);
     if (options.pinFromStdin) interface.UsePin(ReadSecretLine());
     WarnOfUnreadableSettings();
-    const auto certificate = FindCertificate(options);
-    const auto authority = FindAuthority(options);
+    const auto decision = Decide(options);
+    if (!decision) return Fail("Подписването е отказано.");
     MakeOutputFolder(options.outputFolder);
     int status = kDone;
     for (std::size_t i = 0; i < options.files.size(); ++i) {
-        const auto outcome = SignOne(options.files[i], certificate, authority ? &*authority : nullptr, options);
+        const auto outcome = SignOne(options.files[i], *decision, options);
         if (outcome != Outcome::done) status = kFailed;
         if (outcome != Outcome::stop) continue;
         const auto left = options.files.size() - i - 1;
@@ -269,11 +276,15 @@ void AddSign(CLI::App& norvik, Action& chosen) {
         ->excludes(tsa);
     command->add_option("--output-folder", options->outputFolder, "Папка за резултата (по подразбиране: тази на файла)")
         ->option_text("ПАПКА");
-    command->add_flag("--pin-stdin", options->pinFromStdin, "Чете ПИН от първия ред на стандартния вход");
+    auto* pin = command->add_flag("--pin-stdin", options->pinFromStdin, "Чете ПИН от първия ред на стандартния вход");
+    command
+        ->add_flag("--dialog", options->dialog,
+                   "Сертификатът, видът на подписа и TSA се избират в прозорец, веднъж за всички файлове")
+        ->excludes(pin);
     command->add_flag("--der-order", options->derOrder,
                       "Подписаните атрибути в реда на DER, за проверяващи програми, които държат на него");
     command->callback([options, &chosen] {
-        chosen = [options](ui::TerminalInterface& interface) { return Sign(*options, interface); };
+        chosen = {[options](ui::TerminalInterface& interface) { return Sign(*options, interface); }, options->dialog};
     });
 }
 

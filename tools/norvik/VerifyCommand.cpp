@@ -132,7 +132,9 @@ void AddVerify(CLI::App& norvik, Action& chosen) {
         "сертификат не е верен или файлът не е подписан; 3 - нещо не можа да се провери или файл не се чете.\n"
         "JSON е масив с обект за всеки файл: SignFile, Status (valid, invalid, unverified, error),\n"
         "ErrorMessage (при error) и Signatures.");
-    command->callback([options, &chosen] { chosen = [options](ui::TerminalInterface&) { return Run(*options); }; });
+    command->callback([options, &chosen] {
+        chosen = {[options](ui::TerminalInterface&) { return Run(*options); }, options->dialog};
+    });
 }
 
 }  // namespace cli

@@ -8,6 +8,7 @@
 #include "platform/System.h"
 #include "platform/Text.h"
 #include "src/Norvik.h"
+#include "src/ui/WindowInterface.h"
 #include "tools/norvik/Command.h"
 #include "tools/norvik/Help.h"
 #include "tools/norvik/Windows.h"
@@ -17,11 +18,12 @@ namespace {
 
 int RunChosen(const cli::Action& chosen) {
     auto owned = std::make_unique<ui::TerminalInterface>();
-    auto& interface = *owned;
-    const auto app = CNorvikApp::Start(std::move(owned));
+    auto& terminal = *owned;
+    const auto app = chosen.inWindows ? CNorvikApp::Start(std::make_unique<ui::WindowInterface>())
+                                      : CNorvikApp::Start(std::move(owned));
     int status = cli::kFailed;
     try {
-        status = chosen(interface);
+        status = chosen.run(terminal);
     } catch (const cli::WrongUse& error) {
         status = cli::Fail(error.what(), cli::kWrongUse);
     } catch (const std::exception& error) {
@@ -48,6 +50,7 @@ int main(int argc, char** argv) {
     cli::BuildCommandLine(norvik, chosen);
     try {
         norvik.parse(argc, argv);
+        if (chosen.inWindows) cli::NeedWindows();
     } catch (const cli::WindowsNeeded&) {
         return cli::RunWithWindows(argv);
     } catch (const CLI::Success& request) {

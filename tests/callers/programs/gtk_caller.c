@@ -1,5 +1,6 @@
-/* A GTK application with a main window of its own: gives its number to the library, asks for a certificate from a
- * button's handler, as an application does, and goes on afterwards. gtk_caller LIBRARY PFX [NUMBER OF ANOTHER OWNER] */
+/* A GTK application with a main window of its own: gives its number to the library, calls a function from a button's
+ * handler, as an application does, and goes on afterwards.
+ * gtk_caller LIBRARY FUNCTION REQUEST [NUMBER OF ANOTHER OWNER] */
 #include <dlfcn.h>
 #include <gdk/gdkx.h>
 #include <gtk/gtk.h>
@@ -12,15 +13,14 @@
 typedef void (*Answer)(uint64_t context, const char16_t* json);
 
 static void* library;
-static const char* pfx;
+static const char *function, *request;
 static GtkWidget* label;
 
-static void Count(uint64_t context, const char16_t* json) {
-    size_t length = 0;
-    while (json[length] != 0)
-        ++length;
-    printf("answer of %s\n", length > 200 ? "a certificate" : "an error");
+static void Print(uint64_t context, const char16_t* json) {
     (void)context;
+    gchar* const text = g_utf16_to_utf8((const gunichar2*)json, -1, NULL, NULL, NULL);
+    printf("answer %s\n", text);
+    g_free(text);
 }
 
 static gboolean Leave(gpointer unused) {
@@ -33,14 +33,11 @@ static gboolean Leave(gpointer unused) {
 static void Clicked(GtkButton* button, gpointer unused) {
     (void)button;
     (void)unused;
-    bool (*certInfo)(const char16_t*, Answer, uint64_t) = NULL;
-    *(void**)&certInfo = dlsym(library, "NorvikCertInfoJson");
-    char16_t request[2048];
-    char text[1024];
-    snprintf(text, sizeof text, "{\"Filename\":\"%s\"}", pfx);
-    for (size_t i = 0; (request[i] = (unsigned char)text[i]) != 0; ++i) {
-    }
-    printf("done %d\n", certInfo(request, Count, 0));
+    bool (*call)(const char16_t*, Answer, uint64_t) = NULL;
+    *(void**)&call = dlsym(library, function);
+    gunichar2* const text = g_utf8_to_utf16(request, -1, NULL, NULL, NULL);
+    printf("done %d\n", call((const char16_t*)text, Print, 0));
+    g_free(text);
     gtk_label_set_text(GTK_LABEL(label), "after");
     g_timeout_add(300, Leave, NULL);
 }
@@ -51,11 +48,12 @@ static gboolean Click(gpointer button) {
 }
 
 int main(int count, char** arguments) {
-    if (count < 3) return 2;
+    if (count < 4) return 2;
     gtk_init(NULL, NULL);
     library = dlopen(arguments[1], RTLD_NOW | RTLD_LOCAL);
     if (library == NULL) return 2;
-    pfx = arguments[2];
+    function = arguments[2];
+    request = arguments[3];
     GtkWidget* const window = gtk_window_new(GTK_WINDOW_TOPLEVEL);
     gtk_window_set_title(GTK_WINDOW(window), "GTK caller");
     gtk_window_set_default_size(GTK_WINDOW(window), 600, 400);
@@ -70,7 +68,7 @@ int main(int count, char** arguments) {
     const unsigned long own = GDK_WINDOW_XID(gtk_widget_get_window(window));
     void (*init)(void*) = NULL;
     *(void**)&init = dlsym(library, "NorvikInit");
-    init((void*)(uintptr_t)(count > 3 ? strtoul(arguments[3], NULL, 0) : own));
+    init((void*)(uintptr_t)(count > 4 ? strtoul(arguments[4], NULL, 0) : own));
     printf("owner %#lx\n", own);
     g_timeout_add(300, Click, button);
     gtk_main();
