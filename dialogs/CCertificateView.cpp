@@ -22,6 +22,7 @@
 #include "dialogs/Texts.h"
 #include "platform/Files.h"
 #include "platform/Text.h"
+#include "src/certificates/ExtensionText.h"
 #include "src/certificates/Wording.h"
 #include "toolkit/CkDateTimeW.h"
 #include "units/Helpers.h"
@@ -84,33 +85,14 @@ QString Identifier(const std::string& oid) {
     return QString::fromStdString(name == oid ? oid : name + " (" + oid + ")");
 }
 
-// Bits as the first byte of keyUsage has them (RFC 5280, 4.2.1.3).
-QString KeyUsages(std::uint16_t bits) {
-    static const std::pair<std::uint16_t, QString> names[] = {
-        {0x80, QStringLiteral("цифров подпис")},
-        {0x40, QStringLiteral("неотменимост")},
-        {0x20, QStringLiteral("шифриране на ключове")},
-        {0x10, QStringLiteral("шифриране на данни")},
-        {0x08, QStringLiteral("договаряне на ключове")},
-        {0x04, QStringLiteral("подписване на сертификати")},
-        {0x02, QStringLiteral("подписване на списъци с отменени сертификати")},
-        {0x01, QStringLiteral("само шифриране")},
-        {0x8000, QStringLiteral("само дешифриране")}};
-    QStringList usages;
-    for (const auto& [bit, name] : names)
-        if ((bits & bit) != 0) usages << name;
-    return usages.join(QStringLiteral(", "));
-}
-
 QString Purposes(const platform::CertificateContext& certificate) {
     QStringList lines;
-    if (const auto bits = platform::CertGetIntendedKeyUsage(certificate)) lines << KeyUsages(*bits);
-    for (const auto& oid : platform::CertGetEnhancedKeyUsage(certificate).value_or(std::vector<std::string>())) {
-        const auto* const known = platform::CryptFindOIDInfo(platform::CRYPT_OID_INFO_OID_KEY, oid,
-                                                             platform::CRYPT_ENHKEY_USAGE_OID_GROUP_ID);
-        lines << (known != nullptr ? ToQString(known->pwszName) : Identifier(oid));
+    for (const auto& extension : certificate.Info().rgExtension) {
+        if (extension.pszObjId != certificates::kKeyUsageOid && extension.pszObjId != certificates::kExtendedKeyUsageOid)
+            continue;
+        if (const auto text = certificates::ReadableExtension(extension.pszObjId, extension.Value))
+            lines << ToQString(*text);
     }
-    lines.removeAll(QString());
     return lines.isEmpty() ? QStringLiteral("без ограничение") : lines.join(QStringLiteral("\n"));
 }
 
@@ -118,12 +100,6 @@ QString ExtensionTitle(const platform::CERT_EXTENSION& extension) {
     const auto name = ToQString(certificates::ExtensionName(extension.pszObjId));
     return (name.isEmpty() ? Identifier(extension.pszObjId) : name) +
            (extension.fCritical ? QStringLiteral(" (критично)") : QString());
-}
-
-QString ExtensionText(const platform::CERT_EXTENSION& extension) {
-    if (extension.pszObjId == certificates::kQcStatementsOid)
-        if (const auto text = certificates::QcStatementsText(extension.Value)) return ToQString(*text);
-    return ToQString(platform::CryptFormatObject(extension));
 }
 
 }  // namespace
@@ -210,7 +186,7 @@ std::vector<CCertificateView::Field> CCertificateView::Fields() const {
         {QStringLiteral("Притежател"), Name(info.Subject)},
         {QStringLiteral("Публичен ключ"), ToQString(platform::CryptFormatPublicKey(certificate_))}};
     for (const auto& extension : info.rgExtension)
-        fields.push_back({ExtensionTitle(extension), ExtensionText(extension)});
+        fields.push_back({ExtensionTitle(extension), ToQString(certificates::ExtensionText(extension.pszObjId, extension.Value))});
     fields.push_back({QStringLiteral("Отпечатък SHA-1"), ToQString(texts.GetThumbprint())});
     fields.push_back({QStringLiteral("Отпечатък SHA-256"), ToQString(texts.GetThumbprintSha256())});
     return fields;

@@ -9,9 +9,7 @@ namespace platform {
 namespace {
 
 using posix::BioPtr;
-using ExtensionPtr = posix::Owned<X509_EXTENSION, X509_EXTENSION_free>;
 using ObjectPtr = posix::Owned<ASN1_OBJECT, ASN1_OBJECT_free>;
-using StringPtr = posix::Owned<ASN1_OCTET_STRING, ASN1_OCTET_STRING_free>;
 
 std::u16string TextOf(BIO* bio) {
     char* text = nullptr;
@@ -20,24 +18,6 @@ std::u16string TextOf(BIO* bio) {
 }
 
 }  // namespace
-
-// What the library does not know by name it shows as the structure of the value, and garbage as bytes.
-std::u16string CryptFormatObject(const CERT_EXTENSION& extension) {
-    const ObjectPtr object(OBJ_txt2obj(extension.pszObjId.c_str(), 1));
-    const StringPtr value(ASN1_OCTET_STRING_new());
-    const BioPtr bio(BIO_new(BIO_s_mem()));
-    if (!object || !value || !bio) return {};
-    const auto size = static_cast<int>(extension.Value.size());
-    if (ASN1_OCTET_STRING_set(value.get(), extension.Value.data(), size) != 1) return {};
-    const ExtensionPtr whole(X509_EXTENSION_create_by_OBJ(nullptr, object.get(), 0, value.get()));
-    const bool printed = whole && X509V3_EXT_print(bio.get(), whole.get(), X509V3_EXT_PARSE_UNKNOWN, 0) == 1;
-    if (!printed) {
-        BIO_reset(bio.get());
-        BIO_dump(bio.get(), reinterpret_cast<const char*>(extension.Value.data()), size);
-    }
-    posix::DrainErrorQueue();
-    return TextOf(bio.get());
-}
 
 std::u16string CryptFormatPublicKey(const CertificateContext& certificate) {
     const auto& der = certificate.Info().SubjectPublicKeyInfo;

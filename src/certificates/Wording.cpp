@@ -1,10 +1,7 @@
 #include "src/certificates/Wording.h"
 
-#include <algorithm>
-#include <array>
-
 #include "platform/Text.h"
-#include "platform/formats/Der.h"
+#include "src/certificates/DerText.h"
 
 namespace certificates {
 namespace {
@@ -12,18 +9,7 @@ namespace {
 using platform::ByteView;
 using platform::DerReader;
 
-struct Word {
-    std::string_view oid;
-    const char16_t* text;
-};
-
-template <std::size_t Size>
-std::u16string Find(const std::array<Word, Size>& table, std::string_view oid) {
-    const auto found = std::ranges::find(table, oid, &Word::oid);
-    return found == table.end() ? std::u16string() : found->text;
-}
-
-constexpr auto kExtensions = std::to_array<Word>({
+constexpr auto kExtensions = std::to_array<OidWord>({
     {"2.5.29.9", u"Атрибути на притежателя"},
     {"2.5.29.14", u"Идентификатор на ключа на притежателя"},
     {"2.5.29.15", u"Използване на ключа"},
@@ -49,7 +35,7 @@ constexpr auto kExtensions = std::to_array<Word>({
 });
 
 constexpr std::string_view kLimitValue = "0.4.0.1862.1.2";
-constexpr auto kStatements = std::to_array<Word>({
+constexpr auto kStatements = std::to_array<OidWord>({
     {"0.4.0.1862.1.1", u"Квалифициран сертификат по правото на ЕС"},
     {kLimitValue, u"Граница на стойността на сделките"},
     {"0.4.0.1862.1.3", u"Години, за които се пазят данните след изтичането"},
@@ -61,23 +47,13 @@ constexpr auto kStatements = std::to_array<Word>({
     {"1.3.6.1.5.5.7.11.2", u"Квалифициран сертификат (RFC 3739)"},
 });
 
-constexpr auto kDetails = std::to_array<Word>({
+constexpr auto kDetails = std::to_array<OidWord>({
     {"0.4.0.1862.1.6.1", u"електронен подпис"},
     {"0.4.0.1862.1.6.2", u"електронен печат"},
     {"0.4.0.1862.1.6.3", u"удостоверяване на уебсайт"},
     {"0.4.0.194121.1.1", u"физическо лице"},
     {"0.4.0.194121.1.2", u"юридическо лице"},
 });
-
-// A number of these statements has few digits; a longer one is told as bytes.
-std::u16string IntegerText(ByteView contents) {
-    const auto magnitude = platform::Magnitude(contents);
-    if (contents.empty() || magnitude.size() > 4) return u"?";
-    std::uint32_t value = 0;
-    for (const auto octet : magnitude)
-        value = value << 8 | octet;
-    return platform::ToWide((contents[0] & 0x80) != 0 ? "?" : std::to_string(value));
-}
 
 // The leaves of a value in their order. Structures of these statements are flat: what nests deeper is passed over.
 void AddLeaves(DerReader reader, int depth, std::u16string& text) {
@@ -89,20 +65,15 @@ void AddLeaves(DerReader reader, int depth, std::u16string& text) {
                 continue;
             case platform::tag::kOid: {
                 const auto oid = DerReader(element->encoded).Oid().value_or("?");
-                leaf = Find(kDetails, oid);
+                leaf = FindWord(kDetails, oid);
                 if (leaf.empty()) leaf = platform::ToWide(oid);
                 break;
             }
             case platform::tag::kInteger:
-                leaf = IntegerText(element->contents);
-                break;
-            case platform::tag::kPrintableString:
-            case platform::tag::kIa5String:
-            case platform::tag::kUtf8String:
-                leaf = platform::ToWide(platform::OneLineUtf8(platform::ToWide(platform::AsText(element->contents))));
+                leaf = NumberText(element->contents);
                 break;
             default:
-                leaf = u"?";
+                leaf = StringText(*element).value_or(u"?");
         }
         text += (text.empty() ? u"" : u" ") + leaf;
     }
@@ -115,19 +86,19 @@ std::u16string MonetaryText(DerReader reader) {
     const auto amount = currency ? value->Next(platform::tag::kInteger) : std::nullopt;
     const auto exponent = amount ? value->Next(platform::tag::kInteger) : std::nullopt;
     if (!exponent) return u"?";
-    auto text = IntegerText(amount->contents);
-    const auto power = IntegerText(exponent->contents);
+    auto text = NumberText(amount->contents);
+    const auto power = NumberText(exponent->contents);
     if (power != u"0") text += u" × 10^" + power;
     const bool number = currency->tag == platform::tag::kInteger;  // of ISO 4217
     return text + u" " +
-           (number ? IntegerText(currency->contents)
-                   : platform::ToWide(platform::OneLineUtf8(platform::ToWide(platform::AsText(currency->contents)))));
+           (number ? NumberText(currency->contents)
+                   : StringText(*currency).value_or(u"?"));
 }
 
 }  // namespace
 
 std::u16string ExtensionName(std::string_view oid) {
-    return Find(kExtensions, oid);
+    return FindWord(kExtensions, oid);
 }
 
 std::optional<std::u16string> QcStatementsText(ByteView der) {
@@ -139,7 +110,7 @@ std::optional<std::u16string> QcStatementsText(ByteView der) {
         auto statement = reader.Enter(platform::tag::kSequence);
         const auto oid = statement ? statement->Oid() : std::nullopt;
         if (!oid) return std::nullopt;
-        const auto name = Find(kStatements, *oid);
+        const auto name = FindWord(kStatements, *oid);
         std::u16string value;
         if (*oid == kLimitValue)
             value = MonetaryText(*statement);
