@@ -7,7 +7,9 @@
 #include <QLabel>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QRegularExpression>
 #include <QSplitter>
+#include <QStandardPaths>
 #include <QTabWidget>
 #include <QTreeWidget>
 #include <QVBoxLayout>
@@ -88,12 +90,22 @@ QString Identifier(const std::string& oid) {
 QString Purposes(const platform::CertificateContext& certificate) {
     QStringList lines;
     for (const auto& extension : certificate.Info().rgExtension) {
-        if (extension.pszObjId != certificates::kKeyUsageOid && extension.pszObjId != certificates::kExtendedKeyUsageOid)
+        if (extension.pszObjId != certificates::kKeyUsageOid &&
+            extension.pszObjId != certificates::kExtendedKeyUsageOid)
             continue;
         if (const auto text = certificates::ReadableExtension(extension.pszObjId, extension.Value))
             lines << ToQString(*text);
     }
     return lines.isEmpty() ? QStringLiteral("без ограничение") : lines.join(QStringLiteral("\n"));
+}
+
+// What the certificate is called, without what no file may be called.
+QString FileName(const platform::CertificateContext& certificate) {
+    constexpr qsizetype kLongest = 80;
+    auto name = ToQString(tessaly::CryptCertificate(certificate, true).GetSubjectName()).left(kLongest);
+    static const QRegularExpression unwanted(QStringLiteral("[\\\\/:*?\"<>|\\x{0}-\\x{1f}]|^[. ]+"));
+    name.replace(unwanted, QStringLiteral("_"));
+    return name.isEmpty() ? QStringLiteral("certificate") : name;
 }
 
 QString ExtensionTitle(const platform::CERT_EXTENSION& extension) {
@@ -115,11 +127,12 @@ CCertificateView::CCertificateView(platform::CertificateContext certificate, con
         if (auto chain = platform::CertGetCertificateChain(certificate_, parameters)) chain_ = std::move(*chain);
     }
     fields_ = Fields();
-    auto* const tabs = new QTabWidget(this);
-    tabs->setObjectName(QString::number(kTabs));
-    tabs->addTab(MakeGeneral(), QStringLiteral("О&бщи"));
-    tabs->addTab(MakeDetails(), QStringLiteral("&Подробности"));
-    tabs->addTab(MakePath(), QStringLiteral("П&ът на сертифициране"));
+    tabs_ = new QTabWidget(this);
+    tabs_->setObjectName(QString::number(kTabs));
+    tabs_->addTab(MakeGeneral(), QStringLiteral("О&бщи"));
+    tabs_->addTab(MakeDetails(), QStringLiteral("&Подробности"));
+    tabs_->addTab(MakePath(), QStringLiteral("П&ът на сертифициране"));
+    KeepReadable();
 
     auto* const save = MakePictureButton(QStringLiteral("&Запис във файл..."), kExport, "save");
     auto* const close = MakeButton(QStringLiteral("ОК"), kClose);
@@ -132,10 +145,9 @@ CCertificateView::CCertificateView(platform::CertificateContext certificate, con
     buttons->addWidget(close);
 
     auto* const layout = new QVBoxLayout(this);
-    layout->addWidget(tabs, 1);
+    layout->addWidget(tabs_, 1);
     layout->addLayout(buttons);
-    const int unit = fontMetrics().height();
-    resize(48 * unit, 34 * unit);
+    OpenAt(48, 34);
 }
 
 QWidget* CCertificateView::MakeGeneral() {
@@ -186,7 +198,8 @@ std::vector<CCertificateView::Field> CCertificateView::Fields() const {
         {QStringLiteral("Притежател"), Name(info.Subject)},
         {QStringLiteral("Публичен ключ"), ToQString(platform::CryptFormatPublicKey(certificate_))}};
     for (const auto& extension : info.rgExtension)
-        fields.push_back({ExtensionTitle(extension), ToQString(certificates::ExtensionText(extension.pszObjId, extension.Value))});
+        fields.push_back(
+            {ExtensionTitle(extension), ToQString(certificates::ExtensionText(extension.pszObjId, extension.Value))});
     fields.push_back({QStringLiteral("Отпечатък SHA-1"), ToQString(texts.GetThumbprint())});
     fields.push_back({QStringLiteral("Отпечатък SHA-256"), ToQString(texts.GetThumbprintSha256())});
     return fields;
@@ -268,16 +281,21 @@ void CCertificateView::ShowElement(int depth) {
 }
 
 void CCertificateView::Export() {
-    QFileDialog dialog(this, QStringLiteral("Запис на сертификата"), QString(),
+    QFileDialog dialog(this, QStringLiteral("Запис на сертификата"),
+                       QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation),
                        QStringLiteral("DER (*.cer);;PEM (*.pem)"));
     dialog.setAcceptMode(QFileDialog::AcceptSave);
     dialog.setDefaultSuffix(QStringLiteral("cer"));
+    dialog.selectFile(FileName(certificate_));
     connect(&dialog, &QFileDialog::filterSelected, &dialog, [&dialog](const QString& filter) {
         dialog.setDefaultSuffix(filter.startsWith(QStringLiteral("PEM")) ? QStringLiteral("pem")
                                                                          : QStringLiteral("cer"));
     });
-    if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty()) return;
-    const auto file = dialog.selectedFiles().front();
+    if (dialog.exec() == QDialog::Accepted && !dialog.selectedFiles().isEmpty())
+        WriteTo(dialog.selectedFiles().front());
+}
+
+void CCertificateView::WriteTo(const QString& file) const {
     const auto pem = platform::PemOfCertificate(certificate_.Encoded());
     const bool asPem = file.endsWith(QStringLiteral(".pem"), Qt::CaseInsensitive);
     if (platform::WriteWholeFile(dialogs::FromQString(file), asPem ? platform::AsBytes(pem) : certificate_.Encoded()))
@@ -285,4 +303,15 @@ void CCertificateView::Export() {
     const auto why = tessaly::FormatErrorText(platform::GetLastError());
     dialogs::ShowMessageBox(
         {dialogs::FromQString(file) + u"\n" + why, units::LoadStringW(288), ui::Message::Icon::error});
+}
+
+// In heights of a line of the font that the window has, which the person may enlarge.
+void CCertificateView::KeepReadable() {
+    const int unit = fontMetrics().height();
+    tabs_->setMinimumSize(32 * unit, 20 * unit);
+}
+
+void CCertificateView::changeEvent(QEvent* event) {
+    CTessalyDialog::changeEvent(event);
+    if (event->type() == QEvent::FontChange && tabs_ != nullptr) KeepReadable();
 }

@@ -6,8 +6,7 @@
 #include "platform/Certificates.h"
 #include "platform/Chains.h"
 
-class QPlainTextEdit;
-class QTreeWidget;
+class QTabWidget;
 
 // One certificate as a person reads it: what it is for and whether it holds, every field and extension, and the path to
 // its root.
@@ -16,6 +15,9 @@ class CCertificateView : public CTessalyDialog {
   public:
     explicit CCertificateView(platform::CertificateContext certificate,
                               const QString& title = QStringLiteral("Сертификат"));
+
+  protected:
+    void changeEvent(QEvent* event) override;
 
   private:
     struct Field {
@@ -27,8 +29,11 @@ class CCertificateView : public CTessalyDialog {
     [[nodiscard]] std::vector<Field> Fields() const;
     void ShowElement(int depth);
     void Export();
+    void WriteTo(const QString& file) const;
+    void KeepReadable();
 
     platform::CertificateContext certificate_;
     platform::ChainContext chain_;
     std::vector<Field> fields_;
+    QTabWidget* tabs_ = nullptr;
 };

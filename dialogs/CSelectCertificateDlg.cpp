@@ -30,7 +30,7 @@ CSelectCertificateDlg::CSelectCertificateDlg(const QString& title, std::vector<t
     layout->addLayout(MakeButtons());
     const int unit = fontMetrics().height();
     list_->setMinimumSize(30 * unit, 8 * unit);
-    resize(46 * unit, 25 * unit);
+    OpenAt(46, 25);
     list_->setFocus();
 }
 
@@ -62,7 +62,7 @@ void CSelectCertificateDlg::MakeList() {
 }
 
 QLayout* CSelectCertificateDlg::MakeButtons() {
-    ok_ = MakeButton(QStringLiteral("О&К"), kOk);
+    ok_ = MakeButton(QStringLiteral("ОК"), kOk);
     auto* const cancel = MakeButton(QStringLiteral("&Отказ"), kCancel);
     view_ = MakePictureButton(QStringLiteral("&Преглед"), kView, "view");
     ok_->setDefault(true);

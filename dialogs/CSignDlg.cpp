@@ -48,8 +48,7 @@ CSignDlg::CSignDlg(ui::SignQuestion question) : question_(std::move(question)) {
     layout->addWidget(MakeKind());
     layout->addLayout(MakeTimestamp());
     layout->addLayout(MakeButtons());
-    const int unit = fontMetrics().height();
-    resize(std::max(46 * unit, minimumSizeHint().width()), std::max(34 * unit, minimumSizeHint().height()));
+    OpenAt(46, 34);
     if (question_.certificates.size() == 1) list_->SelectRow(0);
     list_->setFocus();
 }

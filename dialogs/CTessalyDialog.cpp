@@ -50,6 +50,15 @@ int CTessalyDialog::DoModal() {
     return dialogs::RunDialog(*this);
 }
 
+QSize CTessalyDialog::sizeHint() const {
+    return extent_.isValid() ? (extent_ * fontMetrics().height()).expandedTo(minimumSizeHint()) : QDialog::sizeHint();
+}
+
+void CTessalyDialog::OpenAt(int across, int down) {
+    extent_ = QSize(across, down);
+    resize(sizeHint());
+}
+
 QWidget* CTessalyDialog::MakeBanner(const QIcon& icon, const QString& subject, const QString& remark) {
     auto* const banner = new QWidget(this);
     banner->setMinimumHeight(kBannerHeight);

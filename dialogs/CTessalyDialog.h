@@ -2,6 +2,7 @@
 
 #include <QDialog>
 #include <QIcon>
+#include <QSize>
 #include <functional>
 
 class CBitButton;
@@ -16,7 +17,11 @@ class CTessalyDialog : public QDialog {
     // Shows the dialog until it ends: QDialog::Accepted or QDialog::Rejected.
     int DoModal();
 
+    [[nodiscard]] QSize sizeHint() const override;
+
   protected:
+    // How large the dialog opens, in heights of a line of text; never smaller than its content needs.
+    void OpenAt(int across, int down);
     // A strip across the top that tells what the window is about.
     QWidget* MakeBanner(const QIcon& icon, const QString& subject, const QString& remark = {});
     // A button with the number as its name.
@@ -26,4 +31,7 @@ class CTessalyDialog : public QDialog {
     // What a double click on a row does, for the keyboard: in the list's menu and on Alt+Enter, by which desktops show
     // what a thing is.
     void AddRowCommand(QWidget& list, const QString& text, const std::function<void()>& run);
+
+  private:
+    QSize extent_;
 };

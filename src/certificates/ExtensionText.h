@@ -9,8 +9,8 @@
 
 namespace certificates {
 
-// Labelled lines for the extensions that certificates of European authorities carry (RFC 5280, 4.2; RFC 6960, 4.2.2.2.1;
-// ETSI EN 319 412-5). Empty for any other and for a value that does not decode.
+// Labelled lines for the extensions that certificates of European authorities carry (RFC 5280, 4.2; RFC
+// 6960, 4.2.2.2.1; ETSI EN 319 412-5). Empty for any other and for a value that does not decode.
 std::optional<std::u16string> ReadableExtension(std::string_view oid, platform::ByteView value);
 
 // The same, or the bytes in hexadecimal.

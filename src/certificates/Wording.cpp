@@ -90,9 +90,7 @@ std::u16string MonetaryText(DerReader reader) {
     const auto power = NumberText(exponent->contents);
     if (power != u"0") text += u" × 10^" + power;
     const bool number = currency->tag == platform::tag::kInteger;  // of ISO 4217
-    return text + u" " +
-           (number ? NumberText(currency->contents)
-                   : StringText(*currency).value_or(u"?"));
+    return text + u" " + (number ? NumberText(currency->contents) : StringText(*currency).value_or(u"?"));
 }
 
 }  // namespace

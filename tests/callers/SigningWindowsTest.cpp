@@ -77,9 +77,12 @@ TEST_F(SigningWindows, TheCommandOpensTheListOfCertificatesAndPrintsTheOneThatIs
 }
 
 TEST_F(SigningWindows, WithoutAScreenTheCommandSaysSo) {
-    for (const auto* const subcommand : {"sign", "select"}) {
-        std::vector<std::string> line{kCommand, subcommand, "--dialog"};
-        if (std::string(subcommand) == "sign") line.push_back(document_);
+    const auto message = document_.string() + ".p7m";
+    ASSERT_EQ(tests::RunProgram(WithoutTokens({kCommand, "sign", document_})).status, 0);
+    const std::vector<std::string> lines[] = {
+        {"sign", "--dialog", document_}, {"select", "--dialog"}, {"verify", "--dialog", "--offline", message}};
+    for (auto line : lines) {
+        line.insert(line.begin(), kCommand);
         const auto result = tests::RunProgram(
             WithoutTokens(line),
             {.environment = {

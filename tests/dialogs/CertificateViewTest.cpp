@@ -1,4 +1,10 @@
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QLineEdit>
+#include <QMessageBox>
 #include <QPlainTextEdit>
+#include <QPushButton>
+#include <QTimer>
 #include <QTreeWidget>
 #include <filesystem>
 
@@ -50,6 +56,53 @@ TEST_F(CertificateView, ShowsBrokenAndUnknownExtensionsAsBytes) {
     EXPECT_TRUE(ValueOf(view, QStringLiteral("Политики на сертификата (критично)"))
                     .contains(QStringLiteral("30 84 ff ff ff ff 01")));
     EXPECT_TRUE(ValueOf(view, QStringLiteral("Изявления за квалифициран сертификат")).contains(QStringLiteral("80")));
+}
+
+TEST_F(CertificateView, WritesTheCertificateAsDerOrPemAndAsksBeforeItReplacesAFile) {
+    const auto made = tests::Issue(Spec());
+    CCertificateView view(tests::ContextOf(made));
+    const auto folder = QString::fromStdString(profile_.Folder().string());
+    // Answers the question about the file's name, and further windows by their buttons.
+    const auto save = [&](const QString& name, const std::function<void(QWidget&)>& next) {
+        QTimer::singleShot(0, qApp, [=] {
+            auto* const dialog = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
+            ASSERT_NE(dialog, nullptr);
+            EXPECT_EQ(QFileInfo(dialog->selectedFiles().value(0)).fileName(), QStringLiteral("Иван Петров.cer"));
+            dialog->setDirectory(folder);
+            Control<QLineEdit>(*dialog, "fileNameEdit").setText(name);
+            if (next) QTimer::singleShot(0, qApp, [=] { next(*QApplication::activeModalWidget()); });
+            QTest::keyClick(&Control<QLineEdit>(*dialog, "fileNameEdit"), Qt::Key_Return);
+            if (dialog->isVisible()) dialog->reject();
+        });
+        Control<QPushButton>(view, "12").click();
+    };
+    const auto content = [&](const char* name) { return tests::ReadFile(profile_.Folder() / name); };
+    const auto press = [](QMessageBox::StandardButton which) {
+        return [which](QWidget& window) {
+            auto& box = dynamic_cast<QMessageBox&>(window);
+            EXPECT_TRUE(box.text().contains(QStringLiteral("x.cer"))) << box.text().toStdString();
+            Photograph(box, "certificate-replace");
+            box.button(which)->click();
+        };
+    };
+    save(QStringLiteral("x"), {});
+    EXPECT_EQ(content("x.cer"), platform::AsText(made.Der()));
+    save(QStringLiteral("x.pem"), {});
+    EXPECT_EQ(content("x.pem"), made.Pem());
+
+    profile_.Write("x.cer", "somebody's own");
+    save(QStringLiteral("x"), press(QMessageBox::No));
+    EXPECT_EQ(content("x.cer"), "somebody's own");
+    save(QStringLiteral("x"), press(QMessageBox::Yes));
+    EXPECT_EQ(content("x.cer"), platform::AsText(made.Der()));
+
+    bool told = false;
+    save(QStringLiteral("/proc/x.cer"), [&told](QWidget& window) {
+        auto& box = dynamic_cast<QMessageBox&>(window);
+        told = box.windowTitle() == QStringLiteral("Грешка") && box.text().startsWith(QStringLiteral("/proc/x.cer\n"));
+        box.accept();
+    });
+    EXPECT_TRUE(told);
 }
 
 // Certificates that were made to confuse their readers.
