@@ -88,6 +88,11 @@ std::u16string CryptMessageDecode::GetDigest() {
 std::unique_ptr<CryptCertificate> CryptMessageDecode::GetSignerCertificate(std::uint32_t index) {
     if (GetSignerCount() == 0) return nullptr;
     if (!store.store) store = CryptStore(Kept(platform::CertOpenMessageStore(message)));
+    const auto id = GetParam(platform::CMSG_SIGNER_CERT_INFO_PARAM, index);
+    if (!id) return nullptr;
+    // Where there is nothing to choose from, who signed can be told before the content is read.
+    const auto candidates = platform::CertFindSubjectCertificates(store.store, *id);
+    if (candidates.size() == 1) return std::make_unique<CryptCertificate>(candidates.front(), true);
     const auto signer = Kept(platform::CryptMsgGetAndVerifySigner(message, index, {store.store}));
     if (!signer) return nullptr;
     if (!signer->certificate) {

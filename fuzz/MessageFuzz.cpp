@@ -29,7 +29,7 @@ void AskAll(tessaly::CryptMessageDecode& decoder) {
         Require(status.has_value() && (status->certificate || status->status == CRYPT_E_SIGNER_NOT_FOUND));
         if (status->status != ERROR_SUCCESS) continue;
         Require(certificate != nullptr);
-        Require(!decoder.GetDigest().empty());
+        Require(decoder.GetParam(CMSG_COMPUTED_HASH_PARAM, i).has_value());
     }
 }
 

@@ -45,8 +45,9 @@ class Reading {
     bool Element(std::uint8_t expected, Bytes& bytes) {
         if (!cursor_.NextIs(expected)) return false;
         const std::uint64_t start = cursor_.Position();
-        if (!cursor_.Skip()) return false;
+        const bool whole = cursor_.Skip(kMostMetadata);
         if (cursor_.Position() - start > kMostMetadata) return Fail(ReadOutcome::tooLarge);
+        if (!whole) return false;
         auto copy = source_.Copy(start, static_cast<std::size_t>(cursor_.Position() - start));
         if (!copy) return Fail(ReadOutcome::readFault);
         bytes = std::move(*copy);

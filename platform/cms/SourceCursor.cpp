@@ -52,8 +52,9 @@ bool SourceCursor::Leave() {
     return true;
 }
 
-bool SourceCursor::Skip() {
+bool SourceCursor::Skip(std::uint64_t most) {
     // Nested indefinite lengths are only counted, so that depth costs nothing.
+    const std::uint64_t start = position_;
     std::uint64_t open = 0;
     do {
         const auto header = HeaderHere();
@@ -65,6 +66,7 @@ bool SourceCursor::Skip() {
             if (open == 0) return false;
             --open;
         }
+        if (position_ - start > most) return false;
     } while (open > 0);
     return true;
 }

@@ -31,8 +31,9 @@ class SourceCursor {
     void Enter(const ElementHeader& header);
     // Out of a level that has ended.
     bool Leave();
-    // Behind the next element, of whatever length and depth.
-    bool Skip();
+    // Behind the next element, of whatever length and depth. Gives up behind `most` bytes: an indefinite length has to
+    // be walked, and a hostile source could make that last.
+    bool Skip(std::uint64_t most = UINT64_MAX);
     void Advance(std::uint64_t size) { position_ += size; }
 
   private:

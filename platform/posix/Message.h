@@ -53,12 +53,20 @@ class DecodedMessage final : public CryptMsg::Impl {
     // Whether there was anything to digest.
     [[nodiscard]] bool HasDigests() const { return digested_; }
     [[nodiscard]] const cms::ContentDigests& Digests() const { return digests_; }
+    // What was found of this signer with this certificate; checking once is enough for all who ask.
+    [[nodiscard]] std::optional<ErrorCode> KnownStatus(std::uint32_t signer, const CertificateContext& with) const;
+    void RememberStatus(std::uint32_t signer, const CertificateContext& with, ErrorCode status);
     // Encoded certificates and CRLs, in the order of the message. Views last as long as the message.
     const std::vector<ByteView>& Certificates();
     const std::vector<ByteView>& Crls();
 
   private:
     enum class State { message, data, complete };
+    struct Checked {
+        std::uint32_t signer;
+        CertificateContext with;
+        ErrorCode status;
+    };
     bool UpdateMessage(ByteView piece, bool final);
     bool UpdateData(ByteView piece, bool final);
     bool Open(std::shared_ptr<ByteSource> source);
@@ -77,6 +85,7 @@ class DecodedMessage final : public CryptMsg::Impl {
     std::optional<cms::ContentPlace> content_;
     cms::ContentDigests digests_;
     bool digested_ = false;
+    std::vector<Checked> checked_;
     std::optional<std::vector<ByteView>> certificates_, crls_;
     Bytes crlBytes_;
 };

@@ -33,7 +33,9 @@ ErrorCode MalformedCode(ByteSource& source) {
     if (!start || start->empty()) return CRYPT_E_ASN1_EOD;
     if (start->front() != tag::kSequence) return CRYPT_E_ASN1_BADTAG;
     cms::SourceCursor whole(source, 0, source.Size());
-    return whole.Skip() ? CRYPT_E_BAD_ENCODE : CRYPT_E_ASN1_EOD;
+    // Whether a long one of indefinite length ends at all is not worth the walk.
+    const bool ends = whole.Skip(cms::kMostMetadata) || whole.Position() > cms::kMostMetadata;
+    return ends ? CRYPT_E_BAD_ENCODE : CRYPT_E_ASN1_EOD;
 }
 
 bool Judge(cms::ReadOutcome outcome, ByteSource& source) {
@@ -203,6 +205,18 @@ bool DecodedMessage::WriteEncoded(const MessageSink& sink) {
     if (state_ == State::message) return FailWith(CRYPT_E_MSG_ERROR);
     SetLastError(ERROR_SUCCESS);
     return PassSource(*source_, sink);
+}
+
+std::optional<ErrorCode> DecodedMessage::KnownStatus(std::uint32_t signer, const CertificateContext& with) const {
+    for (const auto& checked : checked_) {
+        if (checked.signer == signer && checked.with == with) return checked.status;
+    }
+    return std::nullopt;
+}
+
+// Without digests a later answer may differ: the data may still come, or the file can be read again.
+void DecodedMessage::RememberStatus(std::uint32_t signer, const CertificateContext& with, ErrorCode status) {
+    if (digested_ && checked_.size() < kMostMessageSigners) checked_.push_back({signer, with.FromStore({}), status});
 }
 
 const std::vector<ByteView>& DecodedMessage::Certificates() {

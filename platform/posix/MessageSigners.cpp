@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <utility>
 
 #include "platform/cms/Algorithms.h"
 #include "platform/cms/AttributeChecks.h"
@@ -48,28 +49,42 @@ ErrorCode CheckWithoutKey(DecodedMessage& message, const cms::SignerInfo& signer
 // One signer's signature, tried with one certificate after the other.
 class SignerCheck {
   public:
-    SignerCheck(DecodedMessage& message, const cms::SignerInfo& signer) : signer_(signer) {
-        const auto algorithm = HashFromOid(signer.digestAlgorithm.oid);
+    SignerCheck(DecodedMessage& message, std::uint32_t index)
+        : message_(message), index_(index), signer_(message.Signers()[index]) {}
+
+    ErrorCode With(const CertificateContext& certificate) {
+        if (const auto known = message_.KnownStatus(index_, certificate)) return *known;
+        if (!std::exchange(prepared_, true)) Prepare();
+        const ErrorCode status = value_ ? Try(certificate) : status_;
+        message_.RememberStatus(index_, certificate, status);
+        return status;
+    }
+
+  private:
+    // What needs no key.
+    void Prepare() {
+        const auto algorithm = HashFromOid(signer_.digestAlgorithm.oid);
         if (!algorithm) return;
-        choice_ = cms::ChooseScheme(signer.signatureAlgorithm, *algorithm);
-        status_ = CheckWithoutKey(message, signer, *algorithm);
+        choice_ = cms::ChooseScheme(signer_.signatureAlgorithm, *algorithm);
+        status_ = CheckWithoutKey(message_, signer_, *algorithm);
         if (status_ != ERROR_SUCCESS) return;
         if (choice_.fault != cms::SchemeFault::none) {
             status_ = TRUST_E_BAD_DIGEST;
             return;
         }
-        value_.emplace(signer, *algorithm, message.Digests());
+        value_.emplace(signer_, *algorithm, message_.Digests());
     }
 
-    ErrorCode With(const CertificateContext& certificate) {
-        if (!value_) return status_;
+    ErrorCode Try(const CertificateContext& certificate) {
         const bool good =
             value_->Verifies(certificate, choice_.scheme) && cms::CheckSigningCertificate(signer_, certificate).empty();
         return good ? ERROR_SUCCESS : TRUST_E_BAD_DIGEST;
     }
 
-  private:
+    DecodedMessage& message_;
+    std::uint32_t index_;
     const cms::SignerInfo& signer_;
+    bool prepared_ = false;
     ErrorCode status_ = TRUST_E_BAD_DIGEST;
     cms::SchemeChoice choice_;
     std::optional<cms::SignatureCheck> value_;  // empty: no certificate can make this signature good
@@ -139,24 +154,24 @@ bool CryptMsgControl(const CryptMsg& message, std::uint32_t, CMSG_CTRL<CMSG_CTRL
     if (parameters.dwSignerType != CMSG_VERIFY_SIGNER_CERT || !parameters.pvSigner) {
         return FailWith(ERROR_INVALID_PARAMETER);
     }
-    const ErrorCode status = SignerCheck(*message.Backend()->Decoded(), *signer).With(parameters.pvSigner);
+    SignerCheck check(*message.Backend()->Decoded(), parameters.dwSignerIndex);
+    const ErrorCode status = check.With(parameters.pvSigner);
     return status == ERROR_SUCCESS || FailWith(status);
 }
 
 std::optional<FoundSigner> CryptMsgGetAndVerifySigner(const CryptMsg& message, std::uint32_t index,
                                                       const std::vector<CertStore>& stores) {
-    const DecodedMessage* decoded = posix::ReadSignedMessage(message);
+    DecodedMessage* decoded = posix::ReadSignedMessage(message);
     if (decoded == nullptr) return std::nullopt;
     if (decoded->Signers().empty()) return FailWith<std::optional<FoundSigner>>(CRYPT_E_NO_SIGNER);
     const cms::SignerInfo* signer = posix::SignerOf(message, index);
     if (signer == nullptr) return std::nullopt;
     const CERT_ID id = posix::CertIdOf(*signer);
     FoundSigner first{{}, CRYPT_E_SIGNER_NOT_FOUND};
-    std::optional<SignerCheck> check;
+    SignerCheck check(*decoded, index);
     for (const auto& store : stores) {
         for (const auto& certificate : CertFindSubjectCertificates(store, id)) {
-            if (!check) check.emplace(*message.Backend()->Decoded(), *signer);
-            FoundSigner found{certificate, check->With(certificate)};
+            FoundSigner found{certificate, check.With(certificate)};
             if (found.status == ERROR_SUCCESS) return found;
             if (!first.certificate) first = std::move(found);
         }

@@ -102,6 +102,7 @@ TEST_F(CryptMessages, ADetachedOneHasNoContentAndABundleNoSigner) {
     EXPECT_TRUE(detached.GetContent().empty());
     EXPECT_EQ(detached.lastError, CRYPT_E_NOT_FOUND);
     EXPECT_EQ(detached.GetDigest(), u"");
+    EXPECT_TRUE(detached.GetSignerCertificate(0)) << "told without the data";
     Run({"openssl", "crl2pkcs7", "-nocrl", "-certfile", "signer.pem", "-outform", "DER", "-out", "bundle"});
     CryptMessageDecode bundle;
     ASSERT_TRUE(bundle.OpenToDecode(0) && bundle.Update(File("bundle"), true));

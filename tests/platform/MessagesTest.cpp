@@ -222,6 +222,14 @@ TEST_F(Messages, WhatIsNoMessageSaysWhy) {
     noOctets.fields[2] = Wrap(tag::kSequence, {ElementsOf(noOctets.fields[2]).at(0),
                                                Wrap(tag::ContextConstructed(0), {Wrap(tag::kSequence, {})})});
     EXPECT_EQ(failure(noOctets.Assemble()), CRYPT_E_BAD_ENCODE) << "data that are no octets";
+    MessageParts huge(good);
+    huge.certificates.clear();
+    Bytes endless{tag::ContextConstructed(0), 0x80};
+    for (int i = 0; i < 9 << 20; ++i)
+        endless.insert(endless.end(), {tag::kNull, 0});
+    endless.insert(endless.end(), {0, 0});
+    huge.fields.push_back(std::move(endless));
+    EXPECT_EQ(failure(huge.Assemble()), ERROR_FILE_INVALID) << "certificates of 18 MiB";
     EXPECT_FALSE(CryptMsgOpenToDecode(X509_ASN_ENCODING, 0));
     EXPECT_FALSE(CryptMsgUpdate({}, ByteView(), true));
     EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
