@@ -109,7 +109,7 @@ TEST_F(VerifyCommandTest, GivesItsFindingsAsJsonThatOthersRead) {
               "a.txt.p7m valid ['okokNorvik Test CA'] None\n"
               "bad.p7m invalid ['failokNorvik Test CA'] None\n"
               "a.txt error [] файлът не е подписан или е повреден\n"
-              "missing.p7m error [] missing.p7m: не може да се прочете. Няма такъв файл.\n")
+              "missing.p7m error [] не може да се прочете. Няма такъв файл.\n")
         << result.output << result.errors;
 }
 

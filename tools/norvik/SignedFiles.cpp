@@ -229,7 +229,8 @@ std::string VerdictBlock(const JudgedFile& file) {
     std::string block = file.name + ": " + FileLine(file) + "\n";
     for (std::size_t i = 0; i < file.entries.size(); ++i)
         block += SignerBlock(file.entries[i], SignerAt(file.findings.get(), i), i + 1);
-    if (!SignedByAll(file)) block += WhereDetailsAre() + "\n";
+    // What could not even be opened has told all there is to say.
+    if (file.message && !SignedByAll(file)) block += WhereDetailsAre() + "\n";
     return block;
 }
 

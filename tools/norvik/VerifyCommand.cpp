@@ -59,7 +59,11 @@ JudgedFile JudgeAnyway(const VerifyOptions& options, const std::string& file) {
         if (options.files.size() == 1) throw;
         return {.name = file, .fault = error.what(), .verdict = Verdict::unchecked};
     } catch (const std::runtime_error& error) {
-        return {.name = file, .fault = error.what(), .verdict = Verdict::unchecked};
+        // The name stands before it in any case.
+        const std::string told = error.what(), name = file + ": ";
+        return {.name = file,
+                .fault = told.starts_with(name) ? told.substr(name.size()) : told,
+                .verdict = Verdict::unchecked};
     }
 }
 
