@@ -12,7 +12,7 @@ TEST(VerifyCallers, AScriptGetsTheVerdictsThroughTheCInterface) {
     pki.Install(profile);
     pki.InstallCrls(profile);
     const auto signer = profile.Write("s.pem", pki.signer.Pem()), key = profile.Write("s.key", pki.signer.KeyPem()),
-               others = profile.Write("ca.pem", pki.ca.Pem()), data = profile.Write("data", "думи");
+               others = profile.Write("ca.pem", pki.ca.Pem()), data = profile.Write("words", "думи");
     const auto attached = profile.Folder() / "data.txt.p7m", detached = profile.Folder() / "data.txt.p7s";
     for (const auto& file : {attached, detached}) {
         std::vector<std::string> sign{"openssl", "cms", "-sign",   "-binary", "-outform", "DER", "-in",       data,
