@@ -4,10 +4,10 @@
 #include <cstdio>
 #include <optional>
 
-#include "platform/System.h"
 #include "platform/Text.h"
 #include "src/results/SignatureState.h"
 #include "src/settings/PrintTexts.h"
+#include "src/verification/TimeText.h"
 
 namespace results {
 namespace {
@@ -18,13 +18,7 @@ std::u16string OneLine(std::u16string_view text) {
 }
 
 std::u16string DateText(std::int64_t signingTime) {
-    if (signingTime <= 0) return u"n/a";
-    const auto time =
-        platform::FileTimeToSystemTime(platform::FileTimeToLocalFileTime(platform::FileTimeFromUnix(signingTime)));
-    std::array<char, 64> text{};
-    std::snprintf(text.data(), text.size(), "%02d.%02d.%d %02d:%02d", time.wDay, time.wMonth, time.wYear, time.wHour,
-                  time.wMinute);
-    return platform::ToWide(text.data());
+    return signingTime > 0 ? verification::LocalMinuteText(signingTime) : u"n/a";
 }
 
 // A conversion at the start of the text, "%02d" with its percent sign: what to put for it and its length.

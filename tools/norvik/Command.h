@@ -36,6 +36,7 @@ void AddSign(CLI::App& norvik, Action& chosen);
 void AddVerify(CLI::App& norvik, Action& chosen);
 void AddExtract(CLI::App& norvik, Action& chosen);
 void AddDetach(CLI::App& norvik, Action& chosen);
+void AddReport(CLI::App& norvik, Action& chosen);
 void AddStore(CLI::App& norvik, Action& chosen);
 void AddStoreKeys(CLI::App& norvik, Action& chosen);  // after AddStore, whose subcommand it joins
 void AddCertificates(CLI::App& norvik, Action& chosen);

@@ -82,6 +82,7 @@ void BuildCommandLine(CLI::App& norvik, Action& chosen) {
     AddVerify(norvik, chosen);
     AddExtract(norvik, chosen);
     AddDetach(norvik, chosen);
+    AddReport(norvik, chosen);
     AddCertificates(norvik, chosen);
     AddSelect(norvik, chosen);
     AddStore(norvik, chosen);
