@@ -7,7 +7,8 @@
 namespace platform::posix {
 namespace {
 
-constexpr std::size_t kMaxEntries = 512;
+// Some 700 KiB. The authorities of the signers at hand are few; signers come and go.
+constexpr std::size_t kMaxEntries = 96;
 // A certificate of this size is somebody's joke; it is decoded, but not kept.
 constexpr std::size_t kMaxKept = 64 * 1024;
 constexpr std::size_t kMaxCrlEntries = 16;
