@@ -37,7 +37,7 @@ void WritePki(const std::filesystem::path& folder, const std::string& password) 
 }  // namespace
 
 int main(int count, char** values) {
-    if (count != 2) {
+    if (count != 2 || *values[1] == '-') {
         std::cerr << "norvik-test-pki DIR, with the password of signer.p12 on standard input\n";
         return 2;
     }
