@@ -30,6 +30,8 @@ void WritePki(const std::filesystem::path& folder, const std::string& password) 
     Write(folder / "signer.key", pki.signer.KeyPem());
     const tests::Bytes pfx = tests::MakePfx({{pki.signer, tests::Certificate(pki.ca.Der())}, password});
     Write(folder / "signer.p12", platform::AsText(pfx));
+    Write(folder / "root.crl", platform::AsText(tests::MakeCrl(pki.root)));
+    Write(folder / "ca.crl", platform::AsText(tests::MakeCrl(pki.ca)));
     Write(folder / "tsa.pem", pki.tsa.Pem());
     Write(folder / "tsa.key", pki.tsa.KeyPem());
 }
