@@ -134,9 +134,10 @@ bool DecodedMessage::Open(std::shared_ptr<ByteSource> source) {
     const bool read =
         outcome == cms::ReadOutcome::notSignedData ? OpenOther() : Judge(outcome, *source_) && OpenSigned();
     if (!read) return false;
-    if (content_ && !content_->octetString && (type_ == CMSG_DATA || parts_.contentType == cms::oid::kData)) {
-        return FailWith(CRYPT_E_BAD_ENCODE);
-    }
+    // Also where it is not looked at: whether bytes are a message does not depend on what is asked of them.
+    const auto& content = type_ == CMSG_SIGNED ? parts_.content : content_;
+    const bool isData = type_ == CMSG_DATA || parts_.contentType == cms::oid::kData;
+    if (content && !content->octetString && isData) return FailWith(CRYPT_E_BAD_ENCODE);
     state_ = detached_ ? State::data : State::complete;
     return true;
 }
