@@ -24,8 +24,6 @@ void WritePki(const std::filesystem::path& folder, const std::string& password) 
     Write(folder / "root.pem", pki.root.Pem());
     Write(folder / "ca.pem", pki.ca.Pem());
     Write(folder / "chain.pem", pki.ChainPem());
-    Write(folder / "root.crl", platform::AsText(tests::MakeCrl(pki.root)));
-    Write(folder / "ca.crl", platform::AsText(tests::MakeCrl(pki.ca)));
     Write(folder / "signer.pem", pki.signer.Pem());
     Write(folder / "signer.key", pki.signer.KeyPem());
     const tests::Bytes pfx = tests::MakePfx({{pki.signer, tests::Certificate(pki.ca.Der())}, password});
