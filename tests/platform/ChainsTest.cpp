@@ -147,7 +147,12 @@ const TrioCase kFaults[] = {
          t.leaf.subjectAltName = "email:a@example.bg";
      },
      CERT_E_INVALID_NAME, 0, CERT_TRUST_INVALID_NAME_CONSTRAINTS},
-    {"PolicyRequiredAndMissing", [](Trio& t) { t.ca.policyConstraints = "critical,requireExplicitPolicy:0"; },
+    // The authority has a policy: OpenSSL 3.0 loses the constraints of a certificate without one (42 bytes).
+    {"PolicyRequiredAndMissing",
+     [](Trio& t) {
+         t.ca.policyConstraints = "critical,requireExplicitPolicy:0";
+         t.ca.extra = {{"2.5.29.32", false, {0x30, 7, 0x30, 5, 6, 3, 0x2A, 3, 4}}};
+     },
      CERT_E_INVALID_POLICY, 0, CERT_TRUST_INVALID_POLICY_CONSTRAINTS},
     {"PolicyRequiredAndThere",
      [](Trio& t) {

@@ -33,9 +33,9 @@ inline void ExpectSameFromMessageService(platform::ByteSource& binary, const pla
         EXPECT_FALSE(findings.valid) << "refused by the message service: " << platform::GetLastError();
         return;
     }
+    const std::vector stores = {platform::CertOpenMessageStore(message)};
     for (std::size_t i = 0; i < findings.signers.size(); ++i) {
-        const auto signer = platform::CryptMsgGetAndVerifySigner(message, static_cast<std::uint32_t>(i),
-                                                                 {platform::CertOpenMessageStore(message)});
+        const auto signer = platform::CryptMsgGetAndVerifySigner(message, static_cast<std::uint32_t>(i), stores);
         const bool bothFound = signer && signer->certificate && findings.signers[i].certificate;
         if (!bothFound) continue;
         EXPECT_EQ(signer->status == platform::ERROR_SUCCESS, findings.signers[i].passed)
