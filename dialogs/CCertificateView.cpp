@@ -36,18 +36,6 @@ using dialogs::ToQString;
 constexpr int kLongestCell = 200;  // the pane below has the whole value
 constexpr int kClose = 1, kExport = 12, kTabs = 20, kFields = 21, kValue = 22, kPath = 23, kPathStatus = 24;
 
-dialogs::State StateOf(std::uint32_t status) {
-    switch (tessaly::ClassifyStatus(status)) {
-        case tessaly::StatusClass::valid:
-            return dialogs::State::valid;
-        case tessaly::StatusClass::invalid:
-            return dialogs::State::invalid;
-        case tessaly::StatusClass::unverified:
-            break;
-    }
-    return dialogs::State::unverified;
-}
-
 QLabel* Value(const QString& text, QWidget* parent) {
     auto* const label = new QLabel(text, parent);
     label->setTextFormat(Qt::PlainText);
@@ -158,10 +146,11 @@ QWidget* CCertificateView::MakeGeneral() {
     auto* const verdict = Value(ToQString(tessaly::StatusText(status)), page);
     verdict->setObjectName(QStringLiteral("verdict"));
     auto colours = verdict->palette();
-    colours.setColor(QPalette::WindowText, dialogs::ColourOf(StateOf(status), palette()));
+    colours.setColor(QPalette::WindowText, dialogs::ColourOf(tessaly::ClassifyStatus(status), palette()));
     verdict->setPalette(colours);
     auto* const icon = new QLabel(page);
-    icon->setPixmap(dialogs::IconOf(StateOf(status), palette()).pixmap(QSize(24, 24), devicePixelRatioF()));
+    icon->setPixmap(
+        dialogs::IconOf(tessaly::ClassifyStatus(status), palette()).pixmap(QSize(24, 24), devicePixelRatioF()));
     auto* const verdictRow = new QHBoxLayout;
     verdictRow->addWidget(icon, 0, Qt::AlignTop);
     verdictRow->addWidget(verdict, 1);
@@ -169,7 +158,8 @@ QWidget* CCertificateView::MakeGeneral() {
     auto* const form = new QFormLayout;
     form->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
     form->addRow(QStringLiteral("Издаден на:"), NameValue(ToQString(texts.GetSubjectName()), page));
-    form->addRow(QStringLiteral("Организация:"), NameValue(ToQString(texts.GetOrganization()), page));
+    if (const auto organization = ToQString(texts.GetOrganization()); !organization.isEmpty())
+        form->addRow(QStringLiteral("Организация:"), NameValue(organization, page));
     form->addRow(QStringLiteral("Издаден от:"), NameValue(ToQString(texts.GetIssuerName()), page));
     form->addRow(QStringLiteral("Валиден от:"), Value(ToQString(texts.GetValidFrom()), page));
     form->addRow(QStringLiteral("Валиден до:"), Value(ToQString(texts.GetValidTo()), page));
@@ -254,7 +244,7 @@ QWidget* CCertificateView::MakePath() {
         tessaly::CryptCertificate texts(element.certificate, true);
         auto* const item = above != nullptr ? new QTreeWidgetItem(above) : new QTreeWidgetItem(tree);
         item->setText(0, ToQString(texts.GetSubjectName()));
-        item->setIcon(0, dialogs::IconOf(StateOf(verdict), palette()));
+        item->setIcon(0, dialogs::IconOf(tessaly::ClassifyStatus(verdict), palette()));
         item->setData(0, Qt::UserRole, depth);
         item->setData(0, Qt::UserRole + 1, ToQString(tessaly::StatusText(verdict)));
         item->setToolTip(0, ToQString(texts.GetSubjectName()));

@@ -38,8 +38,8 @@ namespace {
 namespace fs = std::filesystem;
 using Icon = ui::Message::Icon;
 
-constexpr int kOk = 1, kOpen = 192, kSave = 193, kContent = 196, kCertificate = 201, kReport = 202, kTree = 233,
-              kLegend = 240, kMenu = 246, kEdit = 272, kComment = 6104;
+constexpr int kOpen = 192, kSave = 193, kContent = 196, kCertificate = 201, kReport = 202, kTree = 233, kLegend = 240,
+              kMenu = 246, kEdit = 272, kComment = 6104;
 constexpr int kCommentLines = 4;
 
 QString TableText(unsigned id) {
@@ -100,11 +100,7 @@ CResultsDlg::CResultsDlg(const ui::ResultsQuestion& question)
     MakeSignatures(*grid);
     MakeContent(*grid);
     auto* const comment = MakeComment();
-    auto* const ok = new CBitButton(QStringLiteral("OK"), this);
-    ok->setObjectName(QString::number(kOk));
-    ok->SetImage("ok");
-    ok->setDefault(true);
-    connect(ok, &QPushButton::clicked, this, &QDialog::accept);
+    auto* const ok = MakeOkButton();
 
     auto* const layout = new QVBoxLayout(this);
     layout->addWidget(MakeBanner(dialogs::Icon("signatures"),
@@ -112,8 +108,7 @@ CResultsDlg::CResultsDlg(const ui::ResultsQuestion& question)
     layout->addLayout(grid, 4);
     layout->addLayout(comment, 1);
     layout->addWidget(ok, 0, Qt::AlignRight);
-    const int unit = fontMetrics().height();
-    resize(54 * unit, 36 * unit);
+    OpenAt(54, 36);
     tree_->Fill(question.encryptionText.empty() ? QString()
                                                 : dialogs::OneLine(units::LoadStringW(331) + question.encryptionText));
     legend_->SetLevels(static_cast<int>(results::LevelCount(entries_)));
@@ -138,15 +133,13 @@ void CResultsDlg::MakeSignatures(QGridLayout& grid) {
     label->setBuddy(tree_);
     connect(tree_, &QTreeWidget::itemSelectionChanged, this, &CResultsDlg::OnSelection);
     connect(tree_, &QTreeWidget::itemDoubleClicked, this, &CResultsDlg::ViewDetails);
-    AddMenuItem(*tree_, QStringLiteral("&Детайли"), &CResultsDlg::ViewDetails);
+    AddRowCommand(*tree_, QStringLiteral("&Детайли"), [this] { ViewDetails(); });
 
     certificate_ =
         MakeToolButton(QStringLiteral("Се&ртификат"), kCertificate, "certificate", &CResultsDlg::ViewCertificate);
     auto* const report = MakeToolButton(QStringLiteral("Спр&авка"), kReport, "print", &CResultsDlg::Print);
     report->setEnabled(!entries_.empty());
-    edit_ = new CBitButton(QStringLiteral("Ре&дакция >"), this);
-    edit_->setObjectName(QString::number(kEdit));
-    edit_->SetImage("edit");
+    edit_ = MakePictureButton(QStringLiteral("Ре&дакция >"), kEdit, "edit");
     edit_->setToolTip(TableText(canEdit_ ? 340 : 341));
     edit_->setEnabled(canEdit_);
     edit_->setVisible(canEdit_);
@@ -185,7 +178,7 @@ void CResultsDlg::MakeContent(QGridLayout& grid) {
     auto* const label = new QLabel(QStringLiteral("&Защитен файл:"), this);
     label->setBuddy(list_);
     connect(list_, &QAbstractItemView::doubleClicked, this, &CResultsDlg::Open);
-    AddMenuItem(*list_, QStringLiteral("&Отвори"), &CResultsDlg::Open);
+    AddRowCommand(*list_, QStringLiteral("&Отвори"), [this] { Open(); });
 
     auto* const buttons = new QVBoxLayout;
     buttons->addWidget(MakeToolButton(QStringLiteral("&Отвори"), kOpen, "open", &CResultsDlg::Open));
@@ -233,22 +226,10 @@ QMenu* CResultsDlg::MakeEditMenu() {
 
 CBitButton* CResultsDlg::MakeToolButton(const QString& text, int id, const char* picture,
                                         void (CResultsDlg::*action)()) {
-    auto* const button = new CBitButton(text, this);
-    button->setObjectName(QString::number(id));
-    button->SetImage(picture);
+    auto* const button = MakePictureButton(text, id, picture);
     button->setToolTip(TableText(static_cast<unsigned>(id)));
     connect(button, &QPushButton::clicked, this, action);
     return button;
-}
-
-// What a double click does, for the keyboard: in the menu of the list and on Alt+Enter.
-void CResultsDlg::AddMenuItem(QWidget& list, const QString& text, void (CResultsDlg::*action)()) {
-    auto* const item = new QAction(text, &list);
-    item->setShortcuts({QKeySequence(Qt::ALT | Qt::Key_Return), QKeySequence(Qt::ALT | Qt::Key_Enter)});
-    item->setShortcutContext(Qt::WidgetShortcut);
-    connect(item, &QAction::triggered, this, action);
-    list.addAction(item);
-    list.setContextMenuPolicy(Qt::ActionsContextMenu);
 }
 
 void CResultsDlg::Extract() {

@@ -30,7 +30,6 @@ class CResultsDlg : public CTessalyDialog {
     QLayout* MakeComment();
     QMenu* MakeEditMenu();
     CBitButton* MakeToolButton(const QString& text, int id, const char* picture, void (CResultsDlg::*action)());
-    void AddMenuItem(QWidget& list, const QString& text, void (CResultsDlg::*action)());
 
     void Extract();
     void Open();

@@ -20,7 +20,7 @@
 
 namespace {
 
-constexpr int kOk = 1, kSigner = 225, kList = 6124, kNote = 6125;
+constexpr int kSigner = 225, kList = 6124, kNote = 6125;
 constexpr int kListPoints = 12;
 constexpr int kFirstColumn = 210, kSecondColumn = 500;
 
@@ -101,11 +101,7 @@ CSignDetailsDlg::CSignDetailsDlg(const verification::SignatureEntry& entry) {
                    this);
     note->setObjectName(QString::number(kNote));
     note->setTextFormat(Qt::PlainText);
-    auto* const ok = new CBitButton(QStringLiteral("OK"), this);
-    ok->setObjectName(QString::number(kOk));
-    ok->SetImage("ok");
-    ok->setDefault(true);
-    connect(ok, &QPushButton::clicked, this, &QDialog::accept);
+    auto* const ok = MakeOkButton();
 
     auto* const layout = new QVBoxLayout(this);
     layout->addWidget(heading);

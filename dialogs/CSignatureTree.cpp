@@ -18,18 +18,6 @@ namespace {
 enum Role { kIndex = Qt::UserRole, kLevel };
 constexpr int kText = 0, kState = 1;
 
-dialogs::State ShownState(const verification::SignatureEntry& entry) {
-    switch (results::StateInList(entry)) {
-        case tessaly::StatusClass::valid:
-            return dialogs::State::valid;
-        case tessaly::StatusClass::invalid:
-            return dialogs::State::invalid;
-        case tessaly::StatusClass::unverified:
-            break;
-    }
-    return dialogs::State::unverified;
-}
-
 }  // namespace
 
 CSignatureTree::CSignatureTree(const verification::SignatureEntries& entries, QWidget* parent)
@@ -100,8 +88,8 @@ void CSignatureTree::ColourStates() {
     for (QTreeWidgetItemIterator item(this); *item != nullptr; ++item) {
         const auto* const entry = EntryOf(*item);
         if (entry == nullptr) continue;
-        (*item)->setIcon(kText, dialogs::IconOf(ShownState(*entry), palette()));
-        (*item)->setForeground(kState, dialogs::ColourOf(ShownState(*entry), palette()));
+        (*item)->setIcon(kText, dialogs::IconOf(results::StateInList(*entry), palette()));
+        (*item)->setForeground(kState, dialogs::ColourOf(results::StateInList(*entry), palette()));
     }
 }
 

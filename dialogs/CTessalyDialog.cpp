@@ -88,6 +88,13 @@ CBitButton* CTessalyDialog::MakePictureButton(const QString& text, int id, const
     return button;
 }
 
+CBitButton* CTessalyDialog::MakeOkButton() {
+    auto* const ok = MakePictureButton(QStringLiteral("OK"), 1, "ok");
+    ok->setDefault(true);
+    connect(ok, &QPushButton::clicked, this, &QDialog::accept);
+    return ok;
+}
+
 QPushButton* CTessalyDialog::MakeButton(const QString& text, int id) {
     auto* const button = new QPushButton(text, this);
     button->setObjectName(QString::number(id));

@@ -28,6 +28,8 @@ class CTessalyDialog : public QDialog {
     QPushButton* MakeButton(const QString& text, int id);
     // The same with a drawing of res/icons before its text.
     CBitButton* MakePictureButton(const QString& text, int id, const char* picture);
+    // The only way out of a window that just shows something: "OK", id 1, the default.
+    CBitButton* MakeOkButton();
     // What a double click on a row does, for the keyboard: in the list's menu and on Alt+Enter, by which desktops show
     // what a thing is.
     void AddRowCommand(QWidget& list, const QString& text, const std::function<void()>& run);

@@ -17,7 +17,7 @@
 
 namespace {
 
-constexpr int kOk = 1, kList = 217, kText = 6101;
+constexpr int kList = 217, kText = 6101;
 constexpr int kColumnWidth = 140;
 constexpr unsigned kIssuer = 375, kUpdated = 377, kNextUpdate = 378, kRevoked = 383;
 
@@ -79,18 +79,13 @@ void CValidationResponseDlg::MakeControls() {
     text_->setReadOnly(true);
     text_->setTabChangesFocus(true);
     text_->setAccessibleName(dialogs::ToQString(units::LoadStringW(372)));
-    auto* const ok = new CBitButton(QStringLiteral("OK"), this);
-    ok->setObjectName(QString::number(kOk));
-    ok->SetImage("ok");
-    ok->setDefault(true);
-    connect(ok, &QPushButton::clicked, this, &QDialog::accept);
+    auto* const ok = MakeOkButton();
     connect(list_, &QTreeWidget::itemSelectionChanged, this, &CValidationResponseDlg::ShowRow);
     auto* const layout = new QVBoxLayout(this);
     layout->addWidget(list_, 3);
     layout->addWidget(text_, 2);
     layout->addWidget(ok, 0, Qt::AlignRight);
-    const int unit = fontMetrics().height();
-    resize(34 * unit, 26 * unit);
+    OpenAt(34, 26);
     list_->setFocus();
 }
 

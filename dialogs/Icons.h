@@ -3,6 +3,8 @@
 #include <QIcon>
 #include <QPalette>
 
+#include "crypt/Status.h"
+
 namespace dialogs {
 
 // A drawing of res/icons in the palette's text colour, dimmed where it is disabled.
@@ -14,7 +16,7 @@ QIcon Icon(const char* name, const QColor& colour);
 bool IsDark(const QPalette& palette);
 
 // Colours for states; never alone, always with icon and word.
-enum class State { valid, invalid, unverified };
+using State = tessaly::StatusClass;
 QColor ColourOf(State state, const QPalette& palette);
 QIcon IconOf(State state, const QPalette& palette);
 

@@ -1,34 +1,23 @@
 #include "platform/posix/Curl.h"
 
-#include <dlfcn.h>
-
-#include <string>
-
-#include "platform/posix/Native.h"
+#include "platform/posix/HostLibrary.h"
 
 namespace platform::posix {
 namespace {
 
-template <typename Function>
-bool Find(void* library, const char* name, Function& function) {
-    function = reinterpret_cast<Function>(dlsym(library, name));
-    return function != nullptr;
-}
-
 const CurlLibrary* Load() {
-    void* const library = dlopen("libcurl.so.4", RTLD_NOW | RTLD_LOCAL);
-    if (library == nullptr) {
-        const char* const reason = dlerror();
-        LogHost(std::string("libcurl cannot be loaded: ") + (reason == nullptr ? "" : reason));
-        return nullptr;
-    }
+    void* const library = LoadHostLibrary("libcurl.so.4", RTLD_NOW);
+    if (library == nullptr) return nullptr;
     static CurlLibrary curl;
-    const bool complete =
-        Find(library, "curl_global_init", curl.globalInit) && Find(library, "curl_easy_init", curl.init) &&
-        Find(library, "curl_easy_cleanup", curl.cleanup) && Find(library, "curl_easy_setopt", curl.setopt) &&
-        Find(library, "curl_easy_perform", curl.perform) && Find(library, "curl_easy_getinfo", curl.getinfo) &&
-        Find(library, "curl_easy_strerror", curl.strerror) && Find(library, "curl_slist_append", curl.append) &&
-        Find(library, "curl_slist_free_all", curl.freeAll);
+    const bool complete = FindFunction(library, "curl_global_init", curl.globalInit) &&
+                          FindFunction(library, "curl_easy_init", curl.init) &&
+                          FindFunction(library, "curl_easy_cleanup", curl.cleanup) &&
+                          FindFunction(library, "curl_easy_setopt", curl.setopt) &&
+                          FindFunction(library, "curl_easy_perform", curl.perform) &&
+                          FindFunction(library, "curl_easy_getinfo", curl.getinfo) &&
+                          FindFunction(library, "curl_easy_strerror", curl.strerror) &&
+                          FindFunction(library, "curl_slist_append", curl.append) &&
+                          FindFunction(library, "curl_slist_free_all", curl.freeAll);
     return complete && curl.globalInit(CURL_GLOBAL_DEFAULT) == CURLE_OK ? &curl : nullptr;
 }
 

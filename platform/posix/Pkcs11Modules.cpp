@@ -6,6 +6,7 @@
 #include <mutex>
 
 #include "platform/Keys.h"
+#include "platform/posix/HostLibrary.h"
 #include "platform/posix/Native.h"
 #include "platform/posix/Pkcs11.h"
 #include "platform/posix/TokenFault.h"
@@ -29,28 +30,22 @@ struct P11Kit {
     decltype(&p11_kit_be_quiet) beQuiet = nullptr;
 };
 
-template <typename Function>
-bool Bind(void* library, const char* name, Function& function) {
-    function = reinterpret_cast<Function>(dlsym(library, name));
-    return function != nullptr;
-}
-
 const P11Kit* LoadP11Kit() {
     static const P11Kit* const loaded = []() -> const P11Kit* {
         void* library = dlopen("libp11-kit.so.0", RTLD_NOW | RTLD_LOCAL);
         if (library == nullptr) return nullptr;
         static P11Kit kit;
-        const bool whole = Bind(library, "p11_kit_modules_load_and_initialize", kit.loadAndInitialize) &&
-                           Bind(library, "p11_kit_modules_finalize_and_release", kit.finalizeAndRelease) &&
-                           Bind(library, "p11_kit_module_load", kit.loadFile) &&
-                           Bind(library, "p11_kit_module_initialize", kit.initialize) &&
-                           Bind(library, "p11_kit_module_finalize", kit.finalize) &&
-                           Bind(library, "p11_kit_module_release", kit.release) &&
-                           Bind(library, "p11_kit_module_get_name", kit.name) &&
-                           Bind(library, "p11_kit_module_get_filename", kit.fileName) &&
-                           Bind(library, "p11_kit_config_option", kit.option) &&
-                           Bind(library, "p11_kit_message", kit.message) &&
-                           Bind(library, "p11_kit_be_quiet", kit.beQuiet);
+        const bool whole = FindFunction(library, "p11_kit_modules_load_and_initialize", kit.loadAndInitialize) &&
+                           FindFunction(library, "p11_kit_modules_finalize_and_release", kit.finalizeAndRelease) &&
+                           FindFunction(library, "p11_kit_module_load", kit.loadFile) &&
+                           FindFunction(library, "p11_kit_module_initialize", kit.initialize) &&
+                           FindFunction(library, "p11_kit_module_finalize", kit.finalize) &&
+                           FindFunction(library, "p11_kit_module_release", kit.release) &&
+                           FindFunction(library, "p11_kit_module_get_name", kit.name) &&
+                           FindFunction(library, "p11_kit_module_get_filename", kit.fileName) &&
+                           FindFunction(library, "p11_kit_config_option", kit.option) &&
+                           FindFunction(library, "p11_kit_message", kit.message) &&
+                           FindFunction(library, "p11_kit_be_quiet", kit.beQuiet);
         if (!whole) return nullptr;
         kit.beQuiet();  // its remarks go to our log, not to standard error
         return &kit;

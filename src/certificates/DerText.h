@@ -44,4 +44,20 @@ std::u16string HexLines(platform::ByteView bytes);
 
 void AddLine(std::u16string& text, std::u16string_view line);
 
+// Of a SEQUENCE OF SEQUENCE: the lines that `linesOf` has for each, one below the other. Empty if it has none for one
+// of them.
+template <typename LinesOf>
+std::optional<std::u16string> LinesOfEach(platform::ByteView value, const LinesOf& linesOf) {
+    const auto whole = platform::SoleElement(value, platform::tag::kSequence);
+    if (!whole) return std::nullopt;
+    std::u16string text;
+    for (platform::DerReader reader(whole->contents); !reader.AtEnd();) {
+        const auto element = reader.Enter(platform::tag::kSequence);
+        const std::optional<std::u16string> lines = element ? linesOf(*element) : std::nullopt;
+        if (!lines) return std::nullopt;
+        AddLine(text, *lines);
+    }
+    return text;
+}
+
 }  // namespace certificates

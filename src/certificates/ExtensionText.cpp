@@ -147,31 +147,19 @@ MaybeText DistributionPoint(DerReader reader) {
 }
 
 MaybeText DistributionPoints(ByteView value) {
-    const auto whole = platform::SoleElement(value, tag::kSequence);
-    if (!whole) return std::nullopt;
-    std::u16string text;
-    for (DerReader reader(whole->contents); !reader.AtEnd();) {
-        const auto point = reader.Enter(tag::kSequence);
-        const auto lines = point ? DistributionPoint(*point) : std::nullopt;
-        if (!lines) return std::nullopt;
-        AddLine(text, *lines);
-    }
-    return text;
+    return LinesOfEach(value, DistributionPoint);
+}
+
+MaybeText AccessDescription(DerReader reader) {
+    const auto method = reader.Oid();
+    const auto place = method ? reader.Next() : std::nullopt;
+    const auto name = place ? GeneralNameText(*place) : std::nullopt;
+    if (!name || !reader.AtEnd()) return std::nullopt;
+    return WordOrOid(kAccessMethods, *method) + u": " + *name;
 }
 
 MaybeText InformationAccess(ByteView value) {
-    const auto whole = platform::SoleElement(value, tag::kSequence);
-    if (!whole) return std::nullopt;
-    std::u16string text;
-    for (DerReader reader(whole->contents); !reader.AtEnd();) {
-        auto description = reader.Enter(tag::kSequence);
-        const auto method = description ? description->Oid() : std::nullopt;
-        const auto place = method ? description->Next() : std::nullopt;
-        const auto name = place ? GeneralNameText(*place) : std::nullopt;
-        if (!name || !description->AtEnd()) return std::nullopt;
-        AddLine(text, WordOrOid(kAccessMethods, *method) + u": " + *name);
-    }
-    return text;
+    return LinesOfEach(value, AccessDescription);
 }
 
 MaybeText AlternativeName(ByteView value) {

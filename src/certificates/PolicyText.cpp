@@ -91,33 +91,21 @@ MaybeText Policy(DerReader reader) {
     return reader.AtEnd() ? MaybeText(text) : std::nullopt;
 }
 
+MaybeText Mapping(DerReader reader) {
+    const auto issuers = reader.Oid();
+    const auto subjects = issuers ? reader.Oid() : std::nullopt;
+    if (!subjects || !reader.AtEnd()) return std::nullopt;
+    return PolicyName(*issuers) + u" = " + PolicyName(*subjects);
+}
+
 }  // namespace
 
 MaybeText PoliciesText(ByteView value) {
-    const auto whole = platform::SoleElement(value, tag::kSequence);
-    if (!whole) return std::nullopt;
-    std::u16string text;
-    for (DerReader reader(whole->contents); !reader.AtEnd();) {
-        const auto policy = reader.Enter(tag::kSequence);
-        const auto lines = policy ? Policy(*policy) : std::nullopt;
-        if (!lines) return std::nullopt;
-        AddLine(text, *lines);
-    }
-    return text;
+    return LinesOfEach(value, Policy);
 }
 
 MaybeText PolicyMappingsText(ByteView value) {
-    const auto whole = platform::SoleElement(value, tag::kSequence);
-    if (!whole) return std::nullopt;
-    std::u16string text;
-    for (DerReader reader(whole->contents); !reader.AtEnd();) {
-        auto pair = reader.Enter(tag::kSequence);
-        const auto issuers = pair ? pair->Oid() : std::nullopt;
-        const auto subjects = issuers ? pair->Oid() : std::nullopt;
-        if (!subjects || !pair->AtEnd()) return std::nullopt;
-        AddLine(text, PolicyName(*issuers) + u" = " + PolicyName(*subjects));
-    }
-    return text;
+    return LinesOfEach(value, Mapping);
 }
 
 MaybeText PolicyConstraintsText(ByteView value) {

@@ -6,6 +6,7 @@
 
 #include "platform/Text.h"
 #include "src/Norvik.h"
+#include "src/results/SignatureState.h"
 #include "src/verification/SignedFile.h"
 #include "src/verification/TimeText.h"
 #include "src/verification/VerifySignature.h"
@@ -85,20 +86,6 @@ class Removal {
     fs::path file_;
 };
 
-std::u16string StateText(const SignatureEntry& entry) {
-    using tessaly::StatusClass;
-    if (entry.signStatus == 0) return u"Валиден";
-    switch (tessaly::ClassifyStatus(entry.certStatus)) {
-        case StatusClass::valid:
-            return u"Валиден";
-        case StatusClass::invalid:
-            return u"Невалиден";
-        case StatusClass::unverified:
-            break;
-    }
-    return u"Непроверен";
-}
-
 // Names and comments are others' words; a line end in them could pass for the next line of ours.
 std::u16string OnOneLine(std::u16string text) {
     std::ranges::replace_if(
@@ -116,7 +103,7 @@ std::u16string LinesOf(const SignatureEntry& entry, std::size_t number) {
     add(u'L', count);
     add(u'N', OnOneLine(entry.certificate->GetSubjectName()));
     add(u'D', entry.signingTime > 0 ? LocalMinuteText(entry.signingTime) : u"n/a");
-    add(u'S', StateText(entry));
+    add(u'S', results::StateWord(results::StateInReport(entry)));
     add(u'C', OnOneLine(entry.comment));
     add(u'T', entry.certificate->GetThumbprint());
     return lines;

@@ -1,36 +1,25 @@
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <sstream>
-
 #include "crypt/CommonClass.h"
 #include "crypt/CryptOID.h"
 #include "crypt/Status.h"
 #include "platform/Error.h"
 #include "platform/Text.h"
+#include "tests/support/StatusTable.h"
 
 namespace tessaly {
 namespace {
 
-// status, symbol, class, text; one row a line, separated by tabs.
 TEST(StatusTable, HasTheTextAndClassOfEveryRow) {
-    std::ifstream file(NORVIK_SOURCE_DIR "/tests/data/status.tsv");
-    int rows = 0;
-    for (std::string line; std::getline(file, line); ++rows) {
-        std::istringstream fields(line);
-        std::string number, symbol, verdict, text;
-        std::getline(fields, number, '\t');
-        std::getline(fields, symbol, '\t');
-        std::getline(fields, verdict, '\t');
-        std::getline(fields, text);
-        const auto status = static_cast<std::uint32_t>(std::stoul(number, nullptr, 16));
-        EXPECT_EQ(platform::ToUtf8(StatusText(status)), text) << symbol;
-        const auto expected = verdict == "valid"     ? StatusClass::valid
-                              : verdict == "invalid" ? StatusClass::invalid
-                                                     : StatusClass::unverified;
-        EXPECT_EQ(ClassifyStatus(status), expected) << symbol;
+    const auto rows = tests::StatusRows();
+    EXPECT_EQ(rows.size(), 41U);
+    for (const auto& row : rows) {
+        EXPECT_EQ(platform::ToUtf8(StatusText(row.status)), row.text) << row.symbol;
+        const auto expected = row.verdict == "valid"     ? StatusClass::valid
+                              : row.verdict == "invalid" ? StatusClass::invalid
+                                                         : StatusClass::unverified;
+        EXPECT_EQ(ClassifyStatus(row.status), expected) << row.symbol;
     }
-    EXPECT_EQ(rows, 41);
 }
 
 TEST(StatusTable, KnowsNoGoodOfWhatItDoesNotList) {

@@ -96,7 +96,7 @@ void DialogFixture::Photograph(QWidget& window, const std::string& name) {
     larger.setPointSizeF(font.pointSizeF() * 1.5);
     const auto size = window.size();
     window.setFont(larger);
-    window.adjustSize();
+    window.resize(window.sizeHint());  // adjustSize keeps to two thirds of a screen, and this one is small
     if (window.layout() != nullptr && window.layout()->hasHeightForWidth())
         window.resize(window.width(), window.layout()->totalHeightForWidth(window.width()));
     Settle();

@@ -45,6 +45,18 @@ class RevocationCache : public testing::Test {
             files.push_back(entry.path());
         return files;
     }
+    // What stands in the place of the kept answer is neither believed nor left there.
+    void ExpectDropped(OnlineWorld& online, const Bytes& content) const {
+        std::error_code error;
+        fs::remove_all(Folder(), error);
+        online.world.network.allowed = true;
+        EXPECT_EQ(online.Verdict(), 0U);
+        ASSERT_EQ(Files().size(), 1U);
+        WriteWholeFile(Files().front(), content);
+        online.world.network.allowed = false;
+        EXPECT_EQ(online.Verdict(), kSilent);
+        EXPECT_THAT(Files(), IsEmpty());
+    }
     tests::Profile profile_;
 };
 
@@ -130,16 +142,9 @@ TEST_F(RevocationCache, ABrokenFileIsDroppedAndNeverBelieved) {
                             MakeCrl(online.ca, {.breakSignature = true}),
                             MakeCrl(online.ca, outdated),
                             MakeCrl(online.root)};
-    for (const Bytes& content : broken) {
-        online.world.network.allowed = true;
-        online.server.Serve("/crl", crl);
-        EXPECT_EQ(online.Verdict(), 0U);
-        ASSERT_EQ(Files().size(), 1U);
-        WriteWholeFile(Files().front(), content);
-        online.world.network.allowed = false;
-        EXPECT_EQ(online.Verdict(), kSilent);
-        EXPECT_THAT(Files(), IsEmpty());
-    }
+    online.server.Serve("/crl", crl);
+    for (const Bytes& content : broken)
+        ExpectDropped(online, content);
 }
 
 TEST_F(RevocationCache, ABrokenAnswerIsDroppedAndNeverBelieved) {
@@ -148,17 +153,8 @@ TEST_F(RevocationCache, ABrokenAnswerIsDroppedAndNeverBelieved) {
     other.Answer({});
     EXPECT_EQ(other.Verdict(), 0U);
     const Bytes ofAnother = *ReadWholeFile(Files().front());
-    for (const Bytes& content : {Bytes(), CopyOf(AsBytes("garbage")), ofAnother}) {
-        std::error_code error;
-        fs::remove_all(Folder(), error);
-        online.world.network.allowed = true;
-        EXPECT_EQ(online.Verdict(), 0U);
-        ASSERT_EQ(Files().size(), 1U);
-        WriteWholeFile(Files().front(), content);
-        online.world.network.allowed = false;
-        EXPECT_EQ(online.Verdict(), kSilent);
-        EXPECT_THAT(Files(), IsEmpty());
-    }
+    for (const Bytes& content : {Bytes(), CopyOf(AsBytes("garbage")), ofAnother})
+        ExpectDropped(online, content);
 }
 
 TEST_F(RevocationCache, AFileOfLastWeekServesOnlyIfNobodyAnswers) {

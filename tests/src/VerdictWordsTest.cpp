@@ -1,30 +1,21 @@
 // Every status word that a verification can end with on this host, each brought about for real, with its exact words.
 
-#include <fstream>
-#include <sstream>
+#include <algorithm>
 
 #include "platform/Error.h"
 #include "tests/src/VerificationTest.h"
 #include "tests/support/ChainWorld.h"
+#include "tests/support/StatusTable.h"
 
 namespace {
 
 using namespace tests;
 using verification::SignatureEntry;
 
-// The words of a status, from the table.
 std::string WordsOf(std::uint32_t status) {
-    std::ifstream file(NORVIK_SOURCE_DIR "/tests/data/status.tsv");
-    for (std::string line; std::getline(file, line);) {
-        std::istringstream fields(line);
-        std::string number, symbol, verdict, text;
-        std::getline(fields, number, '\t');
-        std::getline(fields, symbol, '\t');
-        std::getline(fields, verdict, '\t');
-        std::getline(fields, text);
-        if (std::stoul(number, nullptr, 16) == status) return text;
-    }
-    return "(not in the table)";
+    static const auto rows = StatusRows();
+    const auto row = std::ranges::find(rows, status, &StatusRow::status);
+    return row == rows.end() ? "(not in the table)" : row->text;
 }
 
 // Root, authority and person of one case; all CRLs lie in the stores unless `crls` says otherwise.
