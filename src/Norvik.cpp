@@ -16,6 +16,7 @@
 #include "platform/System.h"
 #include "platform/Text.h"
 #include "src/SharedLogSink.h"
+#include "src/settings/Settings.h"
 #include "toolkit/CkGlobalW.h"
 #include "units/Helpers.h"
 #include "units/Registry.h"
@@ -71,6 +72,7 @@ CNorvikApp::CNorvikApp(std::unique_ptr<ui::UserInterface> interface)
 
 // The sockets, the controls and the language of the thread need no preparation on this host.
 bool CNorvikApp::InitInstance() {
+    ReadInstallDir();
     const auto temp = platform::GetTempPathW();
     const auto folder = temp / "Norvik";
     if (temp.empty() || !MakeFolder(folder, 138)) return false;
@@ -87,13 +89,9 @@ bool CNorvikApp::InitInstance() {
 }
 
 // An ordinary user may not open the machine's settings for writing: then the folder stays empty.
-std::u16string CNorvikApp::InstallDir() const {
-    std::call_once(installDirOnce_, [this] {
-        CRegistry registry(platform::Hive::HKEY_LOCAL_MACHINE);
-        if (!registry.Open(u"Software\\Tessaly\\Tessaly Norvik", true)) return;
-        installDir_ = registry.ReadString(u"InstallDir") + u'\\';
-    });
-    return installDir_;
+void CNorvikApp::ReadInstallDir() {
+    CRegistry registry(platform::Hive::HKEY_LOCAL_MACHINE);
+    if (registry.Open(settings::kMachineKey, true)) installDir_ = registry.ReadString(u"InstallDir") + u'\\';
 }
 
 bool CNorvikApp::MakeFolder(const std::filesystem::path& folder, int line) {

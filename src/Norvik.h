@@ -6,7 +6,6 @@
 #include <atomic>
 #include <filesystem>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <string_view>
 
@@ -38,9 +37,8 @@ class CNorvikApp {
     // The work folder of this process; empty if the start stopped early.
     [[nodiscard]] std::filesystem::path SessionFolder() const { return sessionFolder_; }
     [[nodiscard]] std::filesystem::path CrlCacheFolder() const { return sessionFolder_ / "CRLCache"; }
-    // With a trailing backslash, or empty. Read when it is first asked for: to open the machine's settings takes longer
-    // than all else that a start does.
-    [[nodiscard]] std::u16string InstallDir() const;
+    // As it stood at the start, with a trailing backslash; empty if the machine's settings do not open for writing.
+    [[nodiscard]] const std::u16string& InstallDir() const { return installDir_; }
     // Null if the log could not be made: then nothing is written.
     [[nodiscard]] const std::shared_ptr<spdlog::logger>& Logger() const { return logger_; }
     [[nodiscard]] ui::UserInterface& Interface() const { return *interface_; }
@@ -51,6 +49,7 @@ class CNorvikApp {
   private:
     explicit CNorvikApp(std::unique_ptr<ui::UserInterface> interface);
     bool InitInstance();
+    void ReadInstallDir();
     bool MakeFolder(const std::filesystem::path& folder, int line);
     void MakeLogger(const std::filesystem::path& folder);
     // Removes the session folder with all that lies in it, unless this process only inherited the object by a fork, and
@@ -60,8 +59,7 @@ class CNorvikApp {
 
     std::filesystem::path sessionFolder_;
     std::unique_ptr<toolkit::CkGlobalW> global_;
-    mutable std::once_flag installDirOnce_;
-    mutable std::u16string installDir_;
+    std::u16string installDir_;
     std::shared_ptr<spdlog::logger> logger_, previousDefault_;
     std::unique_ptr<ui::UserInterface> interface_;
     pid_t owner_ = 0;  // the process that made the session folder

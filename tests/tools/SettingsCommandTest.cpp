@@ -72,6 +72,8 @@ TEST_F(SettingsCommandTest, LeaveADamagedListOfAuthoritiesAsItIs) {
     Walk({{{"settings", "set", "TSA", "JSON", damaged}, 0, ""},
           {{"tsa", "add", "Втора", "http://two.example/"}, 1, "е повреден и не е променен"},
           {{"tsa", "remove", "whole"}, 1, "е повреден и не е променен"},
+          {{"tsa", "list"}, 0, "е повреден и важи само това"},
+          {{"sign", "няма.txt"}, 1, "е повреден и важи само това"},
           {{"settings", "get", "TSA", "JSON"}, 0, damaged.c_str()}});
 }
 

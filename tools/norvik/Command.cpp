@@ -13,6 +13,7 @@
 #include "platform/Text.h"
 #include "src/Norvik.h"
 #include "src/settings/Settings.h"
+#include "src/settings/TsaList.h"
 
 namespace cli {
 
@@ -63,6 +64,14 @@ void WarnOfUnreadableSettings() {
     const bool noneYet = code == platform::ERROR_FILE_NOT_FOUND || code == platform::ERROR_PATH_NOT_FOUND;
     if (code == platform::ERROR_SUCCESS || noneYet) return;
     Fail("Внимание: настройките не могат да се прочетат и важат тези по подразбиране. " + Explain(code));
+}
+
+void WarnOfDamagedAuthorities() {
+    std::vector<settings::TsaRecord> list;
+    if (settings::LoadTsaListForChange(list) != platform::ERROR_INVALID_DATA) return;
+    Fail(
+        "Внимание: записаният списък на TSA е повреден и важи само това, което се чете от него.\n"
+        "Вижте го с: norvik settings get TSA JSON");
 }
 
 std::string WhereDetailsAre() {

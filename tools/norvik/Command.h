@@ -69,6 +69,8 @@ std::string Padded(std::string_view utf8, std::size_t columns);
 
 // Tells on standard error if the settings are there but cannot be read, since the defaults count then.
 void WarnOfUnreadableSettings();
+// Tells that the stored list of authorities is not whole; what of it can be read counts all the same.
+void WarnOfDamagedAuthorities();
 // Where the technical details of a failure are: a line that ends a message.
 std::string WhereDetailsAre();
 

@@ -244,6 +244,7 @@ int Sign(const SignOptions& options, ui::TerminalInterface& interface) {
     RefuseEqualNames(options);
     if (options.pinFromStdin) interface.UsePin(ReadSecretLine());
     WarnOfUnreadableSettings();
+    if (!options.noTsa) WarnOfDamagedAuthorities();
     const auto decision = Decide(options);
     if (!decision) return Fail("Подписването е отказано.");
     MakeOutputFolder(options.outputFolder);

@@ -38,6 +38,7 @@ auto FindByTitle(std::vector<settings::TsaRecord>& list, const std::string& titl
 
 int List() {
     WarnOfUnreadableSettings();
+    WarnOfDamagedAuthorities();
     const auto list = settings::LoadTsaList(nullptr);
     if (list.empty()) return Fail("Няма записани TSA.", kDone);
     for (const auto& record : list) {
