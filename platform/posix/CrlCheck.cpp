@@ -1,7 +1,6 @@
 #include "platform/posix/CrlCheck.h"
 
 #include <algorithm>
-#include <array>
 
 #include "platform/posix/CrlScope.h"
 #include "platform/posix/PathBuilder.h"
@@ -23,8 +22,8 @@ bool IsCertificationAuthority(const CertificateContext& certificate) {
 
 // --- Who may have signed ---
 
-// Who is believed as the signer of a CRL. When a signer is asked about itself, only its own issuer is: two keys must
-// not vouch for each other.
+// Who is believed as the signer of a CRL. When a signer is asked about itself, only its own issuer is (two keys must
+// not vouch for each other), and the signer where its certificate sends one to nobody else.
 enum class Believed { issuerAlone, alsoItsOtherKeys };
 
 RevocationStatus Check(std::span<const CertificateContext> path, FILETIME at, ChainSources& sources, Believed believed);
@@ -40,7 +39,8 @@ class Signers {
         };
         if (path_.size() < 2) return false;
         if (IsNamed(path_[1], crl) && signs(path_[1])) return true;
-        if (believed_ == Believed::issuerAlone) return false;
+        if (believed_ == Believed::issuerAlone)
+            return !IsNamed(path_[1], crl) && IsNamed(path_[0], crl) && signs(path_[0]);
         for (const CertificateContext& above : path_.subspan(2)) {
             if (IsNamed(above, crl) && signs(above)) return true;
         }
@@ -49,6 +49,8 @@ class Signers {
         }
         return false;
     }
+    // Whom the last answer was about who would be believed but for a revocation that nobody tells, with their issuers.
+    [[nodiscard]] std::vector<std::array<CertificateContext, 2>> TakeOpen() { return std::move(open_); }
 
   private:
     static bool IsNamed(const CertificateContext& signer, const CrlContext& crl) {
@@ -72,13 +74,16 @@ class Signers {
     bool Vouches(const CertificateContext& above, const CertificateContext& signer) {
         if (!IsIssuerName(signer, above) || !IsSignedBy(signer, above)) return false;
         const std::array<CertificateContext, 2> path = {signer, above};
-        return Check(path, at_, sources_, Believed::issuerAlone) != RevocationStatus::revoked;
+        const RevocationStatus status = Check(path, at_, sources_, Believed::issuerAlone);
+        if (status == RevocationStatus::unknown) open_.push_back(path);
+        return status == RevocationStatus::good;
     }
 
     std::span<const CertificateContext> path_;
     FILETIME at_;
     ChainSources& sources_;
     Believed believed_;
+    std::vector<std::array<CertificateContext, 2>> open_;
 };
 
 // --- What it says ---
@@ -191,11 +196,15 @@ RevocationStatus CheckCrls(std::span<const CertificateContext> path, FILETIME at
     return Check(path, at, sources, Believed::alsoItsOtherKeys);
 }
 
-bool IsCredible(const CrlContext& crl, std::span<const CertificateContext> path, FILETIME at, ChainSources& sources) {
-    if (!NativeOf(path.front())) return false;
+Credibility CredibilityOf(const CrlContext& crl, std::span<const CertificateContext> path, FILETIME at,
+                          ChainSources& sources) {
+    if (!NativeOf(path.front())) return {};
     const auto facts = FactsOf(crl);
-    return facts->usable && facts->IsCurrentAt(at) && DistributionPoints(path.front()).MayComeFrom(crl, *facts) &&
-           Signers(path, at, sources, Believed::alsoItsOtherKeys).Signed(crl, *facts);
+    if (!facts->usable || !facts->IsCurrentAt(at) || !DistributionPoints(path.front()).MayComeFrom(crl, *facts))
+        return {};
+    Signers signers(path, at, sources, Believed::alsoItsOtherKeys);
+    if (signers.Signed(crl, *facts)) return {.credible = true};
+    return {.openSigners = signers.TakeOpen()};
 }
 
 }  // namespace platform::posix

@@ -114,11 +114,25 @@ void RevocationService::AskForCrls(Path path, Inquiry& inquiry) {
     }
 }
 
+// A CRL whose signer is not the issuer itself counts when the signer is known as not revoked: whom the signer names is
+// asked about it. A signer's CRL is the issuer's own, so nobody is asked further.
+bool RevocationService::Believes(const CrlContext& crl, Path path) {
+    const Credibility found = CredibilityOf(crl, path, at_, sources_);
+    if (found.openSigners.empty() || asksForSigner_) return found.credible;
+    asksForSigner_ = true;
+    for (const auto& signer : found.openSigners) {
+        Inquiry inquiry;
+        AskForCrls(signer, inquiry);
+    }
+    asksForSigner_ = false;
+    return CredibilityOf(crl, path, at_, sources_).credible;
+}
+
 // Empty if nobody answered, or with nothing credible.
 std::optional<CrlContext> RevocationService::CrlAt(const std::string& url, Path path) {
     if (const auto known = crls_.find(url); known != crls_.end()) return known->second;
     const auto kept = cache_.FindCrl(url);
-    const bool isCredible = kept && IsCredible(kept->crl, path, at_, sources_);
+    const bool isCredible = kept && Believes(kept->crl, path);
     if (kept && !isCredible) cache_.Drop(AnswerCache::Kind::crl, url);
     std::optional<CrlContext> crl;
     if (isCredible && !kept->old) crl = kept->crl;
@@ -132,7 +146,7 @@ std::optional<CrlContext> RevocationService::FetchCrl(const std::string& url, Pa
     const auto body = exchanges_.Get(url, "application/pkix-crl, */*", kLargestCrl);
     if (!body) return std::nullopt;
     const CertificateFile file = ReadCertificateFile(*body);
-    if (file.crls.size() != 1 || !IsCredible(file.crls.front(), path, at_, sources_)) {
+    if (file.crls.size() != 1 || !Believes(file.crls.front(), path)) {
         LogHost("What " + url + " answered is not the current CRL of the certificate's issuer.");
         return std::nullopt;
     }

@@ -40,6 +40,7 @@ class RevocationService {
     };
     [[nodiscard]] KeptAnswer FindKept(const OcspQuestion& question) const;
     std::optional<OcspAnswer> FetchAnswer(const OcspQuestion& question, const std::string& url);
+    bool Believes(const CrlContext& crl, Path path);
     std::optional<CrlContext> CrlAt(const std::string& url, Path path);
     std::optional<CrlContext> FetchCrl(const std::string& url, Path path);
 
@@ -47,6 +48,7 @@ class RevocationService {
     ChainSources& sources_;
     Exchanges& exchanges_;
     bool isPresent_;
+    bool asksForSigner_ = false;
     AnswerCache cache_;
     std::map<std::string, CrlContext> crls_;           // by address
     std::map<std::string, RevocationStatus> answers_;  // of responders, by the question's key

@@ -148,6 +148,23 @@ TEST_F(CrlFetch, TheAuthorityIsAskedForToo) {
     EXPECT_EQ(world.VerdictWithCrls(online.leaf), CRYPT_E_REVOKED);
 }
 
+TEST_F(CrlFetch, WhoSignedTheCrlIsAskedForToo) {
+    OnlineWorld online(NameOneCrl);
+    CertificateSpec spec = tests::AuthoritySpec("Authority", 5);
+    spec.crlUrls = {online.server.Url("/keys")};
+    const Certificate signer = Issue(spec, online.ca);
+    online.world.Know(signer);
+    online.server.Serve("/crl", MakeCrl(signer));
+    EXPECT_EQ(online.Verdict(), kSilent);
+    CrlSpec ofAuthorities{.extra = {{"2.5.29.28", true, {0x30, 3, 0x82, 1, 0xFF}}}};
+    online.server.Serve("/keys", MakeCrl(online.ca, ofAuthorities));
+    EXPECT_EQ(online.Verdict(), 0U);
+    ofAuthorities.revoked = {{signer.Serial(), kNow - kDay, 1}};
+    ofAuthorities.thisUpdate = kNow - 60;
+    online.world.AddCrl(MakeCrl(online.ca, ofAuthorities));
+    EXPECT_EQ(online.Verdict(), kSilent);
+}
+
 TEST_F(CrlFetch, WithoutANetworkNobodyIsAskedAndNobodyAnswered) {
     OnlineWorld online(NameOneCrl);
     online.server.Serve("/crl", MakeCrl(online.ca));

@@ -246,6 +246,17 @@ TEST(Revocation, ARevokedKeyForCrlsCannotClear) {
     EXPECT_EQ(world.VerdictWithCrls(trio.leaf), kSilent);
 }
 
+TEST(Revocation, AKeyForCrlsThatNobodyTellsOfCannotClear) {
+    const Trio trio;
+    const Certificate signer = Issue(AuthoritySpec("Authority", 5), trio.ca);
+    const ChainWorld world = trio.World();
+    world.Know(signer);
+    world.AddCrl(MakeCrl(signer));
+    EXPECT_EQ(world.VerdictWithCrls(trio.leaf), kSilent);
+    world.AddCrl(MakeCrl(trio.ca, With({}, kIdp, kOnlyAuthorities)));
+    EXPECT_EQ(world.VerdictWithCrls(trio.leaf), 0U);
+}
+
 TEST(Revocation, ATrustedCertificateThatIsNoRootIsAskedFor) {
     const Trio trio;
     const ChainWorld world(trio.ca, {trio.root});
