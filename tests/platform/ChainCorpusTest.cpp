@@ -13,6 +13,7 @@
 
 #include "platform/Chains.h"
 #include "tests/support/ChainWorld.h"
+#include "tests/support/Corpora.h"
 #include "tests/support/PemFile.h"
 
 namespace {
@@ -20,7 +21,7 @@ namespace {
 using namespace platform;
 namespace fs = std::filesystem;
 
-const fs::path kCorpus = fs::path(NORVIK_SOURCE_DIR) / "../shared/corpora/chains/verify_certificate_chain_unittest";
+const fs::path kCorpus = tests::Corpus("chains/verify_certificate_chain_unittest");
 
 struct Case {
     std::string name;

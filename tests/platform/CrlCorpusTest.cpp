@@ -8,6 +8,7 @@
 #include <iostream>
 
 #include "platform/Chains.h"
+#include "tests/support/Corpora.h"
 #include "tests/support/PemFile.h"
 
 namespace {
@@ -15,7 +16,7 @@ namespace {
 using namespace platform;
 namespace fs = std::filesystem;
 
-const fs::path kCorpus = fs::path(NORVIK_SOURCE_DIR) / "../shared/corpora/chains/crl_unittest";
+const fs::path kCorpus = tests::Corpus("chains/crl_unittest");
 constexpr std::int64_t kMoment = 1'489'017'600;
 
 enum class Verdict { good, revoked, unknown };

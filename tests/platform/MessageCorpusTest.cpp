@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "tests/platform/MessageFixture.h"
+#include "tests/support/Corpora.h"
 
 namespace {
 
@@ -31,7 +32,7 @@ const std::map<std::string, ErrorCode, std::less<>> kReadable{
 };
 
 TEST(MessageCorpus, EveryBinaryMessageIsOfItsTypeOrRefused) {
-    const auto folder = std::filesystem::path(NORVIK_SOURCE_DIR).parent_path() / "shared/corpora/cms";
+    const auto folder = tests::Corpus("cms");
     std::ifstream index(folder / "INDEX.tsv");
     if (!index) GTEST_SKIP() << "no corpus beside the source tree";
     int read = 0, refused = 0;

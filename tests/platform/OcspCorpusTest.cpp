@@ -7,6 +7,7 @@
 #include <iostream>
 
 #include "platform/posix/Ocsp.h"
+#include "tests/support/Corpora.h"
 #include "tests/support/PemFile.h"
 
 namespace {
@@ -15,7 +16,7 @@ using namespace platform;
 using posix::RevocationStatus;
 namespace fs = std::filesystem;
 
-const fs::path kCorpus = fs::path(NORVIK_SOURCE_DIR) / "../shared/corpora/chains/ocsp_unittest";
+const fs::path kCorpus = tests::Corpus("chains/ocsp_unittest");
 constexpr std::int64_t kMoment = 1'488'672'000;
 
 enum class Verdict { good, revoked, unknown, none };

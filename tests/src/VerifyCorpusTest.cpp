@@ -4,6 +4,7 @@
 #include <sstream>
 
 #include "tests/src/VerificationTest.h"
+#include "tests/support/Corpora.h"
 #include "toolkit/ClsCrypt2.h"
 #include "toolkit/cms/Findings.h"
 #include "toolkit/cms/TextMessage.h"
@@ -15,7 +16,6 @@ using namespace tests;
 
 class VerifyOthers : public VerificationTest {
   protected:
-    static fs::path Corpus() { return fs::path(NORVIK_SOURCE_DIR).parent_path() / "shared/corpora/cms"; }
     // Empty: the content is in the message.
     static fs::path DataOf(const std::string& line) {
         std::vector<std::string> fields;
@@ -23,7 +23,7 @@ class VerifyOthers : public VerificationTest {
         for (std::string field; std::getline(stream, field, '\t');)
             fields.push_back(field);
         fields.resize(14);
-        return fields[5] == "detached" && !fields[12].empty() ? Corpus() / fields[12] : fs::path();
+        return fields[5] == "detached" && !fields[12].empty() ? Corpus("cms") / fields[12] : fs::path();
     }
     static bool IsText(const fs::path& file) {
         platform::FileSource source(*platform::InputFile::Open(file));
@@ -32,13 +32,13 @@ class VerifyOthers : public VerificationTest {
 };
 
 TEST_F(VerifyOthers, GivesTheVerdictOfBothEngines) {
-    std::ifstream index(Corpus() / "INDEX.tsv");
+    std::ifstream index(Corpus("cms") / "INDEX.tsv");
     if (!index) GTEST_SKIP() << "no corpus beside the source tree";
     std::string line;
     std::getline(index, line);
     int good = 0, bad = 0, refused = 0;
     while (std::getline(index, line)) {
-        const auto file = Corpus() / line.substr(0, line.find('\t'));
+        const auto file = Corpus("cms") / line.substr(0, line.find('\t'));
         SCOPED_TRACE(file.filename());
         if (!fs::exists(file) || IsText(file)) continue;
         const auto data = DataOf(line);
