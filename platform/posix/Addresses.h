@@ -1,10 +1,10 @@
 #pragma once
-// Where a certificate says that more can be learnt of it, over HTTP.
+// Where a certificate or a CRL says that more can be learnt of it, over HTTP.
 
 #include <string>
 #include <vector>
 
-#include "platform/Certificates.h"
+#include "platform/Stores.h"
 
 namespace platform::posix {
 
@@ -13,5 +13,7 @@ namespace platform::posix {
 std::vector<std::string> CrlAddresses(const CertificateContext& certificate);     // RFC 5280, 4.2.1.13
 std::vector<std::string> OcspAddresses(const CertificateContext& certificate);    // RFC 5280, 4.2.2.1
 std::vector<std::string> IssuerAddresses(const CertificateContext& certificate);  // the same, caIssuers
+// Of the delta CRLs that continue this CRL, as the certificate and the CRL have them (RFC 5280, 4.2.1.15 and 5.2.6).
+std::vector<std::string> DeltaAddresses(const CertificateContext& certificate, const CrlContext& base);
 
 }  // namespace platform::posix

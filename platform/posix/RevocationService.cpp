@@ -109,8 +109,16 @@ void RevocationService::AskForCrls(Path path, Inquiry& inquiry) {
         const auto crl = isPresent_ ? CrlAt(url, path) : std::nullopt;
         if (!crl) continue;
         sources_.AddCrl(*crl);
+        AskForDelta(path, *crl);
         inquiry.Answer(CheckCrls(path, at_, sources_));
         if (inquiry.IsOver()) return;
+    }
+}
+
+// What has changed since. The CRL counts without it, too: it tells itself until when.
+void RevocationService::AskForDelta(Path path, const CrlContext& base) {
+    for (const std::string& url : DeltaAddresses(path.front(), base)) {
+        if (const auto delta = CrlAt(url, path)) return sources_.AddCrl(*delta);
     }
 }
 

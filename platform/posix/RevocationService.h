@@ -34,6 +34,7 @@ class RevocationService {
     struct Inquiry;
     void AskResponders(Path path, Inquiry& inquiry);
     void AskForCrls(Path path, Inquiry& inquiry);
+    void AskForDelta(Path path, const CrlContext& base);
     struct KeptAnswer {
         bool credible = false, old = false;
         RevocationStatus status = RevocationStatus::unknown;

@@ -108,6 +108,37 @@ TEST_F(CrlFetch, TheNextAddressIsAskedWhenOneTellsNothing) {
     EXPECT_THAT(online.server.Asked(), ElementsAre("/first", "/second"));
 }
 
+TEST_F(CrlFetch, ADeltaIsAskedForWhereTheCertificateOrTheCrlNamesOne) {
+    // One distribution point with /delta of this server.
+    const auto freshest = [](const OnlineServer& server) {
+        const std::string url = server.Url("/delta");
+        const auto size = static_cast<std::uint8_t>(url.size());
+        const auto n = [&](int more) { return static_cast<std::uint8_t>(size + more); };
+        Bytes der = {0x30, n(8), 0x30, n(6), 0xA0, n(4), 0xA0, n(2), 0x86, size};
+        der.insert(der.end(), url.begin(), url.end());
+        return tests::Extension{"2.5.29.46", false, der};
+    };
+    for (const bool inCertificate : {true, false}) {
+        OnlineWorld online([&](CertificateSpec& spec, const OnlineServer& server) {
+            NameOneCrl(spec, server);
+            if (inCertificate) spec.extra = {freshest(server)};
+        });
+        CrlSpec base, delta = online.Listing();
+        if (!inCertificate) base.extra = {freshest(online.server)};
+        delta.number = 2;
+        delta.extra = {{"2.5.29.27", true, {2, 1, 1}}};
+        online.server.Serve("/crl", MakeCrl(online.ca, base));
+        EXPECT_EQ(online.Verdict(), 0U) << "the delta is not there";
+        delta.breakSignature = true;
+        online.server.Serve("/delta", MakeCrl(online.ca, delta));
+        EXPECT_EQ(online.Verdict(), 0U) << "the delta is forged";
+        delta.breakSignature = false;
+        online.server.Serve("/delta", MakeCrl(online.ca, delta));
+        EXPECT_EQ(online.Verdict(), CRYPT_E_REVOKED);
+        EXPECT_THAT(online.server.Asked(), ElementsAre("/crl", "/delta", "/delta", "/delta"));
+    }
+}
+
 TEST_F(CrlFetch, NobodyIsAskedWhatTheStoresKnow) {
     OnlineWorld online(NameOneCrl);
     online.world.AddCrl(MakeCrl(online.ca));
