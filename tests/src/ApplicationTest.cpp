@@ -33,6 +33,20 @@ class Application : public testing::Test {
     std::shared_ptr<CNorvikApp> Start() {
         return CNorvikApp::Start(std::make_unique<tests::ScriptedInterface>(script_));
     }
+    // Processes that do this at the same moment, each with its number; all must answer 0.
+    template <typename Work>
+    static void InProcesses(int count, const Work& work) {
+        std::vector<pid_t> children;
+        for (int i = 0; i < count; ++i) {
+            children.push_back(fork());
+            if (children.back() == 0) _exit(work(i));
+        }
+        for (const auto child : children) {
+            int status = -1;
+            waitpid(child, &status, 0);
+            EXPECT_EQ(status, 0);
+        }
+    }
 };
 
 TEST_F(Application, HasASessionFolderOfItsOwnUntilItStops) {
@@ -55,18 +69,14 @@ TEST_F(Application, HasASessionFolderOfItsOwnUntilItStops) {
 
 TEST_F(Application, LeavesTheSessionFolderToItsOwnerWhenAForkedChildEnds) {
     const auto folder = Start()->SessionFolder();
-    const pid_t child = fork();
-    if (child == 0) {
+    InProcesses(1, [&](int) {
         CNorvikApp::Stop();
-        _exit(fs::exists(folder) ? 0 : 1);
-    }
-    int status = -1;
-    waitpid(child, &status, 0);
-    EXPECT_EQ(status, 0);
+        return fs::exists(folder) ? 0 : 1;
+    });
     EXPECT_TRUE(fs::exists(folder));
 }
 
-TEST_F(Application, AppendsABackslashToTheInstallFolderEvenToAMissingOne) {
+TEST_F(Application, AppendsABackslashToTheInstallFolderWhereTheMachinesSettingsMayBeWritten) {
     EXPECT_EQ(Start()->InstallDir(), u"\\");
     CNorvikApp::Stop();
     {
@@ -75,9 +85,7 @@ TEST_F(Application, AppendsABackslashToTheInstallFolderEvenToAMissingOne) {
         ASSERT_TRUE(machine.WriteString(u"InstallDir", u"/opt/norvik"));
     }
     EXPECT_EQ(Start()->InstallDir(), u"/opt/norvik\\");
-}
-
-TEST_F(Application, HasNoInstallFolderWhereTheMachinesSettingsMayNotBeWritten) {
+    CNorvikApp::Stop();
     profile_.Set("NORVIK_MACHINE_DIR", "/proc/norvik");
     EXPECT_EQ(Start()->InstallDir(), u"");
 }
@@ -121,10 +129,7 @@ TEST_F(Application, GivesTheLogLibraryBackAsItWas) {
 TEST_F(Application, SharesItsLogWithOtherProcessesThroughRotations) {
     constexpr int processes = 4, threads = 2, lines = 700;  // about 5 MiB: four rotations
     const std::string filling(900, 'x');
-    std::vector<pid_t> children;
-    for (int p = 0; p < processes; ++p) {
-        children.push_back(fork());
-        if (children.back() != 0) continue;
+    InProcesses(processes, [&](int p) {
         Start();
         std::vector<std::thread> writers;
         for (int t = 0; t < threads; ++t)
@@ -138,13 +143,8 @@ TEST_F(Application, SharesItsLogWithOtherProcessesThroughRotations) {
         for (auto& writer : writers)
             writer.join();
         CNorvikApp::Stop();
-        _exit(0);
-    }
-    for (const auto child : children) {
-        int status = -1;
-        waitpid(child, &status, 0);
-        EXPECT_EQ(status, 0);
-    }
+        return 0;
+    });
     std::multiset<std::string> found;
     int files = 0;
     for (const auto& entry : fs::directory_iterator(LogFolder(profile_))) {
@@ -168,27 +168,12 @@ TEST_F(Application, SharesItsLogWithOtherProcessesThroughRotations) {
 TEST_F(Application, HasItsLogAlsoWhereOthersStartAtTheSameMoment) {
     for (int round = 0; round < 20; ++round) {
         fs::remove_all(LogFolder(profile_));
-        int gate[2];
-        ASSERT_EQ(pipe(gate), 0);
-        std::vector<pid_t> children;
-        for (int p = 0; p < 4; ++p) {
-            children.push_back(fork());
-            if (children.back() != 0) continue;
-            close(gate[1]);
-            char opened;
-            if (read(gate[0], &opened, 1) != 0) _exit(2);
+        InProcesses(4, [&](int) {
             const auto app = Start();
             const bool complete = app->Logger() && !app->SessionFolder().empty();
             CNorvikApp::Stop();
-            _exit(complete ? 0 : 1);
-        }
-        close(gate[0]);
-        close(gate[1]);
-        for (const auto child : children) {
-            int status = -1;
-            waitpid(child, &status, 0);
-            ASSERT_EQ(status, 0) << "round " << round;
-        }
+            return complete ? 0 : 1;
+        });
     }
 }
 
@@ -225,10 +210,8 @@ TEST_F(Application, ComesWithTheLibraryAndGoesWithIt) {
 }
 
 TEST_F(Application, CleansUpWhenTheProcessEndsWithThreadsInsideIt) {
-    const pid_t child = fork();
-    if (child == 0) {
-        void* library = dlopen(NORVIK_BINARY_DIR "/lib/libNorvik.so", RTLD_NOW);
-        if (library == nullptr) _exit(3);
+    InProcesses(1, [](int) {
+        if (dlopen(NORVIK_BINARY_DIR "/lib/libNorvik.so", RTLD_NOW) == nullptr) return 3;
         for (int i = 0; i < 4; ++i) {
             std::thread([] {
                 for (;;)
@@ -237,10 +220,7 @@ TEST_F(Application, CleansUpWhenTheProcessEndsWithThreadsInsideIt) {
         }
         usleep(20'000);
         std::exit(0);
-    }
-    int status = -1;
-    waitpid(child, &status, 0);
-    EXPECT_EQ(status, 0);
+    });
     for (const auto& entry : fs::directory_iterator(LogFolder(profile_)))
         EXPECT_FALSE(entry.is_directory()) << "left behind: " << entry.path();
 }

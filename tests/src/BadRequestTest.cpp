@@ -16,7 +16,6 @@
 namespace {
 
 using testing::HasSubstr;
-using testing::StartsWith;
 
 struct Answer {
     bool done = false;
@@ -40,24 +39,16 @@ class BadRequest : public testing::Test {
             return std::nullopt;
         };
     }
-    template <typename Export>
     Answer Call(const char* name, const std::u16string& request) {
         Answer answer;
-        answer.done = library_.Export<Export>(name)(request.c_str(), Hear, reinterpret_cast<std::uint64_t>(&answer));
+        answer.done = library_.Export<decltype(NorvikSignFileJson)>(name)(request.c_str(), Hear,
+                                                                          reinterpret_cast<std::uint64_t>(&answer));
         return answer;
     }
-    Answer Describe(const std::u16string& request) {
-        return Call<decltype(NorvikCertInfoJson)>("NorvikCertInfoJson", request);
-    }
-    Answer Select(const std::u16string& request) {
-        return Call<decltype(NorvikSelectCertificateJson)>("NorvikSelectCertificateJson", request);
-    }
-    Answer Sign(const std::u16string& request) {
-        return Call<decltype(NorvikSignFileJson)>("NorvikSignFileJson", request);
-    }
-    Answer Describe(const std::string& request) { return Describe(platform::ToWide(request)); }
-    Answer Select(const std::string& request) { return Select(platform::ToWide(request)); }
-    Answer Sign(const std::string& request) { return Sign(platform::ToWide(request)); }
+    Answer Call(const char* name, const std::string& request) { return Call(name, platform::ToWide(request)); }
+    Answer Describe(const auto& request) { return Call("NorvikCertInfoJson", request); }
+    Answer Select(const auto& request) { return Call("NorvikSelectCertificateJson", request); }
+    Answer Sign(const auto& request) { return Call("NorvikSignFileJson", request); }
 
     // The number of records, or -1 for the failure.
     static int Records(const Answer& answer) {
@@ -92,12 +83,10 @@ TEST_F(BadRequest, ThatIsNoObjectIsRefusedInTheWordsOfEachFunction) {
                                     "[]",
                                     "[1,2]",
                                     "null",
-                                    "\"text\"",
                                     "<x/>",
                                     "}{",
                                     "{",
                                     "{}",
-                                    "{\"",
                                     "{\"a",
                                     "{\"a\":",
                                     "{a:1}",
@@ -233,23 +222,8 @@ TEST_F(BadRequest, NoThumbprintInAnotherFormMatches) {
     };
     auto cyrillic = right;
     cyrillic.replace(cyrillic.find_first_of("ABCEF"), 1, "А");  // the Bulgarian letter
-    const std::string wrong[] = {spaced(" "),
-                                 spaced(":"),
-                                 spaced("-"),
-                                 " " + right,
-                                 right + " ",
-                                 right + "\\n",
-                                 "0x" + right,
-                                 right.substr(1),
-                                 right.substr(0, 39),
-                                 right + "0",
-                                 cyrillic,
-                                 "",
-                                 "*",
-                                 "\\u0000",
-                                 right + "\\u0000",
-                                 "\\ud800",
-                                 std::string(1 << 20, 'A')};
+    const std::string wrong[] = {spaced(" "), spaced(":"), " " + right,       right + "\\n", right.substr(0, 39),
+                                 cyrillic,    "",          right + "\\u0000", "\\ud800",     std::string(1 << 20, 'A')};
     for (const auto& text : wrong) {
         const auto list = R"(":[")" + text + "\"]}";
         EXPECT_EQ(Records(Describe(R"({"Store":"MY","ThumbprintInclude)" + list)), 0) << text.substr(0, 80);
@@ -285,36 +259,6 @@ TEST_F(BadRequest, BrokenEntriesOfAStoreHideNoOthers) {
     ExpectRefused(Describe(R"({"Store":"Broken"})"), "Cannot open certificate store.\\n", "nothing whole in it");
 }
 
-TEST_F(BadRequest, GarbageInPlaceOfAPfxIsAWrongPassword) {
-    const auto pfx = tests::MakePfx({{pki_.signer}, "secret"});
-    const std::string whole(pfx.begin(), pfx.end());
-    const auto expectInvalid = [&](const std::string& bytes, const std::string& what) {
-        const auto file = profile_.Write("keys.PFX", bytes).string();
-        const auto members = R"(:")" + file + R"(",)";
-        const auto text = "Invalid password for " + file;
-        EXPECT_THAT(Describe(R"({"Filename")" + members + R"("Password":"secret"})").Text(),
-                    StartsWith(R"([{"Error":true,"ErrorMessage":")" + text))
-            << what;
-        ExpectRefused(Select(R"({"Filename")" + members + R"("Password":"secret"})"), text, what);
-        ExpectRefused(Sign(R"({"SignFile":"x","StoreFilename")" + members + R"("StorePassword":"secret"})"), text,
-                      what);
-    };
-    expectInvalid("words", "a text");
-    expectInvalid("", "an empty file");
-    expectInvalid(std::string(1 << 20, '\x30'), "sequences without an end");
-    expectInvalid(std::string(platform::AsText(pki_.signer.Der())), "a certificate");
-    expectInvalid(whole + "x", "a byte behind");
-    for (std::size_t length = 1; length < whole.size(); length += 37)
-        expectInvalid(whole.substr(0, length), "cut at " + std::to_string(length));
-    for (std::size_t place = 0; place < whole.size(); place += 61) {
-        auto changed = whole;
-        changed[place] = static_cast<char>(changed[place] ^ 0x10);
-        expectInvalid(changed, "changed at " + std::to_string(place));
-    }
-    EXPECT_TRUE(script_.questions.empty()) << "a password was given, so nobody is asked";
-    ExpectService();
-}
-
 TEST_F(BadRequest, WithoutACallbackOrATextDoesNothing) {
     Answer answer;
     const auto context = reinterpret_cast<std::uint64_t>(&answer);
@@ -325,6 +269,9 @@ TEST_F(BadRequest, WithoutACallbackOrATextDoesNothing) {
         EXPECT_FALSE(function(nullptr, nullptr, 0)) << name;
     }
     EXPECT_TRUE(answer.calls.empty());
+    EXPECT_FALSE(library_.Export<decltype(NorvikCertInfo)>("NorvikCertInfo")(u"x", nullptr, 0));
+    EXPECT_FALSE(library_.Export<decltype(NorvikCertInfo2)>("NorvikCertInfo2")(u"x", nullptr, 0));
+    library_.Export<decltype(NorvikCertStoreInfo)>("NorvikCertStoreInfo")(u"", nullptr, 0);
     EXPECT_TRUE(script_.signAsked.empty() && script_.certificatesAsked.empty() && script_.shown.empty());
 }
 

@@ -1,5 +1,5 @@
 #pragma once
-// A certificate's record beside what two other programs print of the certificate. Where they differ on purpose, the
+// A certificate's record beside what another program prints of the certificate. Where they differ on purpose, the
 // comparison says why.
 
 #include <map>
@@ -11,9 +11,8 @@ namespace tests {
 // UTC.
 using Record = std::map<std::string, std::string>;
 
-// `text` is what these print: openssl x509 -noout -serial -startdate -enddate -dateopt iso_8601 -subject -issuer
-// -nameopt utf8,oid,sep_multiline,esc_ctrl,dump_nostr,dump_der -text; certtool -i.
+// `text` is what this prints: openssl x509 -noout -serial -startdate -enddate -dateopt iso_8601 -subject -issuer
+// -nameopt utf8,oid,sep_multiline,esc_ctrl,dump_nostr,dump_der -text.
 void ExpectAsOpenSslReads(const Record& record, const std::string& text);
-void ExpectAsCertToolReads(const Record& record, const std::string& text);
 
 }  // namespace tests

@@ -10,7 +10,6 @@
 
 namespace {
 
-using tessaly::StatusClass;
 using verification::SignatureEntry;
 
 class ReportContent : public testing::Test {
@@ -22,26 +21,6 @@ class ReportContent : public testing::Test {
     }
     tests::Profile profile_;
 };
-
-TEST_F(ReportContent, CallsASignatureValidThatHoldsAndElseLooksAtTheCertificate) {
-    constexpr std::uint32_t broken = 0x80096010, revoked = 0x80092010, unknown = 0x12345678;
-    struct Case {
-        std::uint32_t sign, certificate;
-        StatusClass state;
-    };
-    const Case cases[] = {{0, 0, StatusClass::valid},
-                          {0, revoked, StatusClass::valid},
-                          {broken, 0, StatusClass::valid},
-                          {broken, revoked, StatusClass::invalid},
-                          {broken, 0x80092013, StatusClass::unverified},
-                          {unknown, tessaly::kStatusNotBuilt, StatusClass::unverified}};
-    for (const auto& [sign, certificate, state] : cases) {
-        SignatureEntry entry;
-        entry.signStatus = sign;
-        entry.certStatus = certificate;
-        EXPECT_EQ(RowOf(std::move(entry)).state, state) << std::hex << sign << " " << certificate;
-    }
-}
 
 TEST_F(ReportContent, TellsLevelNameAndLocalTimeOnOneLine) {
     profile_.Set("TZ", "Europe/Sofia");
@@ -75,19 +54,11 @@ TEST_F(ReportContent, TakesHeaderAndFooterFromTheSettings) {
 }
 
 TEST_F(ReportContent, PutsThePageIntoTheFormatAndSurvivesEveryOther) {
-    const std::pair<const char16_t*, const char16_t*> cases[] = {{u"Страница %d", u"Страница 7"},
-                                                                 {u"без номер", u"без номер"},
-                                                                 {u"", u""},
-                                                                 {u"%02d/%%", u"07/%"},
-                                                                 {u"%-3i|", u"7  |"},
-                                                                 {u"%+u", u"+7"},
-                                                                 {u"%d от %d", u"7 от %d"},
-                                                                 {u"100 %", u"100 %"},
-                                                                 {u"%s %n %x", u"%s %n %x"},
-                                                                 {u"%999999999d", u"%999999999d"},
-                                                                 {u"%5", u"%5"},
-                                                                 {u"%*d %ld", u"%*d %ld"},
-                                                                 {u"%%d %3d", u"%d   7"}};
+    const std::pair<const char16_t*, const char16_t*> cases[] = {
+        {u"Страница %d", u"Страница 7"}, {u"без номер", u"без номер"},     {u"%02d/%%", u"07/%"},
+        {u"%-3i|%+u", u"7  |%+u"},       {u"%d от %d", u"7 от %d"},        {u"100 %", u"100 %"},
+        {u"%s %n %x", u"%s %n %x"},      {u"%999999999d", u"%999999999d"}, {u"%5", u"%5"},
+        {u"%*d %ld", u"%*d %ld"},        {u"%%d %3d", u"%d   7"}};
     for (const auto& [format, text] : cases)
         EXPECT_EQ(results::PageText(format, 7), text) << platform::ToUtf8(format);
 }

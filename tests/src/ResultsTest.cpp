@@ -38,37 +38,34 @@ TEST(Results, TheLegendShowsTwoToFourFramesAndMarksOneOfThem) {
     EXPECT_EQ(shown(5, 3), " Ниво 1  Ниво 2 [...] Ниво 5 ");
     EXPECT_EQ(shown(5, 4), " Ниво 1  Ниво 2 [...] Ниво 5 ");
     EXPECT_EQ(shown(12, 12), " Ниво 1  Ниво 2  ... [Ниво 12]");
-}
 
-TEST(Results, EachFrameOfTheLegendLiesInTheOneBeforeWithItsLabelBelowTheNext) {
     const auto frames = results::MakeLegend(3, 1, 40, 16);
-    ASSERT_EQ(frames.size(), 3U);
     EXPECT_EQ(frames[0].left, 42 - (40 + 24) / 2);
     EXPECT_EQ(frames[0].top, 160 - (24 * 3 + 20) / 2);
     EXPECT_EQ(frames[0].width, 64);
     EXPECT_EQ(frames[0].height, 24 * 3 + 20);
-    for (std::size_t i = 1; i < frames.size(); ++i) {
-        EXPECT_EQ(frames[i].top, frames[i - 1].top + 4);
-        EXPECT_GT(frames[i].left, frames[i - 1].left);
-        EXPECT_GE(frames[i - 1].top + frames[i - 1].height - frames[i].top - frames[i].height, 16) << "the label";
-    }
+    EXPECT_EQ(frames[2].top, frames[1].top + 4) << "each lies in the one before";
+    EXPECT_GE(frames[1].top + frames[1].height - frames[2].top - frames[2].height, 16) << "the label";
 }
 
-TEST(Results, ASignatureIsJudgedByItsCertificateUnlessItIsInvalidItself) {
-    using tessaly::StatusClass;
+TEST(Results, WindowAndPaperJudgeASignatureEachByItsOwnRule) {
+    using enum tessaly::StatusClass;
     struct Case {
         std::uint32_t sign, certificate;
-        StatusClass state;
+        tessaly::StatusClass inList, inReport;
     };
-    for (const auto& [sign, certificate, state] :
-         {Case{0, 0, StatusClass::valid}, Case{0x80091007, 0, StatusClass::invalid},
-          Case{0, 0x80092010, StatusClass::invalid}, Case{0, 0x80092012, StatusClass::unverified},
-          Case{0x12345678, 0, StatusClass::valid}, Case{0x80091007, 0x80092012, StatusClass::invalid},
-          Case{0, 0xFFFFFFFF, StatusClass::unverified}}) {
+    constexpr std::uint32_t broken = 0x80096010, changed = 0x80091007, revoked = 0x80092010, unchecked = 0x80092012,
+                            unknown = 0x12345678, noChain = 0xFFFFFFFF;
+    for (const auto& [sign, certificate, inList, inReport] :
+         {Case{0, 0, valid, valid}, Case{0, revoked, invalid, valid}, Case{0, unchecked, unverified, valid},
+          Case{0, noChain, unverified, valid}, Case{changed, 0, invalid, valid},
+          Case{broken, revoked, invalid, invalid}, Case{changed, unchecked, invalid, unverified},
+          Case{unknown, 0, valid, valid}, Case{unknown, noChain, unverified, unverified}}) {
         SignatureEntry entry;
         entry.signStatus = sign;
         entry.certStatus = certificate;
-        EXPECT_EQ(results::StateInList(entry), state) << std::hex << sign << ' ' << certificate;
+        EXPECT_EQ(results::StateInList(entry), inList) << std::hex << sign << ' ' << certificate;
+        EXPECT_EQ(results::StateInReport(entry), inReport) << std::hex << sign << ' ' << certificate;
     }
 }
 

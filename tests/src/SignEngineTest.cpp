@@ -60,38 +60,26 @@ class SignEngineTest : public testing::Test {
 };
 
 TEST_F(SignEngineTest, LeavesBothFormsSideBySideUnderTheInputsWholeName) {
+    profile_.Write("documents/report.pdf.p7m", "old");  // replaced without a question
     ASSERT_TRUE(Sign(false)) << Log();
     EXPECT_EQ(result_, file_.u16string() + u".p7m");
     ASSERT_TRUE(Sign(true)) << Log();
     EXPECT_EQ(result_, file_.u16string() + u".p7s");
     EXPECT_THAT(AcceptedStructure(file_.string() + ".p7m", false), HasSubstr("signingTime"));
     EXPECT_THAT(AcceptedStructure(file_.string() + ".p7s", true), HasSubstr("sha256WithRSAEncryption"));
-    EXPECT_TRUE(script_.shown.empty());
     EXPECT_EQ(tests::ReadFile(file_), "The words that count.\n");
-}
-
-TEST_F(SignEngineTest, KeepsTheExtensionInsideWhateverItIs) {
     for (const auto* name : {"report", "report.p7m", "Договор №5.docx", "a.b.c"}) {
         file_ = profile_.Write(fs::path("documents") / name, "content");
         ASSERT_TRUE(Sign(false)) << name;
         EXPECT_EQ(result_, file_.u16string() + u".p7m");
         EXPECT_TRUE(fs::exists(result_));
     }
-}
-
-TEST_F(SignEngineTest, ReplacesAnExistingResultWithoutAQuestion) {
-    const auto old = profile_.Write("documents/report.pdf.p7m", "old");
-    ASSERT_TRUE(Sign(false));
-    EXPECT_FALSE(AcceptedStructure(old, false).empty());
-    EXPECT_TRUE(script_.shown.empty());
-}
-
-TEST_F(SignEngineTest, MakesTheResultFolderButNotItsParents) {
     const auto folder = profile_.Folder() / "made";
     ASSERT_TRUE(Sign(true, nullptr, folder));
-    EXPECT_EQ(result_, (folder / "report.pdf.p7s").u16string());
+    EXPECT_EQ(result_, (folder / "a.b.c.p7s").u16string());
     EXPECT_TRUE(fs::exists(result_));
     EXPECT_THROW(Sign(true, nullptr, profile_.Folder() / "no/parent"), fs::filesystem_error);
+    EXPECT_TRUE(script_.shown.empty());
 }
 
 TEST_F(SignEngineTest, TellsWhatIsMissing) {
@@ -126,18 +114,6 @@ TEST_F(SignEngineTest, TakesSha1OnlyWhereTheSettingSaysItExactly) {
     }
 }
 
-TEST_F(SignEngineTest, PutsTheTimestampInPlaceOfTheSigningTime) {
-    const tests::TsaServer tsa(pki_.tsa, {pki_.ca, pki_.root});
-    const settings::TsaRecord authority{
-        .url = platform::ToWide(tsa.Url()), .title = {}, .username = {}, .password = {}};
-    for (const bool detached : {false, true}) {
-        ASSERT_TRUE(Sign(detached, &authority)) << Log();
-        const auto structure = AcceptedStructure(result_, detached);
-        EXPECT_THAT(structure, HasSubstr("id-smime-aa-timeStampToken"));
-        EXPECT_THAT(structure.substr(structure.find("signerInfos")), testing::Not(HasSubstr("object: signingTime")));
-    }
-}
-
 TEST_F(SignEngineTest, WritesNothingWithoutTheTimestampThatWasAskedFor) {
     tests::TsaServer tsa(pki_.tsa, {pki_.ca}, {.reply = tests::TsaBehaviour::Reply::rejected});
     const settings::TsaRecord authority{
@@ -149,13 +125,17 @@ TEST_F(SignEngineTest, WritesNothingWithoutTheTimestampThatWasAskedFor) {
     EXPECT_EQ(result_, u"untouched");
 }
 
-TEST_F(SignEngineTest, SendsCredentialsOnlyWhenBothHalvesAreThere) {
-    const tests::TsaServer tsa(pki_.tsa, {pki_.ca});
+TEST_F(SignEngineTest, PutsTheTimestampInPlaceOfTheSigningTimeAndSendsWholeCredentialsOnly) {
+    const tests::TsaServer tsa(pki_.tsa, {pki_.ca, pki_.root});
     const std::pair<std::u16string, std::u16string> halves[] = {{u"иван", u""}, {u"", u"тайна"}, {u"иван", u"тайна"}};
     for (const auto& [user, password] : halves) {
         const settings::TsaRecord authority{
             .url = platform::ToWide(tsa.Url()), .title = {}, .username = user, .password = password};
-        EXPECT_TRUE(Sign(false, &authority)) << Log();
+        const bool detached = user.empty();
+        ASSERT_TRUE(Sign(detached, &authority)) << Log();
+        const auto structure = AcceptedStructure(result_, detached);
+        EXPECT_THAT(structure, HasSubstr("id-smime-aa-timeStampToken"));
+        EXPECT_THAT(structure.substr(structure.find("signerInfos")), testing::Not(HasSubstr("object: signingTime")));
     }
     const auto requests = tsa.Requests();
     ASSERT_EQ(requests.size(), 3u);

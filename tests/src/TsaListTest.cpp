@@ -35,36 +35,23 @@ TEST_F(TsaList, ReadsTheStoredRecordsInTheirOrder) {
         uR"([{"title":"Сървър 1","url":"http://tsa.example/ts","username":"иван","password":"QgQwBDkEPQQwBA=="},
                {"title":"second","url":"http://second.example","username":"","password":"","selected":true}])");
     const auto list = LoadTsaList(nullptr);
-    ASSERT_EQ(list.size(), 2u);
-    EXPECT_EQ(list[0].title, u"Сървър 1");
-    EXPECT_EQ(list[0].url, u"http://tsa.example/ts");
+    EXPECT_THAT(Titles(list), ElementsAre(u"Сървър 1", u"second"));
+    EXPECT_EQ(list.at(0).url, u"http://tsa.example/ts");
     EXPECT_EQ(list[0].username, u"иван");
     EXPECT_EQ(list[0].password, u"тайна");
-    EXPECT_FALSE(list[0].selected);
-    EXPECT_EQ(list[1].title, u"second");
-    EXPECT_EQ(list[1].password, u"");
-    EXPECT_TRUE(list[1].selected);
+    EXPECT_TRUE(!list[0].selected && list.at(1).selected);
 }
 
-TEST_F(TsaList, ATextIsReadInPlaceOfTheStoredList) {
+TEST_F(TsaList, TheRecordsOfATextNeedATitleOrAnAddressAndTheFirstSelectedWins) {
     Write(uR"([{"title":"stored"}])");
-    EXPECT_THAT(Titles(LoadTsaList(uR"([{"title":"given"}])")), ElementsAre(u"given"));
-    EXPECT_THAT(LoadTsaList(u"[]"), ElementsAre());
-}
-
-TEST_F(TsaList, TheFirstSelectedRecordWins) {
     const auto list = LoadTsaList(
-        uR"([{"title":"a","selected":false},{"title":"b","selected":"True"},{"title":"c","selected":true}])");
+        uR"([{"username":"u"}, 7, "text", null, [], {"url":"http://only.example"},
+        {"title":"only title","selected":"True"}, {}, {"title":"c","selected":true}])");
+    ASSERT_THAT(Titles(list), ElementsAre(u"", u"only title", u"c"));
+    EXPECT_EQ(list[0].url, u"http://only.example");
     EXPECT_THAT(list, ElementsAre(Field(&TsaRecord::selected, false), Field(&TsaRecord::selected, true),
                                   Field(&TsaRecord::selected, false)));
-}
-
-TEST_F(TsaList, ARecordNeedsATitleOrAnAddress) {
-    const auto list = LoadTsaList(
-        uR"([{"username":"u"}, 7, "text", null, [], {"url":"http://only.example"}, {"title":"only title"}, {}])");
-    ASSERT_THAT(Titles(list), ElementsAre(u"", u"only title"));
-    EXPECT_EQ(list[0].url, u"http://only.example");
-    EXPECT_EQ(list[1].url, u"");
+    EXPECT_THAT(LoadTsaList(u"[]"), ElementsAre());
 }
 
 TEST_F(TsaList, WhatIsMissingOrBrokenIsAnEmptyList) {
@@ -99,27 +86,18 @@ TEST_F(TsaList, IsGivenForAChangeOnlyWhenNothingWouldBeLost) {
     EXPECT_EQ(settings::LoadTsaListForChange(list), platform::ERROR_REGISTRY_CORRUPT);
 }
 
-TEST_F(TsaList, AStoredListComesBackAsItWas) {
+TEST_F(TsaList, IsStoredCompactWithTheMembersInTheirOrderAndComesBackAsItWas) {
+    EXPECT_EQ(FormatTsaList({{u"http://a.example", u"А", u"u", u"ab", false}, {u"x", u"y", u"", u"", true}}),
+              uR"([{"title":"А","url":"http://a.example","username":"u","password":"YQBiAA=="},)"
+              uR"({"title":"y","url":"x","username":"","password":"","selected":true}])");
+    EXPECT_EQ(FormatTsaList({}), u"[]");
     const std::vector<TsaRecord> list = {
         {u"http://a.example/?x=1&y=\"2\"", u"А \\ \"Б\"\n🔑", u"потребител", u"пàrola 🔑 \"", false},
         {u"https://b.example", u"b", u"", u"", true}};
     ASSERT_EQ(StoreTsaList(list), platform::ERROR_SUCCESS);
     const auto back = LoadTsaList(nullptr);
-    ASSERT_EQ(back.size(), 2u);
-    for (std::size_t i = 0; i < 2; ++i) {
-        EXPECT_EQ(back[i].url, list[i].url);
-        EXPECT_EQ(back[i].title, list[i].title);
-        EXPECT_EQ(back[i].username, list[i].username);
-        EXPECT_EQ(back[i].password, list[i].password);
-        EXPECT_EQ(back[i].selected, list[i].selected);
-    }
-}
-
-TEST_F(TsaList, TheStoredFormIsCompactWithTheMembersInTheirOrder) {
-    EXPECT_EQ(FormatTsaList({{u"http://a.example", u"А", u"u", u"ab", false}, {u"x", u"y", u"", u"", true}}),
-              uR"([{"title":"А","url":"http://a.example","username":"u","password":"YQBiAA=="},)"
-              uR"({"title":"y","url":"x","username":"","password":"","selected":true}])");
-    EXPECT_EQ(FormatTsaList({}), u"[]");
+    EXPECT_EQ(back.at(0).password, list[0].password);
+    EXPECT_EQ(FormatTsaList(back), FormatTsaList(list));
 }
 
 }  // namespace

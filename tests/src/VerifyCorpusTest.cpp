@@ -63,9 +63,6 @@ TEST_F(VerifyOthers, GivesTheVerdictOfBothEngines) {
     EXPECT_GE(good, 20);
     EXPECT_GE(bad, 1);
     EXPECT_GE(refused, 20);
-    RecordProperty("good", good);
-    RecordProperty("bad", bad);
-    RecordProperty("refused", refused);
 }
 
 }  // namespace

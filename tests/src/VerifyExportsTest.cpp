@@ -1,9 +1,8 @@
 // The exports on signed files as an application calls them.
 
-#include <dlfcn.h>
-
 #include "norvik/norvik.h"
 #include "src/certificates/Record.h"
+#include "tests/src/LoadedLibrary.h"
 #include "tests/src/VerificationTest.h"
 #include "toolkit/CkJsonArrayW.h"
 #include "toolkit/CkJsonObjectW.h"
@@ -44,9 +43,6 @@ class VerifyExports : public VerificationTest {
     VerifyExports() {
         told.clear();
         answers.clear();
-        library_ = dlopen(NORVIK_BINARY_DIR "/lib/libNorvik.so", RTLD_NOW | RTLD_LOCAL);
-        // Loading made an application of its own.
-        CNorvikApp::Start(std::make_unique<ScriptedInterface>(script_));
         script_.results = [&](const ui::ResultsQuestion& question) {
             EXPECT_FALSE(question.entries.empty());
             shown_.emplace_back(question.signFile, question.dataFile);
@@ -54,15 +50,9 @@ class VerifyExports : public VerificationTest {
         };
         InstallStandard();
     }
-    ~VerifyExports() override {
-        CNorvikApp::Stop();
-        if (library_ != nullptr) dlclose(library_);
-    }
-    void SetUp() override { ASSERT_NE(library_, nullptr) << "libNorvik.so does not load"; }
-
     template <typename Function>
     [[nodiscard]] Function* Export(Function*, const char* name) const {
-        return reinterpret_cast<Function*>(dlsym(library_, name));
+        return library_.Export<Function>(name);
     }
     // The answer to a request, and whether the call said true.
     std::string Json(const std::string& request, bool* done = nullptr) {
@@ -111,7 +101,7 @@ class VerifyExports : public VerificationTest {
         return Export(&NorvikDecryptVerifyFile, "NorvikDecryptVerifyFile")(file.u16string().c_str(), flag);
     }
 
-    void* library_ = nullptr;
+    const LoadedLibrary library_{script_};
     std::vector<std::pair<fs::path, fs::path>> shown_;  // signed file and data of each window
 };
 
@@ -277,29 +267,6 @@ TEST_F(VerifyExports, ExtractNothingFromADetachedSignatureButTellOfIt) {
     EXPECT_EQ(script_.shown.size(), 1U);
     script_.openFile = Documents() / "data";
     EXPECT_THAT(Extract(file, 0).text, HasSubstr("\nS1=Валиден\n"));
-}
-
-// What is said of a signature that is not good follows its certificate alone.
-TEST_F(VerifyExports, StateASignatureAsTheirReadersKnowIt) {
-    const auto stateOf = [&](const fs::path& file) {
-        const auto text = Extract(file).text;
-        const auto at = text.find("S1=") + 3;
-        return text.substr(at, text.find('\n', at) - at);
-    };
-    const auto signedBy = [&](const Certificate& who, bool broken) {
-        Document("data", "words");
-        const auto file = OpenSslSign("x.p7m", "data", {{who}, {pki_.ca}, {"-nodetach"}});
-        if (broken) Change(file, "words");
-        return file;
-    };
-    const auto stranger = Issue({.subject = {{"CN", "Непознат"}}, .key = TestKey(KeyType::p256, 6)});
-    auto expired = Issue({.notAfter = std::time(nullptr) - 60, .key = TestKey(KeyType::p256, 8)}, pki_.ca);
-    EXPECT_EQ(stateOf(signedBy(pki_.signer, false)), "Валиден");
-    EXPECT_EQ(stateOf(signedBy(stranger, false)), "Валиден");
-    EXPECT_EQ(stateOf(signedBy(expired, false)), "Валиден");
-    EXPECT_EQ(stateOf(signedBy(pki_.signer, true)), "Валиден");
-    EXPECT_EQ(stateOf(signedBy(stranger, true)), "Невалиден");
-    EXPECT_EQ(stateOf(signedBy(expired, true)), "Непроверен");
 }
 
 TEST_F(VerifyExports, KeepALineForEachValueWhateverASignerIsCalled) {

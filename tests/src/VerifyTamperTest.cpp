@@ -61,7 +61,7 @@ class VerifyTampered : public VerificationTest {
 
 // A flipped bit may hit what nobody signs (a version, a length's form, the announced digests). Then the file may still
 // be good, but what was signed is the same.
-TEST_F(VerifyTampered, NoFlippedBitMakesOtherBytesGood) {
+TEST_F(VerifyTampered, NoFlippedBitMakesOtherBytesGoodAndNoCutFileIsGood) {
     const auto file = SmallestAttached("flip.p7m");
     ASSERT_TRUE(AllGood(file));
     const auto original = ReadFile(file);
@@ -77,25 +77,24 @@ TEST_F(VerifyTampered, NoFlippedBitMakesOtherBytesGood) {
     }
     // Most of the file is signed, or is needed to read it.
     EXPECT_LT(stillGood, static_cast<int>(original.size() * 8 * 6 / 10)) << original.size();
-    RecordProperty("stillGood", stillGood);
-}
-
-TEST_F(VerifyTampered, NoCutFileIsGood) {
-    const auto file = SmallestAttached("cut.p7m");
-    ASSERT_TRUE(AllGood(file));
-    const auto original = ReadFile(file);
     for (std::size_t length = 0; length < original.size(); ++length) {
         Overwrite(file, original.substr(0, length));
-        EXPECT_THAT(Refusal(file), testing::AnyOf(HasSubstr("Error 0x"), HasSubstr("(nothing)"))) << length;
+        EXPECT_THAT(Refusal(file), HasSubstr("Error 0x")) << length;
     }
 }
 
-TEST_F(VerifyTampered, ASignatureMovedToOtherContentIsBad) {
+TEST_F(VerifyTampered, ASignatureMovedToOtherContentOrWithAnotherValueIsBad) {
     const auto one = ReadFile(Attached("one.p7m", "words")), two = ReadFile(Attached("two.p7m", "other"));
     auto moved = one;
     moved.replace(moved.find("words"), 5, "other");
-    EXPECT_EQ(Verify(Document("moved.p7m", moved)).at(0).signStatus, platform::CRYPT_E_HASH_VALUE);
+    const auto content = std::move(Verify(Document("moved.p7m", moved)).at(0));
+    EXPECT_EQ(content.signStatus, platform::CRYPT_E_HASH_VALUE);
+    EXPECT_EQ(content.signMessage, tessaly::StatusText(content.signStatus));
+    EXPECT_EQ(content.certStatus, 0U) << "the certificate is judged all the same";
     EXPECT_TRUE(AllGood(Document("two.p7m", two)));
+    moved = two;
+    moved.back() ^= 1;  // of the signature's value
+    EXPECT_EQ(Verify(Document("moved.p7m", moved)).at(0).signStatus, platform::TRUST_E_BAD_DIGEST);
 }
 
 // Whoever can add a certificate must not choose whose chain is judged.

@@ -131,6 +131,16 @@ ProcessResult CommandTest::Run(const std::vector<std::string>& arguments, const 
     return RunBelow({}, arguments, options);
 }
 
+void CommandTest::Walk(const std::vector<Step>& steps, const std::vector<std::string>& first) const {
+    for (const auto& [arguments, status, told, input] : steps) {
+        auto line = first;
+        line.insert(line.end(), arguments.begin(), arguments.end());
+        const auto result = Run(line, input);
+        EXPECT_EQ(result.status, status) << testing::PrintToString(line) << result.Summary();
+        EXPECT_THAT(result.output + result.errors, testing::HasSubstr(told)) << testing::PrintToString(line);
+    }
+}
+
 std::vector<std::string> CommandTest::FilesIn(const fs::path& folder) const {
     std::vector<std::string> names;
     if (!fs::exists(folder)) return names;

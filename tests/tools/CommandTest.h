@@ -55,6 +55,15 @@ class CommandTest : public testing::Test {
     [[nodiscard]] ProcessResult RunBelow(std::vector<std::string> program, const std::vector<std::string>& arguments,
                                          const ProcessOptions& options = {}) const;
 
+    // One run after the other, each behind the words in `first`; told in output or errors.
+    struct Step {
+        std::vector<std::string> arguments;
+        int status;
+        std::string told = {};
+        std::string input = {};
+    };
+    void Walk(const std::vector<Step>& steps, const std::vector<std::string>& first = {}) const;
+
     [[nodiscard]] std::filesystem::path Documents() const { return profile_.Folder() / "documents"; }
     std::filesystem::path Document(const std::string& name, std::string_view content = "words") const {
         return profile_.Write("documents/" + name, content);

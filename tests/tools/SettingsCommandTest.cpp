@@ -7,24 +7,7 @@ using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
 
-struct Step {
-    std::vector<std::string> arguments;
-    int status;
-    const char* told;  // in what it wrote, to either side
-    std::string input = {};
-};
-
-class SettingsCommandTest : public CommandTest {
-  protected:
-    void Walk(const std::vector<Step>& steps) const {
-        for (const auto& step : steps) {
-            const auto result = Run(step.arguments, step.input);
-            const auto line = testing::PrintToString(step.arguments);
-            EXPECT_EQ(result.status, step.status) << line << result.Summary();
-            EXPECT_THAT(result.output + result.errors, HasSubstr(step.told)) << line;
-        }
-    }
-};
+class SettingsCommandTest : public CommandTest {};
 
 TEST_F(SettingsCommandTest, AreKeptAsTheyWereSetAndOnlyWhenTheyFit) {
     Walk({{{"settings", "get", "Verification", "HashAlg"}, 0, "SHA256\n"},

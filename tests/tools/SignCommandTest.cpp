@@ -8,8 +8,6 @@ using namespace tests;
 using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
 
 class SignCommandTest : public CommandTest {
   protected:
@@ -43,46 +41,40 @@ TEST_F(SignCommandTest, SignsEveryFileThatIsNamedAndOthersAcceptIt) {
     EXPECT_EQ(ReadFile(Documents() / "a.txt"), "first");
 }
 
-TEST_F(SignCommandTest, SignsASecondTimeAsIfItWereTheFirst) {
+TEST_F(SignCommandTest, SignsASecondTimeAsIfItWereTheFirstButNeverTwoFilesIntoOneResult) {
     Document("a.txt.p7m", "an old result");
     Document("a.txt.p7s", "another form");
-    EXPECT_EQ(Run({"sign", "a.txt"}).status, 0);
+    Document("other/a.txt", "not the same");
+    Walk({{{"sign", "a.txt"}, 0},
+          {{"sign", "a.txt.p7m"}, 0, "a.txt.p7m.p7m\n"},
+          {{"sign", "a.txt", "other/a.txt", "--output-folder", "out"}, 2, "other/a.txt"}});
+    EXPECT_FALSE(fs::exists(Documents() / "out"));
     EXPECT_EQ(AcceptedContent("a.txt.p7m"), "first");
     EXPECT_EQ(ReadFile(Documents() / "a.txt.p7s"), "another form");
-    EXPECT_EQ(Run({"sign", "a.txt.p7m"}).output, "a.txt.p7m.p7m\n");
     EXPECT_EQ(AcceptedContent("a.txt.p7m.p7m"), ReadFile(Documents() / "a.txt.p7m"));
-}
-
-TEST_F(SignCommandTest, NeverLetsOneResultReplaceAnotherOfTheSameRun) {
-    Document("other/a.txt", "not the same");
-    const auto result = Run({"sign", "a.txt", "other/a.txt", "--output-folder", "out"});
-    EXPECT_EQ(result.status, 2);
-    EXPECT_THAT(result.errors, HasSubstr("other/a.txt"));
-    EXPECT_FALSE(fs::exists(Documents() / "out"));
     EXPECT_EQ(Run({"sign", "a.txt", "other/a.txt"}).status, 0);
 }
 
 TEST_F(SignCommandTest, TakesTheCertificateThatIsNamedHoweverItIsWritten) {
     const auto maria = InstallAnother();
     const auto upper = maria.Thumbprint();
-    std::string lower = upper, spaced, colons;
-    for (char& c : lower)
+    std::string colons;
+    for (std::size_t i = 0; i < upper.size(); i += 2)
+        (colons += i == 0 ? "" : i % 4 == 0 ? ":" : " ") += upper.substr(i, 2);
+    for (char& c : colons)
         c = static_cast<char>(std::tolower(c));
-    for (std::size_t i = 0; i < upper.size(); i += 2) {
-        spaced += upper.substr(i, 2) + " ";
-        colons += (i == 0 ? "" : ":") + lower.substr(i, 2);
-    }
-    for (const auto& spelling : {upper, lower, spaced, colons}) {
-        fs::remove(Documents() / "a.txt.p7m");
+    for (const auto& spelling : {upper, colons}) {
         const auto result = Run({"sign", "--certificate", spelling, "a.txt"});
         EXPECT_EQ(result.status, 0) << spelling << result.Summary();
         EXPECT_THAT(SignerOf("a.txt.p7m"), HasSubstr("Мария Иванова"));
+        fs::remove(Documents() / "a.txt.p7m");
     }
-    const std::pair<std::string, int> wrong[] = {
-        {"", 2}, {"Мария Иванова", 2}, {upper.substr(1), 2}, {upper.substr(1) + "Я", 2}, {std::string(40, '0'), 1}};
-    fs::remove(Documents() / "a.txt.p7m");
-    for (const auto& [spelling, status] : wrong)
-        EXPECT_EQ(Run({"sign", "--certificate", spelling, "a.txt"}).status, status) << spelling;
+    Walk({{{"", "a.txt"}, 2},
+          {{"Мария Иванова", "a.txt"}, 2},
+          {{upper.substr(1), "a.txt"}, 2},
+          {{upper.substr(1) + "Я", "a.txt"}, 2},
+          {{std::string(40, '0'), "a.txt"}, 1}},
+         {"sign", "--certificate"});
     EXPECT_FALSE(fs::exists(Documents() / "a.txt.p7m"));
 }
 
@@ -165,24 +157,12 @@ TEST_F(SignCommandTest, TakesTheTimeFromTheAuthorityThatIsWanted) {
 
 TEST_F(SignCommandTest, SignsNothingWithoutTheTimeThatWasAskedFor) {
     TsaServer tsa(pki_.tsa, {pki_.ca}, {.reply = TsaBehaviour::Reply::rejected});
-    struct Case {
-        std::vector<std::string> options;
-        int status;
-        const char* told;
-    };
-    const Case cases[] = {{{"--tsa", "Няма такава"}, 2, "Няма TSA с име „Няма такава“"},
-                          {{"--tsa", ""}, 2, "Няма TSA"},
-                          {{"--tsa", tsa.Url(), "--no-tsa"}, 2, "не се съчетават"},
-                          {{"--tsa", tsa.Url()}, 1, "a.txt: не е подписан.\n"},
-                          {{"--tsa", "http://127.0.0.1:1/"}, 1, "Няма връзка със сървъра."}};
-    for (const auto& [options, status, told] : cases) {
-        std::vector<std::string> line{"sign", "a.txt"};
-        line.insert(line.end(), options.begin(), options.end());
-        const auto result = Run(line);
-        EXPECT_EQ(result.status, status) << result.Summary();
-        EXPECT_THAT(result.errors, HasSubstr(told));
-        EXPECT_THAT(result.output, IsEmpty());
-    }
+    Walk({{{"--tsa", "Няма такава"}, 2, "Няма TSA с име „Няма такава“"},
+          {{"--tsa", ""}, 2, "Няма TSA"},
+          {{"--tsa", tsa.Url(), "--no-tsa"}, 2, "не се съчетават"},
+          {{"--tsa", tsa.Url()}, 1, "a.txt: не е подписан.\n"},
+          {{"--tsa", "http://127.0.0.1:1/"}, 1, "Няма връзка със сървъра."}},
+         {"sign", "a.txt"});
     EXPECT_THAT(FilesIn(Documents()), ElementsAre("a.txt", "Договор №5.pdf"));
 }
 
@@ -190,10 +170,7 @@ TEST_F(SignCommandTest, WritesDerOrderForThoseWhoInsistOnIt) {
     if (!HasProgram("certtool")) GTEST_SKIP() << "no certtool";
     const auto root = profile_.Write("root.pem", pki_.root.Pem());
     for (const bool derOrder : {false, true}) {
-        ASSERT_EQ(Run(derOrder ? std::vector<std::string>{"sign", "--der-order", "a.txt"}
-                               : std::vector<std::string>{"sign", "a.txt"})
-                      .status,
-                  0);
+        ASSERT_EQ(Run({"sign", derOrder ? "--der-order" : "--no-tsa", "a.txt"}).status, 0);
         const auto verdict = RunProgram({"certtool", "--p7-verify", "--inder", "--infile",
                                          (Documents() / "a.txt.p7m").string(), "--load-ca-certificate", root.string()});
         EXPECT_EQ(verdict.status == 0, derOrder) << verdict.Summary();
