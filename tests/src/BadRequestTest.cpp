@@ -79,24 +79,24 @@ constexpr const char* kNoSource = "CertInfoJson: Invalid input parameters!!!";
 constexpr const char* kNoFile = "SignFileJson: Invalid json input!!!";
 
 TEST_F(BadRequest, ThatIsNoObjectIsRefusedInTheWordsOfEachFunction) {
-    const std::string requests[] = {"no json",
-                                    "[]",
-                                    "[1,2]",
-                                    "null",
-                                    "<x/>",
-                                    "}{",
-                                    "{",
-                                    "{}",
-                                    "{\"a",
-                                    "{\"a\":",
-                                    "{a:1}",
-                                    "{'Filename':'x'}",
-                                    R"({"filename":"x"})",
-                                    R"({"a":{"Filename":"x","Store":"MY","SignFile":"x"}})",
-                                    "\xEF\xBB\xBF",
-                                    "/no/such/file",
-                                    profile_.Folder().string(),
-                                    std::string(600, 'x')};
+    std::istringstream lines(R"(no json
+[]
+[1,2]
+null
+<x/>
+}{
+{
+{}
+{"a
+{"a":
+{a:1}
+{'Filename':'x'}
+{"filename":"x"}
+{"a":{"Filename":"x","Store":"MY","SignFile":"x"}}
+/no/such/file)");
+    std::vector<std::string> requests{"\xEF\xBB\xBF", profile_.Folder().string(), std::string(600, 'x')};
+    for (std::string line; std::getline(lines, line);)
+        requests.push_back(line);
     for (const auto& request : requests) {
         ExpectRefused(Describe(request), kNoSource, request);
         ExpectRefused(Select(request), kNoSource, request);
@@ -109,65 +109,6 @@ TEST_F(BadRequest, ThatIsNoObjectIsRefusedInTheWordsOfEachFunction) {
         EXPECT_TRUE(!Sign(blank).done && Sign(blank).calls.empty());
     }
     EXPECT_TRUE(script_.shown.empty() && script_.signAsked.empty());
-    ExpectService();
-}
-
-TEST_F(BadRequest, CutAtAnyLengthIsReadAsFarAsItGoes) {
-    const std::string describe = R"({"ThumbprintExclude": ["AA", "BB"], "Store": "MY", "ShowDialogIfOne": false})";
-    const auto complete = describe.find("\"MY\"") + 3;  // the text's end stands for the closing quote
-    for (std::size_t length = 0; length < describe.size(); ++length) {
-        const auto part = describe.substr(0, length);
-        EXPECT_EQ(Records(Describe(part)), length >= complete ? 1 : -1) << part;
-        const auto chosen = Select(part);
-        EXPECT_TRUE(chosen.done || length < describe.find("false") + 5) << part;
-        EXPECT_LE(chosen.calls.size(), 1U) << part;
-    }
-    const std::string sign =
-        R"({"SignFile": "/tmp/a.txt", "SignMode": 2, "ThumbprintInclude": ["AA"], "TSA": [{"title": "x"}]})";
-    for (std::size_t length = 1; length < sign.size(); ++length) {
-        const auto asked = script_.signAsked.size();
-        const auto answer = Sign(sign.substr(0, length));
-        EXPECT_FALSE(answer.done);
-        const bool named = length >= sign.find(':') + 1;
-        EXPECT_EQ(script_.signAsked.size(), asked + (named ? 1 : 0)) << sign.substr(0, length);
-        EXPECT_EQ(answer.calls.size(), named ? 0U : 1U) << sign.substr(0, length);
-    }
-}
-
-TEST_F(BadRequest, NestedAHundredThousandLevelsDeepIsNoBurden) {
-    const auto nested = [](const std::string& open, const std::string& inner, const std::string& close) {
-        constexpr int levels = 100'000;
-        std::string text;
-        for (int i = 0; i < levels; ++i)
-            text += open;
-        text += inner;
-        for (int i = 0; i < levels; ++i)
-            text += close;
-        return text;
-    };
-    const auto arrays = nested("[", "", "]"), objects = nested("{\"a\":", "1", "}");
-    ExpectRefused(Describe(objects), kNoSource, objects);
-    ExpectRefused(Select(nested("{\"a\":", "", "")), kNoSource, objects);
-    ExpectRefused(Sign(arrays), kNoFile, arrays);
-    for (const auto& deep : {arrays, objects, nested("[", "", ""), nested("{\"a\":[", "", "")}) {
-        ExpectRefused(Describe(R"({"Filename":)" + deep + "}"), "Cannot open file.\\n", deep);
-        ExpectRefused(Select(R"({"Store":)" + deep + "}"), "Cannot open certificate store.\\n", deep);
-        EXPECT_EQ(Records(Describe(R"({"Store":"MY","ThumbprintExclude":)" + deep + "}")), 1);
-        EXPECT_TRUE(Sign(R"({"SignFile":"x","TSA":)" + deep + "}").calls.empty());
-    }
-    ExpectService();
-}
-
-TEST_F(BadRequest, OfAHundredMebibytesIsReadAndForgotten) {
-    constexpr std::size_t size = std::size_t{100} << 20;
-    const std::u16string long16(size, u'x'), blanks(size, u' ');
-    ExpectRefused(Describe(u"{\"Filename\":\"" + long16 + u"\"}"), "Cannot open file.\\n", "long name");
-    ExpectRefused(Select(u"{\"Store\":\"" + long16 + u"\"}"), "Cannot open certificate store.\\n", "long store");
-    ExpectRefused(Sign(long16), kNoFile, "no brace");
-    EXPECT_EQ(Records(Describe(u"{\"Store\":\"MY\"," + blanks + u"\"ThumbprintInclude\":\"" + long16 + u"\"}")), 1);
-    EXPECT_TRUE(Sign(blanks).calls.empty());
-    EXPECT_TRUE(Sign(u"{\"SignFile\":\"" + long16 + u"\"}").calls.empty());
-    EXPECT_EQ(script_.signAsked.size(), 1U);
     ExpectService();
 }
 
@@ -210,32 +151,6 @@ TEST_F(BadRequest, WithValuesOfTheWrongKindIsTakenByTheirTexts) {
     EXPECT_TRUE(
         Sign(R"({"SignFile":"x","TSA":[1,"x",null,[],{},{"title":5,"url":[]},{"timeout":"x"}]})").calls.empty());
     EXPECT_TRUE(script_.shown.empty());
-}
-
-TEST_F(BadRequest, NoThumbprintInAnotherFormMatches) {
-    const auto right = pki_.signer.Thumbprint();
-    const auto spaced = [&](const std::string& separator) {
-        std::string text;
-        for (std::size_t i = 0; i < right.size(); i += 2)
-            text += (i > 0 ? separator : "") + right.substr(i, 2);
-        return text;
-    };
-    auto cyrillic = right;
-    cyrillic.replace(cyrillic.find_first_of("ABCEF"), 1, "А");  // the Bulgarian letter
-    const std::string wrong[] = {spaced(" "), spaced(":"), " " + right,       right + "\\n", right.substr(0, 39),
-                                 cyrillic,    "",          right + "\\u0000", "\\ud800",     std::string(1 << 20, 'A')};
-    for (const auto& text : wrong) {
-        const auto list = R"(":[")" + text + "\"]}";
-        EXPECT_EQ(Records(Describe(R"({"Store":"MY","ThumbprintInclude)" + list)), 0) << text.substr(0, 80);
-        EXPECT_EQ(Records(Describe(R"({"Store":"MY","ThumbprintExclude)" + list)), 1) << text.substr(0, 80);
-        EXPECT_FALSE(Sign(R"({"SignFile":"x","ThumbprintInclude)" + list).done);
-        EXPECT_EQ(offered_, 0U) << text.substr(0, 80);
-    }
-    std::string many;
-    for (int i = 0; i < 20'000; ++i)
-        many += "\"" + std::to_string(i) + "\",";
-    EXPECT_EQ(Records(Describe(R"({"Store":"MY","ThumbprintInclude":[)" + many + "\"" + right + "\"]}")), 1);
-    EXPECT_EQ(Records(Describe(R"({"Store":"MY","ThumbprintInclude":[null,7,{},[],true]})")), 0);
 }
 
 TEST_F(BadRequest, BrokenEntriesOfAStoreHideNoOthers) {

@@ -74,7 +74,10 @@ TEST_F(CertificateFilterTest, JudgesByTheFourLists) {
     const Case cases[] = {
         {"what is valid now, in the file's order", "", {"issued", "bare"}},
         {"letter case does not matter", R"(,"ThumbprintInclude":[")" + Lower(issued) + R"("])", {"issued"}},
-        {"colons do", R"(,"ThumbprintInclude":[")" + colons + R"("])", {}},
+        {"colons do, and so does all else",
+         R"(,"ThumbprintInclude":[")" + colons + R"("," )" + issued + R"(",")" + issued + R"(\n",")" +
+             issued.substr(0, 39) + R"(",")" + issued + R"(\u0000","\ud800"])",
+         {}},
         {"exclude one", R"(,"ThumbprintExclude":["AA",")" + Lower(issued) + R"("])", {"bare"}},
         {"excluding beats including",
          R"(,"ThumbprintInclude":[")" + issued + R"("],"ThumbprintExclude":[")" + issued + R"("])",

@@ -3,8 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <future>
-
 #include "crypt/CryptCertificate.h"
 #include "platform/Crls.h"
 #include "platform/Files.h"
@@ -209,23 +207,6 @@ TEST_F(CheckCrlTest, FindsTheLastEntryOfFiftyMebibytesAndReadsTheReasonFromItsFi
     const auto answer = Check(leaf);
     EXPECT_EQ(answer.status, kRevoked);
     EXPECT_THAT(platform::ToUtf8(answer.text), testing::HasSubstr("Сертификатът е спрян."));
-}
-
-// Nobody sets a limit to the waiting; it ends with the connection, and then the status is unknown like that of a server
-// that is not there.
-TEST_F(CheckCrlTest, WaitsForAServerThatNeverAnswersUntilItGoesAway) {
-    const auto crl = TextOf(MakeCrl(root_));
-    const HttpAnswer silences[] = {{.body = crl, .delay = std::chrono::hours(1)},
-                                   {.body = crl, .pauseInBody = std::chrono::hours(1)}};
-    for (const auto& silence : silences) {
-        auto server = std::make_unique<tests::HttpServer>([&](const tests::HttpRequest&) { return silence; });
-        auto answer = std::async(std::launch::async, [&, leaf = Leaf({server->Url("/crl")})] { return Check(leaf); });
-        EXPECT_EQ(answer.wait_for(std::chrono::seconds(2)), std::future_status::timeout);
-        EXPECT_EQ(server->Requests().size(), 1U);
-        server.reset();
-        ASSERT_EQ(answer.wait_for(std::chrono::seconds(20)), std::future_status::ready);
-        EXPECT_EQ(answer.get().status, kUndecided);
-    }
 }
 
 TEST_F(CheckCrlTest, AChoiceIsRefusedForARevokedCertificateOnly) {

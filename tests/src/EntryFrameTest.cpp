@@ -8,49 +8,20 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "tests/src/Heard.h"
 #include "tests/support/Process.h"
 #include "tests/support/Profile.h"
 #include "tests/support/ScriptedInterface.h"
 
 namespace {
 
-// The high word must come back too.
-constexpr std::uint64_t kContext = 0xFEDC'BA98'7654'3210;
-
-struct Heard {
-    int calls = 0;
-    std::uint64_t context = 0;
-    std::u16string text;
-    bool error = false, othersNull = false;
-} heard;
-
-void HearJson(std::uint64_t context, const char16_t* json) {
-    ++heard.calls;
-    heard.context = context;
-    heard.text = json;
-}
-void HearRecord(std::uint64_t context, bool error, const char16_t* message, const char16_t* name, const char16_t* from,
-                const char16_t* to, const char16_t* thumbprint, const char16_t* issuer) {
-    HearJson(context, message);
-    heard.error = error;
-    heard.othersNull = !name && !from && !to && !thumbprint && !issuer;
-}
-void HearRecordFlag(std::uint64_t context, bool error, const char16_t* message, const char16_t* name,
-                    const char16_t* from, const char16_t* to, const char16_t* thumbprint, const char16_t* issuer,
-                    bool) {
-    HearRecord(context, error, message, name, from, to, thumbprint, issuer);
-}
-void HearSignature(std::uint64_t context, int error, const char16_t* message, int, const char16_t* time, int,
-                   const char16_t* text, const char16_t* subject, const char16_t* from, const char16_t* to,
-                   const char16_t* thumbprint, const char16_t* issuer) {
-    HearRecord(context, error == 1, message, text, from, to, thumbprint, issuer);
-    heard.othersNull = heard.othersNull && !time && !subject;
-}
+using tests::heard;
+using tests::kContext;
 
 class Frame : public testing::Test {
   protected:
     Frame() {
-        heard = {};
+        heard.clear();
         CNorvikApp::Start(std::make_unique<tests::ScriptedInterface>(script_));
     }
     ~Frame() override { CNorvikApp::Stop(); }
@@ -62,28 +33,22 @@ class Frame : public testing::Test {
     throw std::runtime_error("Липсва файл");
 }
 
-TEST_F(Frame, HandsTheResultThroughWhenNothingIsThrown) {
+TEST_F(Frame, HandsTheResultThroughOrTurnsAnExceptionIntoOneAnswerOfTheFunctionsForm) {
+    using namespace tests;
     EXPECT_TRUE(EntryFrame::Run(JsonFailure{HearJson, kContext}, [] { return true; }));
     EXPECT_EQ(EntryFrame::Run(MessageBoxFailure{}, [] { return 7; }), 7);
-    EXPECT_EQ(heard.calls, 0);
-    EXPECT_TRUE(script_.shown.empty());
-}
-
-TEST_F(Frame, TurnsAnExceptionIntoOneAnswerOfTheFunctionsForm) {
+    EXPECT_TRUE(heard.empty());
     EXPECT_FALSE(EntryFrame::Run(JsonFailure{HearJson, kContext}, Throw));
-    EXPECT_EQ(heard.text, u"{\r\n  \"Error\": true,\r\n  \"ErrorMessage\": \"Липсва файл\"\r\n}\r\n");
     EXPECT_FALSE(EntryFrame::Run(JsonArrayFailure{HearJson, kContext}, Throw));
-    EXPECT_EQ(heard.text, u"[{\"Error\":true,\"ErrorMessage\":\"Липсва файл\"}]");
     EXPECT_FALSE(EntryFrame::Run(RecordFailure{HearRecord, kContext}, Throw));
     EXPECT_TRUE(EntryFrame::Run(RecordFlagFailure{HearRecordFlag, kContext, true}, Throw)) << "its own result";
     EntryFrame::Run(SignInfoFailure{HearSignature, kContext}, [] { Throw(); });
-    EXPECT_EQ(heard.calls, 5);
-    EXPECT_EQ(heard.context, kContext);
-    EXPECT_TRUE(heard.error && heard.othersNull);
-    EXPECT_EQ(heard.text, u"Липсва файл");
+    EXPECT_THAT(heard, testing::ElementsAre("{\r\n  \"Error\": true,\r\n  \"ErrorMessage\": \"Липсва файл\"\r\n}\r\n",
+                                            "[{\"Error\":true,\"ErrorMessage\":\"Липсва файл\"}]", "error|Липсва файл",
+                                            "error|Липсва файл", "error|Липсва файл"));
     EXPECT_FALSE(EntryFrame::Run(LogFailure{}, Throw));
     EXPECT_TRUE(script_.shown.empty());
-    EXPECT_THAT(tests::ReadFile(profile_.Folder() / "tmp/Norvik/Norvik.log"),
+    EXPECT_THAT(ReadFile(profile_.Folder() / "tmp/Norvik/Norvik.log"),
                 testing::HasSubstr("[Norvik_logger] [error] Липсва файл"));
 }
 

@@ -25,7 +25,6 @@ class LoadedLibrary {
     LoadedLibrary(const LoadedLibrary&) = delete;
     LoadedLibrary& operator=(const LoadedLibrary&) = delete;
 
-    // Export<decltype(NorvikInit)>("NorvikInit")
     template <typename Function>
     [[nodiscard]] Function* Export(const char* name) const {
         void* const address = dlsym(library_, name);
@@ -38,3 +37,6 @@ class LoadedLibrary {
 };
 
 }  // namespace tests
+
+// NORVIK_EXPORT_OF(library, NorvikInit)(nullptr)
+#define NORVIK_EXPORT_OF(library, name) (library).Export<decltype(name)>(#name)

@@ -8,6 +8,7 @@
 #include "src/Norvik.h"
 #include "src/signing/Relay.h"
 #include "src/signing/SignExports.h"
+#include "tests/src/Heard.h"
 #include "tests/support/Pki.h"
 #include "tests/support/Process.h"
 #include "tests/support/ScriptedInterface.h"
@@ -18,16 +19,14 @@ namespace {
 namespace fs = std::filesystem;
 using testing::HasSubstr;
 
-std::vector<std::string> answers;
-void Keep(std::uint64_t context, const char16_t* json) {
-    EXPECT_EQ(context, 0x1234567890ABCDEFu);
-    answers.push_back(platform::ToUtf8(json));
-}
+using tests::heard;
+using tests::HearJson;
+using tests::kContext;
 
 class SignRequestTest : public testing::Test {
   protected:
     SignRequestTest() {
-        answers.clear();
+        heard.clear();
         pki_.Install(profile_);
         CNorvikApp::Start(std::make_unique<tests::ScriptedInterface>(script_));
         file_ = profile_.Write("documents/договор.pdf", "The words that count.\n");
@@ -42,21 +41,14 @@ class SignRequestTest : public testing::Test {
         return R"({"SignFile": ")" + file_.string() + '"' + members + "}";
     }
     static bool Run(const std::string& request) {
-        return signing::SignByRequest(platform::ToWide(request).c_str(), Keep, 0x1234567890ABCDEF);
+        return signing::SignByRequest(platform::ToWide(request).c_str(), HearJson, kContext);
     }
     static std::string Member(const char16_t* key) {
         toolkit::CkJsonObjectW json;
-        EXPECT_TRUE(json.Load(platform::ToWide(answers.back()).c_str())) << answers.back();
+        EXPECT_TRUE(json.Load(platform::ToWide(heard.back()).c_str())) << heard.back();
         const auto* text = json.StringOf(key);
         return text != nullptr ? platform::ToUtf8(text) : "<none>";
     }
-    // A launcher for the relay that does what the script says with the request file in $1.
-    fs::path Launcher(const std::string& script) const {
-        const auto path = profile_.Write("library/NorvikRun.exe", "#!/bin/sh\n" + script);
-        fs::permissions(path, fs::perms::owner_all);
-        return path;
-    }
-
     tests::Profile profile_;
     tests::StandardPki pki_;
     tests::Script script_;
@@ -85,12 +77,12 @@ TEST_F(SignRequestTest, AnswersWithTheResultInTheFolderThatWasNamed) {
     const auto folder = profile_.Folder() / "made";
     ASSERT_TRUE(Run(Request(R"(, "SignMode": 1, "ResultFolder": ")" + folder.string() + '"')));
     const auto result = folder / "договор.pdf.p7m";
-    EXPECT_EQ(answers.size(), 1u);
+    EXPECT_EQ(heard.size(), 1u);
     EXPECT_EQ(Member(u"SignFile"), file_.string());
     EXPECT_EQ(Member(u"ResultFile"), result.string());
     EXPECT_EQ(Member(u"SignMode"), "1");
     EXPECT_EQ(Member(u"Error"), "<none>");
-    EXPECT_THAT(answers[0], HasSubstr("\n")) << "over several lines";
+    EXPECT_THAT(heard[0], HasSubstr("\n")) << "over several lines";
     EXPECT_TRUE(fs::exists(result));
 }
 
@@ -102,15 +94,15 @@ TEST_F(SignRequestTest, OffersWhatTheFilterLetsThroughFromEverySourceAgain) {
     EXPECT_EQ(script_.signAsked.back().certificates.size(), 2u);
     EXPECT_FALSE(Run(Request(R"(, "ThumbprintExclude": [")" + lower + R"("])")));
     EXPECT_TRUE(script_.signAsked.back().certificates.empty());
-    EXPECT_EQ(answers.size(), 1u) << "who cancels gives no answer";
+    EXPECT_EQ(heard.size(), 1u) << "who cancels gives no answer";
     ASSERT_TRUE(Run(Request(R"(, "TSA": [{"title": "Една", "url": "http://127.0.0.1:9/"}])")));
     ASSERT_EQ(script_.signAsked.back().authorities.size(), 1u);
     EXPECT_EQ(script_.signAsked.back().authorities[0].title, u"Една");
 }
 
 TEST_F(SignRequestTest, TellsEachFailureInItsOwnWay) {
-    EXPECT_FALSE(signing::SignByRequest(u"", Keep, 0));
-    EXPECT_TRUE(answers.empty());
+    EXPECT_FALSE(signing::SignByRequest(u"", HearJson, 0));
+    EXPECT_TRUE(heard.empty());
     file_ = profile_.Folder() / "missing";
     EXPECT_TRUE(Run(Request())) << "the engine ran";
     EXPECT_EQ(Member(u"ErrorMessage"), "Грешка при изпълнение на SignFile.");
@@ -144,33 +136,6 @@ TEST_F(SignRequestTest, OlderFormsGiveThePathInTheirBuffer) {
     };
     EXPECT_TRUE(signing::SignFileByArguments(sign, file.c_str(), 1, buffer.data(), nullptr, nullptr));
     EXPECT_EQ(buffer[0], 0) << "the empty text tells the failure";
-}
-
-TEST_F(SignRequestTest, ARequestGoesThroughALauncherThatStandsBesideTheLibrary) {
-    EXPECT_EQ(signing::FindLauncher(profile_.Folder() / "library/libNorvik.so"), fs::path());
-    const auto launcher =
-        Launcher("cp \"$1\" \"$PWD/request\"\nstat -c %a \"$1\" > mode\nprintf '{\"a\":\"я\"}' > \"$1\"\n");
-    EXPECT_EQ(signing::FindLauncher(profile_.Folder() / "library/libNorvik.so"), launcher);
-    const auto relay = [&] {
-        answers.clear();
-        signing::SignThroughLauncher(launcher, u"{\"SignFile\": \"договор\"}", Keep, 0x1234567890ABCDEF);
-        EXPECT_EQ(answers.size(), 1u);
-    };
-    relay();
-    EXPECT_EQ(Member(u"a"), "я");
-    EXPECT_EQ(tests::ReadFile(launcher.parent_path() / "request"), "{\"SignFile\": \"договор\"}");
-    EXPECT_EQ(tests::ReadFile(launcher.parent_path() / "mode"), "600\n");
-    for (const auto* ending : {": > \"$1\"\n", "kill -9 $$\n: > \"$1\"\n", "rm \"$1\"\n"}) {
-        Launcher(ending);
-        relay();
-        if (std::string_view(ending).starts_with("kill")) continue;  // its own request comes back, which parses
-        EXPECT_NE(Member(u"ErrorString"), "<none>") << ending;
-    }
-    fs::permissions(launcher, fs::perms::owner_read);
-    relay();
-    EXPECT_NE(Member(u"ErrorString"), "<none>");
-    ASSERT_FALSE(script_.shown.empty());
-    EXPECT_EQ(script_.shown.back().title, u"Norvik грешка!");
 }
 
 TEST_F(SignRequestTest, TheLaunchersSidePutsTheAnswerInThePlaceOfTheRequest) {

