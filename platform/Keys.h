@@ -110,12 +110,14 @@ struct SignatureScheme {
     HashAlgorithm hash = HashAlgorithm::sha256;
     HashAlgorithm mgf1Hash = HashAlgorithm::sha256;  // PSS
     std::size_t saltLength = 32;                     // PSS, in bytes
+    friend bool operator==(const SignatureScheme&, const SignatureScheme&) = default;
 };
 // Checks a signature over a digest with a SubjectPublicKeyInfo in DER. False with NTE_BAD_SIGNATURE when it does not
 // fit, NTE_BAD_ALGID when the key is of another kind, CRYPT_E_BAD_ENCODE when the key does not decode.
 bool CryptVerifySignature(ByteView subjectPublicKeyInfo, const SignatureScheme& scheme, ByteView digest,
                           ByteView signature);
-// The same with the certificate's key, which is decoded once and kept.
+// The same with the certificate's key, which is decoded once and kept, as is the last signature that fitted it: each
+// message is looked at by two.
 bool CryptVerifySignature(const CertificateContext& certificate, const SignatureScheme& scheme, ByteView digest,
                           ByteView signature);
 

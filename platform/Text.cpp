@@ -37,6 +37,13 @@ constexpr Sequence SequenceOf(unsigned char lead) {
     return {0, 0, 0};
 }
 
+// Of the start that is plain ASCII: nearly every text is that from end to end.
+template <typename Text>
+std::size_t AsciiLength(Text text) {
+    const auto isOther = [](auto unit) { return static_cast<std::make_unsigned_t<decltype(unit)>>(unit) >= 0x80; };
+    return static_cast<std::size_t>(std::ranges::find_if(text, isOther) - text.begin());
+}
+
 void AppendUtf16(char32_t character, std::u16string& out) {
     if (character < 0x10000) {
         out.push_back(static_cast<char16_t>(character));
@@ -69,9 +76,11 @@ bool DecodeOne(std::string_view text, std::size_t& at, char32_t& character) {
 }  // namespace
 
 std::u16string ToWide(std::string_view utf8) {
-    std::u16string out;
+    std::size_t at = AsciiLength(utf8);
+    std::u16string out(utf8.begin(), utf8.begin() + static_cast<std::ptrdiff_t>(at));
+    if (at == utf8.size()) return out;
     out.reserve(utf8.size());
-    for (std::size_t at = 0; at < utf8.size();) {
+    while (at < utf8.size()) {
         if (static_cast<unsigned char>(utf8[at]) < 0x80) {
             out.push_back(static_cast<char16_t>(utf8[at++]));
             continue;
@@ -83,9 +92,11 @@ std::u16string ToWide(std::string_view utf8) {
 }
 
 std::string ToUtf8(std::u16string_view text) {
-    std::string out;
+    std::size_t at = AsciiLength(text);
+    std::string out(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(at));
+    if (at == text.size()) return out;
     out.reserve(text.size() + text.size() / 2);
-    for (std::size_t at = 0; at < text.size(); ++at) {
+    for (; at < text.size(); ++at) {
         char32_t character = text[at];
         if (character < 0x80) {
             out.push_back(static_cast<char>(character));

@@ -1,6 +1,7 @@
 #include "platform/formats/Oid.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <limits>
 
@@ -23,28 +24,42 @@ void ShiftInSeptet(std::string& decimal, unsigned low) {
 // Arcs beyond 64 bits do occur (UUIDs under 2.25); they are kept short so that the quadratic work stays small.
 constexpr std::size_t kLongestArc = 64;
 
-std::optional<std::string> ArcText(ByteView septets) {
-    if (septets.size() > kLongestArc) return std::nullopt;
+// At most nine of them, which 64 bits hold.
+std::uint64_t ValueOf(ByteView septets) {
+    std::uint64_t value = 0;
+    for (const auto octet : septets)
+        value = value << 7 | (octet & 0x7F);
+    return value;
+}
+
+void Append(std::string& text, std::uint64_t value) {
+    std::array<char, 20> digits;
+    text.append(digits.data(), std::to_chars(digits.begin(), digits.end(), value).ptr);
+}
+
+bool AppendArc(std::string& text, ByteView septets) {
+    if (septets.size() > kLongestArc) return false;
+    text += '.';
     if (septets.size() <= 9) {
-        std::uint64_t value = 0;
-        for (const auto octet : septets)
-            value = value << 7 | (octet & 0x7F);
-        return std::to_string(value);
+        Append(text, ValueOf(septets));
+        return true;
     }
     std::string decimal;
     for (const auto octet : septets)
         ShiftInSeptet(decimal, octet & 0x7F);
-    return decimal;
+    text += decimal;
+    return true;
 }
 
 // The first subidentifier holds two arcs: 40 * first + second, with no bound on the second only under 2.
-std::optional<std::string> FirstArcs(ByteView septets) {
-    if (septets.size() > 9) return std::nullopt;
-    std::uint64_t value = 0;
-    for (const auto octet : septets)
-        value = value << 7 | (octet & 0x7F);
+bool AppendFirstArcs(std::string& text, ByteView septets) {
+    if (septets.size() > 9) return false;
+    const std::uint64_t value = ValueOf(septets);
     const std::uint64_t first = std::min<std::uint64_t>(value / 40, 2);
-    return std::to_string(first) + '.' + std::to_string(value - first * 40);
+    Append(text, first);
+    text += '.';
+    Append(text, value - first * 40);
+    return true;
 }
 
 void AppendSeptets(Bytes& out, std::uint64_t value) {
@@ -71,15 +86,14 @@ std::optional<std::uint64_t> ReadArc(std::string_view& text) {
 std::optional<std::string> OidToText(ByteView contents) {
     if (contents.empty() || (contents.back() & 0x80) != 0) return std::nullopt;
     std::string text;
+    text.reserve(32);
     while (!contents.empty()) {
         if (contents.front() == 0x80) return std::nullopt;
         std::size_t length = 1;
         while ((contents[length - 1] & 0x80) != 0)
             ++length;
-        const auto arc = text.empty() ? FirstArcs(contents.first(length)) : ArcText(contents.first(length));
-        if (!arc) return std::nullopt;
-        if (!text.empty()) text += '.';
-        text += *arc;
+        const ByteView arc = contents.first(length);
+        if (!(text.empty() ? AppendFirstArcs(text, arc) : AppendArc(text, arc))) return std::nullopt;
         contents = contents.subspan(length);
     }
     return text;

@@ -1,11 +1,14 @@
 #include "platform/Certificates.h"
 
+#include <openssl/provider.h>
+
 #include <algorithm>
 
 #include "platform/Hash.h"
 #include "platform/posix/Ber.h"
 #include "platform/posix/DecodedTable.h"
 #include "platform/posix/Native.h"
+#include "platform/posix/PublicKey.h"
 
 namespace platform {
 namespace {
@@ -123,6 +126,35 @@ bool DecodeCertificate(ByteView encoded, CERT_INFO& info) {
     return AtEnd(reader);
 }
 
+// A library context without algorithms. A certificate that is decoded in the usual one gets its public key looked up
+// among all decoders for keys there, which takes several times as long as all the rest. Never destroyed: certificates
+// live as long as the process.
+OSSL_LIB_CTX* WithoutAlgorithms() {
+    static OSSL_LIB_CTX* const context = [] {
+        OSSL_LIB_CTX* empty = OSSL_LIB_CTX_new();
+        if (empty && !OSSL_PROVIDER_load(empty, "null")) {
+            OSSL_LIB_CTX_free(empty);
+            empty = nullptr;
+        }
+        return empty;
+    }();
+    return context;
+}
+
+posix::X509Ptr DecodeIn(OSSL_LIB_CTX* context, ByteView der) {
+    posix::X509Ptr certificate(X509_new_ex(context, nullptr));
+    X509* filled = certificate.get();
+    const unsigned char* in = der.data();
+    // On failure the library frees what it was given.
+    if (filled && !d2i_X509(&filled, &in, static_cast<long>(der.size()))) (void)certificate.release();
+    if (in != der.data() + der.size()) certificate.reset();
+    // The library reads the extensions at the first question about one, which fails if there is no SHA-1 to be had;
+    // what it read stands all the same, and later questions are answered.
+    if (certificate) (void)X509_check_purpose(certificate.get(), -1, 0);
+    posix::DrainErrorQueue();
+    return certificate;
+}
+
 Bytes KeyIdentifierOf(const CertificateContext& certificate) {
     if (const CERT_EXTENSION* extension = CertFindExtension(certificate, "2.5.29.14")) {
         if (auto identifier = DecodeOctetString(extension->Value)) return std::move(*identifier);
@@ -146,13 +178,24 @@ namespace posix {
 // What was asked for its keys once is likely to come again; a store that is merely listed keeps nothing.
 X509* DecodedCertificate::Native() const {
     return x509_.Get(encoded, [this](ByteView der) {
-        const unsigned char* in = der.data();
-        X509Ptr certificate(d2i_X509(nullptr, &in, static_cast<long>(der.size())));
-        if (in != der.data() + der.size()) certificate.reset();
-        if (!certificate) DrainErrorQueue();
         KeepDecoded(shared_from_this());
-        return certificate;
+        return DecodeIn(WithoutAlgorithms(), der);
     });
+}
+
+EVP_PKEY* DecodedCertificate::PublicKey() const {
+    if (!Native()) return nullptr;
+    return publicKey_.Get(info.SubjectPublicKeyInfo, DecodePublicKey);
+}
+
+bool DecodedCertificate::Knows(const Proof& proof) const {
+    const std::scoped_lock lock(proofLock_);
+    return proof_ == proof;
+}
+
+void DecodedCertificate::Keep(Proof proof) const {
+    const std::scoped_lock lock(proofLock_);
+    proof_ = std::move(proof);
 }
 
 const Bytes& DecodedCertificate::Sha1() const {
@@ -177,6 +220,14 @@ const std::u16string& DecodedCertificate::CanonicalIssuer() const {
 
 X509* NativeOf(const CertificateContext& certificate) {
     return certificate ? certificate.Backend()->decoded->Native() : nullptr;
+}
+
+EVP_PKEY* PublicKeyOf(const CertificateContext& certificate) {
+    return certificate ? certificate.Backend()->decoded->PublicKey() : nullptr;
+}
+
+X509Ptr DecodeWithKey(const CertificateContext& certificate) {
+    return certificate ? DecodeIn(nullptr, certificate.Encoded()) : nullptr;
 }
 
 CertificateContext WithOwnState(const CertificateContext& certificate, std::shared_ptr<PrivateKey::Impl> key) {

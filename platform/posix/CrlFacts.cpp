@@ -149,8 +149,7 @@ bool CrlFacts::IsSignedBy(const CrlContext& crl, const CertificateContext& issue
         if (const auto known = signedBy_.find(keyInfo); known != signedBy_.end()) return known->second;
     }
     X509_CRL* native = NativeOf(crl);
-    X509* nativeIssuer = NativeOf(issuer);
-    EVP_PKEY* key = nativeIssuer ? X509_get0_pubkey(nativeIssuer) : nullptr;
+    EVP_PKEY* key = PublicKeyOf(issuer);
     const bool isSigned = native && key && X509_CRL_verify(native, key) == 1;
     DrainErrorQueue();
     const std::scoped_lock lock(lock_);

@@ -71,11 +71,10 @@ DistributionPoints::DistributionPoints(const CertificateContext& certificate)
 
 bool DistributionPoints::MayBeIn(const CrlContext& crl) const {
     if (std::ranges::equal(certificate_.Info().Issuer, crl.Issuer())) return true;
-    const unsigned char* in = crl.Issuer().data();
-    const Owned<X509_NAME, X509_NAME_free> name(d2i_X509_NAME(nullptr, &in, static_cast<long>(crl.Issuer().size())));
-    if (SameName(X509_get_issuer_name(NativeOf(certificate_)), name.get())) return true;
+    const X509_NAME* name = IssuerNameOf(crl);
+    if (SameName(X509_get_issuer_name(NativeOf(certificate_)), name)) return true;
     for (int i = 0; i < sk_DIST_POINT_num(points_.get()); ++i) {
-        if (Holds(sk_DIST_POINT_value(points_.get(), i)->CRLissuer, name.get())) return true;
+        if (Holds(sk_DIST_POINT_value(points_.get(), i)->CRLissuer, name)) return true;
     }
     return false;
 }

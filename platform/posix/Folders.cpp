@@ -13,18 +13,28 @@
 namespace platform {
 namespace {
 
-// An absolute path from the environment, empty if unset or relative (the XDG rules say to ignore those). A process with
+// An absolute path from the environment, null if unset or relative (the XDG rules say to ignore those). A process with
 // special rights trusts no path that its caller chose.
-std::filesystem::path FolderFromEnvironment(const char* variable) {
+const char* AbsoluteFromEnvironment(const char* variable) {
     const char* value = secure_getenv(variable);
-    if (value == nullptr || *value != '/') return {};
-    return value;
+    return value != nullptr && *value == '/' ? value : nullptr;
 }
 
-std::filesystem::path UserFolder(const char* variable, const char* belowHome) {
-    if (auto folder = FolderFromEnvironment(variable); !folder.empty()) return folder / "norvik";
-    const auto home = FolderFromEnvironment("HOME");
-    return home.empty() ? home : home / belowHome / "norvik";
+std::filesystem::path FolderFromEnvironment(const char* variable) {
+    const char* value = AbsoluteFromEnvironment(variable);
+    return value != nullptr ? value : std::filesystem::path();
+}
+
+std::string UserFolder(const char* variable, const char* belowHome) {
+    if (const char* folder = AbsoluteFromEnvironment(variable)) return std::string(folder) + "/norvik";
+    const char* home = AbsoluteFromEnvironment("HOME");
+    if (home == nullptr) return {};
+    return std::string(home).append(1, '/').append(belowHome) + "/norvik";
+}
+
+std::string MachineFolderName() {
+    const char* chosen = AbsoluteFromEnvironment("NORVIK_MACHINE_DIR");
+    return chosen != nullptr ? chosen : "/etc/norvik";
 }
 
 std::filesystem::path Refused(ErrorCode code) {
@@ -77,6 +87,12 @@ std::filesystem::path GetTempPathW() {
     return PrivateFolderBelow("/tmp");
 }
 
+std::string posix::StoresFolder(StoreLocation location) {
+    std::string folder =
+        location == StoreLocation::currentUser ? UserFolder("XDG_DATA_HOME", ".local/share") : MachineFolderName();
+    return folder.empty() ? folder : folder + "/stores";
+}
+
 std::filesystem::path DataFolder() {
     return UserFolder("XDG_DATA_HOME", ".local/share");
 }
@@ -90,8 +106,7 @@ std::filesystem::path CacheFolder() {
 }
 
 std::filesystem::path MachineFolder() {
-    const auto chosen = FolderFromEnvironment("NORVIK_MACHINE_DIR");
-    return chosen.empty() ? "/etc/norvik" : chosen;
+    return MachineFolderName();
 }
 
 }  // namespace platform

@@ -37,7 +37,7 @@ std::vector<NCryptKeyName> SoftwareKeys() {
     const auto store = CertOpenSystemStoreAt(StoreLocation::currentUser, u"MY", false);
     for (const auto& certificate : CertEnumCertificatesInStore(store)) {
         if (!CertHasPrivateKey(certificate)) continue;
-        const auto algorithm = posix::AlgorithmOf(X509_get0_pubkey(posix::NativeOf(certificate)));
+        const auto algorithm = posix::AlgorithmOf(posix::PublicKeyOf(certificate));
         names.push_back({ToWide(posix::KeyFileIn({}, certificate).stem().string()),
                          algorithm ? NameOf(*algorithm) : std::u16string(), certificate});
     }

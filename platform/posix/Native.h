@@ -36,13 +36,26 @@ class LazyNative {
     mutable Handle handle_;
 };
 
+// A signature that a key was seen to verify. It is a fact about bytes that nothing can change.
+struct Proof {
+    SignatureScheme scheme;
+    Bytes digest, signature;
+    friend bool operator==(const Proof&, const Proof&) = default;
+};
+
 // What CertCreateCertificateContext decoded; shared by all contexts of it in a process.
 struct DecodedCertificate : std::enable_shared_from_this<DecodedCertificate> {
     Bytes encoded;
     CERT_INFO info;
     // Null if the crypto library refuses what the decoder of the fields let through (an odd name, a signature that is
-    // no bit string): such a certificate can be shown, and nothing can be proved with it.
+    // no bit string): such a certificate can be shown, and nothing can be proved with it. The object has no public key
+    // and cannot check its signature.
     [[nodiscard]] X509* Native() const;
+    // Null if there is no Native(), or the key does not decode.
+    [[nodiscard]] EVP_PKEY* PublicKey() const;
+    // The last one only.
+    [[nodiscard]] bool Knows(const Proof& proof) const;
+    void Keep(Proof proof) const;
     // Computed at the first use.
     [[nodiscard]] const Bytes& Sha1() const;
     [[nodiscard]] const Bytes& Sha256() const;
@@ -51,9 +64,12 @@ struct DecodedCertificate : std::enable_shared_from_this<DecodedCertificate> {
 
   private:
     LazyNative<X509Ptr> x509_;
+    LazyNative<EvpKeyPtr> publicKey_;
     mutable std::once_flag hashOnce_, sha256Once_, subjectOnce_, issuerOnce_;
     mutable Bytes sha1_, sha256_;
     mutable std::u16string canonicalSubject_, canonicalIssuer_;
+    mutable std::mutex proofLock_;
+    mutable Proof proof_;
 };
 
 }  // namespace posix
@@ -76,6 +92,7 @@ struct CrlContext::Impl {
     Bytes encoded;
     Bytes issuer;
     posix::LazyNative<posix::X509CrlPtr> crl;
+    posix::LazyNative<posix::X509NamePtr> issuerName;
 };
 
 // A source of certificates. Calls may come from several threads.
@@ -124,6 +141,11 @@ namespace posix {
 // Null for a null context and for what the crypto library cannot decode.
 X509* NativeOf(const CertificateContext& certificate);
 X509_CRL* NativeOf(const CrlContext& crl);
+// Of the CRL, of which nothing else is decoded for it: most lists of a store are somebody else's.
+const X509_NAME* IssuerNameOf(const CrlContext& crl);
+EVP_PKEY* PublicKeyOf(const CertificateContext& certificate);
+// The certificate with its key, for those functions of the crypto library that take both from one object. Dear.
+X509Ptr DecodeWithKey(const CertificateContext& certificate);
 
 // Whether any store has a folder there.
 bool HasStores(StoreLocation location);
@@ -144,6 +166,8 @@ const Bytes& Sha1Of(const CertificateContext& certificate);
 // Where the certificates of a system store lie ("MY" of the current user: DataFolder()/stores/MY). Empty with the last
 // error if the name is no store's or there is no home. A private key of "MY" lies beside its certificate.
 std::filesystem::path StoreFolder(StoreLocation location, std::u16string_view name);
+// Where all of a location lie; empty if there is no home. Text, since every chain asks for it a dozen times.
+std::string StoresFolder(StoreLocation location);
 std::filesystem::path KeyFileIn(const std::filesystem::path& folder, const CertificateContext& certificate);
 
 // --- Keys.cpp and its neighbours ---

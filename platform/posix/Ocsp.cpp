@@ -134,9 +134,9 @@ class SignedAnswers {
 };
 
 bool Verifies(OCSP_BASICRESP* basic, const CertificateContext& signer) {
-    X509* native = NativeOf(signer);
+    const X509Ptr native = DecodeWithKey(signer);
     const std::unique_ptr<STACK_OF(X509), FreeStack> alone(sk_X509_new_null());
-    if (!native || !sk_X509_push(alone.get(), native)) return false;
+    if (!native || !sk_X509_push(alone.get(), native.get())) return false;
     const bool isSigned = OCSP_basic_verify(basic, alone.get(), nullptr, OCSP_NOINTERN | OCSP_NOVERIFY) == 1;
     DrainErrorQueue();
     return isSigned;

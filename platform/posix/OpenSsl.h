@@ -32,6 +32,7 @@ using BioPtr = Owned<BIO, BIO_free_all>;
 using EvpKeyPtr = Owned<EVP_PKEY, EVP_PKEY_free>;
 using EvpKeyContextPtr = Owned<EVP_PKEY_CTX, EVP_PKEY_CTX_free>;
 using X509Ptr = Owned<X509, X509_free>;
+using X509NamePtr = Owned<X509_NAME, X509_NAME_free>;
 using X509CrlPtr = Owned<X509_CRL, X509_CRL_free>;
 using Pkcs12Ptr = Owned<PKCS12, PKCS12_free>;
 using Pkcs7Ptr = Owned<PKCS7, PKCS7_free>;

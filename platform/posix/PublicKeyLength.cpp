@@ -7,14 +7,14 @@
 
 #include "platform/Certificates.h"
 #include "platform/posix/Ber.h"
-#include "platform/posix/OpenSsl.h"
+#include "platform/posix/PublicKey.h"
 
 namespace platform {
 namespace {
 
 using posix::BerReader;
 
-constexpr std::string_view kRsa = "1.2.840.113549.1.1.1", kEllipticCurve = "1.2.840.10045.2.1";
+constexpr std::string_view kEllipticCurve = "1.2.840.10045.2.1";
 
 // The usual curves (RFC 5480, 2.1.1.1; RFC 5639); others are left to the crypto library.
 struct Curve {
@@ -29,22 +29,6 @@ constexpr auto kCurves = std::to_array<Curve>({{"1.2.840.10045.3.1.7", 256},
                                                {"1.3.36.3.3.2.8.1.1.11", 384},
                                                {"1.3.36.3.3.2.8.1.1.13", 512}});
 
-// Of the modulus of an RSAPublicKey (RFC 8017, A.1.1). 0 for anything odd.
-std::uint32_t RsaLength(ByteView bitString) {
-    if (bitString.empty() || bitString[0] != 0) return 0;
-    const auto key = posix::ReadSingleElement(bitString.subspan(1), posix::kBerSequence);
-    if (!key) return 0;
-    BerReader reader(key->content);
-    const auto modulus = reader.Next(posix::kBerInteger);
-    if (!modulus || !reader.Next(posix::kBerInteger) || !reader.AtEnd()) return 0;
-    ByteView digits = modulus->content;
-    if (digits.empty() || (digits[0] & 0x80) != 0) return 0;
-    while (!digits.empty() && digits[0] == 0)
-        digits = digits.subspan(1);
-    if (digits.empty() || digits.size() > (1U << 16)) return 0;
-    return static_cast<std::uint32_t>(digits.size() * 8) - static_cast<std::uint32_t>(std::countl_zero(digits[0]));
-}
-
 std::uint32_t CurveLength(ByteView parameters) {
     BerReader reader(parameters);
     const auto oid = posix::ReadOid(reader);
@@ -54,21 +38,21 @@ std::uint32_t CurveLength(ByteView parameters) {
 
 // SubjectPublicKeyInfo (RFC 5280, 4.1) of the two common kinds. 0 for others.
 std::uint32_t CommonLength(ByteView info) {
+    if (const auto rsa = posix::ReadRsaPublicKey(info)) {
+        const auto leading = static_cast<std::uint32_t>(std::countl_zero(rsa->modulus[0]));
+        return rsa->modulus.size() > (1U << 16) ? 0 : static_cast<std::uint32_t>(rsa->modulus.size() * 8) - leading;
+    }
     const auto sequence = posix::ReadSingleElement(info, posix::kBerSequence);
     if (!sequence) return 0;
     BerReader reader(sequence->content);
     const auto algorithm = reader.Next(posix::kBerSequence);
-    const auto key = algorithm ? reader.Next(posix::kBerBitString) : std::nullopt;
-    if (!key) return 0;
+    if (!algorithm || !reader.Next(posix::kBerBitString)) return 0;
     BerReader fields(algorithm->content);
-    const auto oid = posix::ReadOid(fields);
-    if (oid == kRsa) return RsaLength(key->content);
-    return oid == kEllipticCurve ? CurveLength(fields.Rest()) : 0;
+    return posix::ReadOid(fields) == kEllipticCurve ? CurveLength(fields.Rest()) : 0;
 }
 
 std::uint32_t LibraryLength(ByteView info) {
-    const unsigned char* in = info.data();
-    const posix::EvpKeyPtr key(d2i_PUBKEY(nullptr, &in, static_cast<long>(info.size())));
+    const posix::EvpKeyPtr key = posix::DecodePublicKey(info);
     const int bits = key ? EVP_PKEY_get_bits(key.get()) : 0;
     // Keys of the Edwards curves are whole octets (RFC 8032); the library tells the bits of the group's order.
     const bool edwards = key && (EVP_PKEY_is_a(key.get(), "ED25519") == 1 || EVP_PKEY_is_a(key.get(), "X25519") == 1);

@@ -9,6 +9,8 @@
 #include <mutex>
 #include <unordered_map>
 
+#include "platform/Hash.h"
+#include "platform/posix/Ber.h"
 #include "platform/posix/Native.h"
 
 namespace platform::posix {
@@ -60,6 +62,70 @@ std::optional<Fingerprint> FingerprintOf(const CertificateContext& certificate) 
     return print;
 }
 
+// The algorithms of nearly all certificates (RFC 4055, 5; RFC 5758, 3.2): those that say all by their name.
+struct NamedScheme {
+    std::string_view oid;
+    SignatureScheme::Kind kind;
+    HashAlgorithm hash;
+};
+constexpr auto kNamedSchemes =
+    std::to_array<NamedScheme>({{"1.2.840.113549.1.1.5", SignatureScheme::Kind::rsaPkcs1, HashAlgorithm::sha1},
+                                {"1.2.840.113549.1.1.11", SignatureScheme::Kind::rsaPkcs1, HashAlgorithm::sha256},
+                                {"1.2.840.113549.1.1.12", SignatureScheme::Kind::rsaPkcs1, HashAlgorithm::sha384},
+                                {"1.2.840.113549.1.1.13", SignatureScheme::Kind::rsaPkcs1, HashAlgorithm::sha512},
+                                {"1.2.840.10045.4.3.2", SignatureScheme::Kind::ecdsa, HashAlgorithm::sha256},
+                                {"1.2.840.10045.4.3.3", SignatureScheme::Kind::ecdsa, HashAlgorithm::sha384},
+                                {"1.2.840.10045.4.3.4", SignatureScheme::Kind::ecdsa, HashAlgorithm::sha512}});
+
+const NamedScheme* SchemeOf(const CERT_INFO& info) {
+    const auto found = std::ranges::find(kNamedSchemes, info.SignatureAlgorithm, &NamedScheme::oid);
+    if (found == kNamedSchemes.end()) return nullptr;
+    constexpr std::array<std::uint8_t, 2> kNull{0x05, 0x00};
+    const bool wantsNull = found->kind == SignatureScheme::Kind::rsaPkcs1;
+    const bool fits =
+        wantsNull ? std::ranges::equal(info.SignatureParameters, kNull) : info.SignatureParameters.empty();
+    return fits ? &*found : nullptr;
+}
+
+// The parts of a certificate that its signature is about (RFC 5280, 4.1.1).
+struct SignedParts {
+    ByteView toBeSigned, signature;
+};
+
+// Empty also if the algorithm inside is not, byte for byte, the one outside, which nobody signs.
+std::optional<SignedParts> SignedPartsOf(ByteView encoded) {
+    const auto certificate = ReadSingleElement(encoded, kBerSequence);
+    if (!certificate) return std::nullopt;
+    BerReader fields(certificate->content);
+    const auto toBeSigned = fields.Next(kBerSequence);
+    const auto outer = toBeSigned ? fields.Next(kBerSequence) : std::nullopt;
+    const auto signature = outer ? fields.Next(kBerBitString) : std::nullopt;
+    if (!signature || !fields.AtEnd() || signature->content.empty() || signature->content[0] != 0) return std::nullopt;
+    BerReader inside(toBeSigned->content);
+    if (inside.NextIs(BerContext(0)) && !inside.Next()) return std::nullopt;
+    const auto inner = inside.Next(kBerInteger) ? inside.Next(kBerSequence) : std::nullopt;
+    if (!inner || !std::ranges::equal(inner->whole, outer->whole)) return std::nullopt;
+    return SignedParts{toBeSigned->whole, signature->content.subspan(1)};
+}
+
+// What is unusual is left to the crypto library, whole.
+bool VerifiesInLibrary(const CertificateContext& certificate, EVP_PKEY* key) {
+    const X509Ptr native = DecodeWithKey(certificate);
+    const bool isSigned = native && X509_verify(native.get(), key) == 1;
+    DrainErrorQueue();
+    return isSigned;
+}
+
+bool Verifies(const CertificateContext& certificate, const CertificateContext& issuer) {
+    EVP_PKEY* key = PublicKeyOf(issuer);
+    if (!key || !NativeOf(certificate)) return false;
+    const NamedScheme* scheme = SchemeOf(certificate.Info());
+    const auto parts = scheme ? SignedPartsOf(certificate.Encoded()) : std::nullopt;
+    if (!parts) return VerifiesInLibrary(certificate, key);
+    return CryptVerifySignature(issuer, {.kind = scheme->kind, .hash = scheme->hash},
+                                Digest(scheme->hash, parts->toBeSigned), parts->signature);
+}
+
 }  // namespace
 
 bool IsSignedBy(const CertificateContext& certificate, const CertificateContext& issuer) {
@@ -70,11 +136,7 @@ bool IsSignedBy(const CertificateContext& certificate, const CertificateContext&
     const Pair pair{*subjectPrint, *issuerPrint};
     if (const auto known = table.Find(pair)) return *known;
 
-    X509* native = NativeOf(certificate);
-    X509* nativeIssuer = NativeOf(issuer);
-    EVP_PKEY* key = nativeIssuer ? X509_get0_pubkey(nativeIssuer) : nullptr;
-    const bool isSigned = native && key && X509_verify(native, key) == 1;
-    DrainErrorQueue();
+    const bool isSigned = Verifies(certificate, issuer);
     table.Keep(pair, isSigned);
     return isSigned;
 }
@@ -96,8 +158,7 @@ bool HasUselessExponent(const EVP_PKEY* key) {
 }
 
 bool HasBreakableKey(const CertificateContext& certificate) {
-    X509* native = NativeOf(certificate);
-    const EVP_PKEY* key = native ? X509_get0_pubkey(native) : nullptr;
+    const EVP_PKEY* key = PublicKeyOf(certificate);
     if (!key) return false;
     switch (EVP_PKEY_get_base_id(key)) {
         case EVP_PKEY_RSA:

@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "platform/formats/DerWriter.h"
+#include "platform/posix/PublicKey.h"
 
 namespace platform::posix {
 namespace {
@@ -129,9 +130,8 @@ std::shared_ptr<PrivateKey::Impl> MakeMemoryKey(EvpKeyPtr key) {
 bool IsKeyOf(const CertificateContext& certificate, ByteView publicKeyInfo) {
     // Equal bytes settle nearly every case without decoding, which costs a good part of a signature.
     if (std::ranges::equal(certificate.Info().SubjectPublicKeyInfo, publicKeyInfo)) return !publicKeyInfo.empty();
-    const EVP_PKEY* wanted = X509_get0_pubkey(NativeOf(certificate));
-    const unsigned char* position = publicKeyInfo.data();
-    const EvpKeyPtr found(d2i_PUBKEY(nullptr, &position, static_cast<long>(publicKeyInfo.size())));
+    const EVP_PKEY* wanted = PublicKeyOf(certificate);
+    const EvpKeyPtr found = DecodePublicKey(publicKeyInfo);
     const bool equal = wanted != nullptr && found && EVP_PKEY_eq(wanted, found.get()) == 1;
     DrainErrorQueue();
     return equal;

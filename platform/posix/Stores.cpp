@@ -55,6 +55,15 @@ X509_CRL* NativeOf(const CrlContext& crl) {
     });
 }
 
+const X509_NAME* IssuerNameOf(const CrlContext& crl) {
+    return crl.Backend()->issuerName.Get(crl.Backend()->issuer, [](ByteView der) {
+        const unsigned char* in = der.data();
+        X509NamePtr name(d2i_X509_NAME(nullptr, &in, static_cast<long>(der.size())));
+        if (!name) DrainErrorQueue();
+        return name;
+    });
+}
+
 }  // namespace posix
 
 ByteView CrlContext::Encoded() const {

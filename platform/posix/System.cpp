@@ -6,7 +6,10 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
+#include <functional>
+#include <string_view>
 
 #include "platform/Error.h"
 #include "platform/Text.h"
@@ -33,6 +36,20 @@ CivilDate DateOfDay(std::int64_t day) {
     const int month = static_cast<int>(marchMonth < 10 ? marchMonth + 3 : marchMonth - 9);
     return {static_cast<int>(yearOfEra + era * 400 + (month <= 2 ? 1 : 0)), month,
             static_cast<int>(dayOfYear - (153 * marchMonth + 2) / 5 + 1)};
+}
+
+// localtime_r alone would not see that the zone has changed. To ask costs a system call: a zone that is set by its
+// variable is seen at once, the host's file within a second.
+void NoticeZone() {
+    thread_local std::time_t asked = 0;
+    thread_local std::size_t zone = 0;
+    const std::time_t now = std::time(nullptr);
+    const char* variable = std::getenv("TZ");
+    const std::size_t set = std::hash<std::string_view>()(variable != nullptr ? variable : "");
+    if (now == asked && zone == set) return;
+    tzset();
+    asked = now;
+    zone = set;
 }
 
 }  // namespace
@@ -94,7 +111,7 @@ FILETIME FileTimeToLocalFileTime(FILETIME moment) {
     const auto seconds = static_cast<std::time_t>(moment / kFileTimeUnitsPerSecond) -
                          static_cast<std::time_t>(kFileTimeOfUnixEpoch / kFileTimeUnitsPerSecond);
     std::tm local{};
-    tzset();  // localtime_r alone would not notice that TZ has changed
+    NoticeZone();
     if (localtime_r(&seconds, &local) == nullptr) return moment;
     const auto shift = static_cast<std::int64_t>(local.tm_gmtoff) * static_cast<std::int64_t>(kFileTimeUnitsPerSecond);
     const FILETIME shifted = moment + static_cast<FILETIME>(shift);

@@ -153,13 +153,8 @@ std::u16string FolderName(std::u16string_view name) {
     return std::u16string(known == kKnownNames.end() ? name : *known);
 }
 
-std::filesystem::path StoresFolder(StoreLocation location) {
-    const auto base = location == StoreLocation::currentUser ? DataFolder() : MachineFolder();
-    return base.empty() ? base : base / "stores";
-}
-
 std::shared_ptr<FolderStore> FolderStoreAt(StoreLocation location, const std::u16string& name) {
-    std::string folder = StoresFolder(location).native();
+    std::string folder = posix::StoresFolder(location);
     if (!folder.empty()) folder.append(1, '/').append(ToUtf8(name));
     return std::make_shared<FolderStore>(
         std::move(folder), name == u"MY" ? FolderStore::Keys::besideCertificates : FolderStore::Keys::none,
@@ -199,11 +194,11 @@ void AddFolderNames(StoreLocation location, std::set<std::u16string>& names) {
     };
     static std::mutex lock;
     static std::map<std::string, Listing> listings;
-    const auto folder = StoresFolder(location);
-    const auto state = folder.empty() ? std::nullopt : posix::FileState::Of(folder);
+    const std::string folder = posix::StoresFolder(location);
+    const auto state = folder.empty() ? std::nullopt : posix::FileState::Of(folder.c_str());
     if (!state) return;
     const std::scoped_lock guard(lock);
-    const auto known = listings.find(folder.native());
+    const auto known = listings.find(folder);
     if (known != listings.end() && known->second.state == *state) {
         names.insert(known->second.names.begin(), known->second.names.end());
         return;
@@ -213,7 +208,7 @@ void AddFolderNames(StoreLocation location, std::set<std::u16string>& names) {
     names.insert(read.begin(), read.end());
     if (!state->SettledAt(moment)) return;
     if (listings.size() >= 16) listings.clear();
-    listings[folder.native()] = {*state, read};
+    listings[folder] = {*state, read};
 }
 
 }  // namespace
@@ -221,15 +216,15 @@ void AddFolderNames(StoreLocation location, std::set<std::u16string>& names) {
 std::filesystem::path posix::StoreFolder(StoreLocation location, std::u16string_view name) {
     const auto folder = FolderName(name);
     if (folder.empty()) return {};
-    const auto base = StoresFolder(location);
-    if (!base.empty()) return base / ToUtf8(folder);
+    const std::string base = StoresFolder(location);
+    if (!base.empty()) return base + '/' + ToUtf8(folder);
     SetLastError(ERROR_PATH_NOT_FOUND);
     return {};
 }
 
 bool posix::HasStores(StoreLocation location) {
-    const auto base = StoresFolder(location);
-    return !base.empty() && FileState::Of(base).has_value();
+    const std::string base = StoresFolder(location);
+    return !base.empty() && FileState::Of(base.c_str()).has_value();
 }
 
 CertStore CertOpenSystemStoreW(std::u16string_view name) {

@@ -68,7 +68,7 @@ class TokenKey final : public PrivateKey::Impl {
         : token_(std::move(token)),
           keyId_(std::move(keyId)),
           certificate_(std::move(certificate)),
-          public_(X509_get0_pubkey(NativeOf(certificate_))),
+          public_(PublicKeyOf(certificate_)),
           algorithm_(AlgorithmOf(public_).value_or(KeyAlgorithm::rsa)) {}
 
     std::shared_ptr<Impl> NewHandle() const override {

@@ -143,7 +143,7 @@ std::optional<std::vector<TokenKeyObject>> KeysOf(const Pkcs11Session& session) 
 }
 
 KeyMatch MatchKey(const CertificateContext& certificate, ByteView certificateId, const TokenKeyObject& key) {
-    const EVP_PKEY* wanted = X509_get0_pubkey(NativeOf(certificate));
+    const EVP_PKEY* wanted = PublicKeyOf(certificate);
     const auto algorithm = AlgorithmOf(wanted);
     if (!algorithm || key.type != KeyTypeOf(*algorithm)) return KeyMatch::no;
     if (!key.publicValue.empty())

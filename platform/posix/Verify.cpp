@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "platform/posix/PublicKey.h"
 #include "platform/posix/SignatureFacts.h"
 #include "platform/posix/SoftwareKey.h"
 
@@ -106,10 +107,7 @@ bool VerifyWith(EVP_PKEY* key, const SignatureScheme& scheme, ByteView digest, B
 
 bool CryptVerifySignature(ByteView subjectPublicKeyInfo, const SignatureScheme& scheme, ByteView digest,
                           ByteView signature) {
-    const unsigned char* position = subjectPublicKeyInfo.data();
-    const posix::EvpKeyPtr key(d2i_PUBKEY(nullptr, &position, static_cast<long>(subjectPublicKeyInfo.size())));
-    const bool whole = key && position == subjectPublicKeyInfo.data() + subjectPublicKeyInfo.size();
-    return VerifyWith(whole ? key.get() : nullptr, scheme, digest, signature);
+    return VerifyWith(posix::DecodePublicKey(subjectPublicKeyInfo).get(), scheme, digest, signature);
 }
 
 bool CryptVerifySignature(const CertificateContext& certificate, const SignatureScheme& scheme, ByteView digest,
@@ -118,8 +116,12 @@ bool CryptVerifySignature(const CertificateContext& certificate, const Signature
         SetLastError(ERROR_INVALID_PARAMETER);
         return false;
     }
-    // The X509 object decoded the key once, when the certificate was read.
-    return VerifyWith(X509_get0_pubkey(posix::NativeOf(certificate)), scheme, digest, signature);
+    const posix::DecodedCertificate& decoded = *certificate.Backend()->decoded;
+    posix::Proof proof{scheme, CopyOf(digest), CopyOf(signature)};
+    if (!signature.empty() && decoded.Knows(proof)) return true;
+    if (!VerifyWith(decoded.PublicKey(), scheme, digest, signature)) return false;
+    decoded.Keep(std::move(proof));
+    return true;
 }
 
 }  // namespace platform

@@ -74,12 +74,16 @@ TEST_P(VerifyScheme, AcceptsTheSignatureAndNothingNearIt) {
     const Bytes digest = Digest(scheme.hash, kContent);
     const Bytes signature = SignContent(key, scheme);
 
+    // A certificate remembers what its key verified: that must not cover for anything else.
+    const auto certificate = CertCreateCertificateContext(tests::Issue({.key = key}).Der());
     EXPECT_TRUE(CryptVerifySignature(info, scheme, digest, signature));
 
     const auto refused = [&](const SignatureScheme& with, const Bytes& over, const Bytes& value, const char* what) {
         SetLastError(ERROR_SUCCESS);
         EXPECT_FALSE(CryptVerifySignature(info, with, over, value)) << what;
         EXPECT_EQ(GetLastError(), NTE_BAD_SIGNATURE) << what;
+        EXPECT_TRUE(CryptVerifySignature(certificate, scheme, digest, signature)) << what;
+        EXPECT_FALSE(CryptVerifySignature(certificate, with, over, value)) << what;
     };
     for (const std::size_t position : {std::size_t{0}, signature.size() / 2, signature.size() - 1}) {
         Bytes changed = signature;
