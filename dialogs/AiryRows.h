@@ -1,13 +1,13 @@
 #pragma once
 
+#include <QAbstractItemView>
 #include <QStyledItemDelegate>
 
-// Rows with air between them, which fingers and eyes hit better.
+// Rows with air between them, which fingers and eyes hit better. A selected row is coloured only while its list has the
+// keyboard, and grey otherwise, so that one sees in which of several lists one is.
 class AiryRows : public QStyledItemDelegate {
   public:
-    using QStyledItemDelegate::QStyledItemDelegate;
-    [[nodiscard]] QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override {
-        const auto size = QStyledItemDelegate::sizeHint(option, index);
-        return {size.width(), size.height() + option.fontMetrics.height() / 2};
-    }
+    explicit AiryRows(QAbstractItemView* list);
+    [[nodiscard]] QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
 };

@@ -1,6 +1,6 @@
 #include "dialogs/CCertificateView.h"
 
-#include <QFileDialog>
+#include <QFile>
 #include <QFontDatabase>
 #include <QFormLayout>
 #include <QHeaderView>
@@ -17,14 +17,17 @@
 
 #include "crypt/CryptCertificate.h"
 #include "crypt/Status.h"
+#include "dialogs/AiryRows.h"
 #include "dialogs/CBitButton.h"
 #include "dialogs/Desktop.h"
+#include "dialogs/FileDialogs.h"
 #include "dialogs/Icons.h"
 #include "dialogs/MessageBox.h"
 #include "dialogs/Texts.h"
 #include "platform/Files.h"
 #include "platform/Text.h"
 #include "src/certificates/ExtensionText.h"
+#include "src/certificates/PublicKeyText.h"
 #include "src/certificates/Wording.h"
 #include "toolkit/CkDateTimeW.h"
 #include "units/Helpers.h"
@@ -33,7 +36,6 @@ namespace {
 
 using dialogs::ToQString;
 
-constexpr int kLongestCell = 200;  // the pane below has the whole value
 constexpr int kClose = 1, kExport = 12, kTabs = 20, kFields = 21, kValue = 22, kPath = 23, kPathStatus = 24;
 
 QLabel* Value(const QString& text, QWidget* parent) {
@@ -58,10 +60,27 @@ QLabel* NameValue(const QString& text, QWidget* parent) {
     return label;
 }
 
-QString Moment(platform::FILETIME moment) {
+// The day as the desktop writes it, with time and zone: 23.11.2026 г. 14:05:00 (UTC+02:00).
+QString Moment(const std::u16string& day, platform::FILETIME moment) {
+    constexpr int kTime = 11, kZone = 19;  // places in 2026-11-23T14:05:00+02:00
     toolkit::CkDateTimeW date;
     date.SetFromFileTime(true, moment);
-    return ToQString(date.GetAsTimestamp(true));
+    const auto stamp = ToQString(date.GetAsTimestamp(true));
+    return QStringLiteral("%1 %2 (UTC%3)").arg(ToQString(day), stamp.mid(kTime, kZone - kTime), stamp.mid(kZone));
+}
+
+// The lines of a value, one behind the other, for a row of the list.
+QString InOneLine(const QString& value) {
+    constexpr int kLongestCell = 200;  // the pane below has the whole value
+    static const QRegularExpression bytes(QStringLiteral("^[0-9a-f]{2}( [0-9a-f]{2})*$"));
+    QString text;
+    for (const auto& raw : value.split(QLatin1Char('\n'), Qt::SkipEmptyParts)) {
+        if (text.size() >= kLongestCell) break;
+        const auto line = raw.simplified();
+        const bool goesOn = text.endsWith(QLatin1Char(':')) || bytes.match(line).hasMatch();
+        text += (text.isEmpty() ? QString() : goesOn ? QStringLiteral(" ") : QStringLiteral(", ")) + line;
+    }
+    return text.left(kLongestCell);
 }
 
 QString Name(const platform::Bytes& der) {
@@ -157,14 +176,19 @@ QWidget* CCertificateView::MakeGeneral() {
 
     auto* const form = new QFormLayout;
     form->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
-    form->addRow(QStringLiteral("Издаден на:"), NameValue(ToQString(texts.GetSubjectName()), page));
+    const auto add = [&](const QString& what, QLabel* value) {
+        auto* const label = new QLabel(what, page);
+        label->setAlignment(Qt::AlignLeft | Qt::AlignTop);  // beside the first line of the value
+        form->addRow(label, value);
+    };
+    add(QStringLiteral("Издаден на:"), NameValue(ToQString(texts.GetSubjectName()), page));
     if (const auto organization = ToQString(texts.GetOrganization()); !organization.isEmpty())
-        form->addRow(QStringLiteral("Организация:"), NameValue(organization, page));
-    form->addRow(QStringLiteral("Издаден от:"), NameValue(ToQString(texts.GetIssuerName()), page));
-    form->addRow(QStringLiteral("Валиден от:"), Value(ToQString(texts.GetValidFrom()), page));
-    form->addRow(QStringLiteral("Валиден до:"), Value(ToQString(texts.GetValidTo()), page));
-    form->addRow(QStringLiteral("Предназначение:"), Value(Purposes(certificate_), page));
-    form->addRow(QStringLiteral("Сериен номер:"), Value(ToQString(texts.GetSerialNumber()), page));
+        add(QStringLiteral("Организация:"), NameValue(organization, page));
+    add(QStringLiteral("Издаден от:"), NameValue(ToQString(texts.GetIssuerName()), page));
+    add(QStringLiteral("Валиден от:"), Value(ToQString(texts.GetValidFrom()), page));
+    add(QStringLiteral("Валиден до:"), Value(ToQString(texts.GetValidTo()), page));
+    add(QStringLiteral("Предназначение:"), Value(Purposes(certificate_), page));
+    add(QStringLiteral("Сериен номер:"), Value(ToQString(texts.GetSerialNumber()), page));
 
     auto* const layout = new QVBoxLayout(page);
     layout->addWidget(MakeBanner(dialogs::Icon("certificate"), QStringLiteral("Сертификат")));
@@ -178,15 +202,16 @@ QWidget* CCertificateView::MakeGeneral() {
 std::vector<CCertificateView::Field> CCertificateView::Fields() const {
     const auto& info = certificate_.Info();
     tessaly::CryptCertificate texts(certificate_, true);
-    std::vector<Field> fields{
-        {QStringLiteral("Версия"), QStringLiteral("V%1").arg(info.dwVersion + 1)},
-        {QStringLiteral("Сериен номер"), ToQString(texts.GetSerialNumber())},
-        {QStringLiteral("Алгоритъм на подписа"), Identifier(info.SignatureAlgorithm)},
-        {QStringLiteral("Издател"), Name(info.Issuer)},
-        {QStringLiteral("Валиден от"), Moment(info.NotBefore)},
-        {QStringLiteral("Валиден до"), Moment(info.NotAfter)},
-        {QStringLiteral("Притежател"), Name(info.Subject)},
-        {QStringLiteral("Публичен ключ"), ToQString(platform::CryptFormatPublicKey(certificate_))}};
+    std::vector<Field> fields{{QStringLiteral("Версия"), QStringLiteral("V%1").arg(info.dwVersion + 1)},
+                              {QStringLiteral("Сериен номер"), ToQString(texts.GetSerialNumber())},
+                              {QStringLiteral("Алгоритъм на подписа"), Identifier(info.SignatureAlgorithm)},
+                              {QStringLiteral("Издател"), Name(info.Issuer)},
+                              {QStringLiteral("Валиден от"), Moment(texts.GetValidFrom(), info.NotBefore)},
+                              {QStringLiteral("Валиден до"), Moment(texts.GetValidTo(), info.NotAfter)},
+                              {QStringLiteral("Притежател"), Name(info.Subject)},
+                              {QStringLiteral("Публичен ключ"),
+                               ToQString(certificates::PublicKeyText(info.SubjectPublicKeyInfo,
+                                                                     platform::CertGetPublicKeyLength(certificate_)))}};
     for (const auto& extension : info.rgExtension)
         fields.push_back(
             {ExtensionTitle(extension), ToQString(certificates::ExtensionText(extension.pszObjId, extension.Value))});
@@ -196,23 +221,21 @@ std::vector<CCertificateView::Field> CCertificateView::Fields() const {
 }
 
 QWidget* CCertificateView::MakeDetails() {
-    auto* const splitter = new QSplitter(Qt::Vertical, this);
+    auto* const page = new QWidget(this);
+    auto* const splitter = new QSplitter(Qt::Vertical, page);
     splitter->setChildrenCollapsible(false);
     auto* const list = new QTreeWidget(splitter);
     list->setObjectName(QString::number(kFields));
     list->setAccessibleName(QStringLiteral("Полета"));
     list->setRootIsDecorated(false);
     list->setUniformRowHeights(true);
+    list->setItemDelegate(new AiryRows(list));
     list->setHeaderLabels({QStringLiteral("Поле"), QStringLiteral("Стойност")});
     list->setTextElideMode(Qt::ElideMiddle);
     for (const auto& field : fields_)
-        new QTreeWidgetItem(list, {field.name, field.value.simplified().left(kLongestCell)});
+        new QTreeWidgetItem(list, {field.name, InOneLine(field.value)});
     list->header()->resizeSection(0, 20 * fontMetrics().height());
-    auto* const value = new QPlainTextEdit(splitter);
-    value->setObjectName(QString::number(kValue));
-    value->setAccessibleName(QStringLiteral("Стойност на полето"));
-    value->setReadOnly(true);
-    value->setTabChangesFocus(true);
+    auto* const value = MakeReading(kValue, QStringLiteral("Стойност на полето"), splitter);
     value->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
     connect(list, &QTreeWidget::currentItemChanged, value, [this, list, value](QTreeWidgetItem* item) {
         const int row = list->indexOfTopLevelItem(item);
@@ -223,7 +246,9 @@ QWidget* CCertificateView::MakeDetails() {
     list->setCurrentItem(list->topLevelItem(0));
     splitter->setStretchFactor(0, 3);
     splitter->setStretchFactor(1, 2);
-    return splitter;
+    auto* const layout = new QVBoxLayout(page);
+    layout->addWidget(splitter);
+    return page;
 }
 
 // From the root down to the certificate, as people draw it.
@@ -233,9 +258,11 @@ QWidget* CCertificateView::MakePath() {
     tree->setObjectName(QString::number(kPath));
     tree->setAccessibleName(QStringLiteral("Път на сертифициране"));
     tree->setHeaderHidden(true);
+    tree->setItemDelegate(new AiryRows(tree));
     auto* const status = Value(QString(), page);
     status->setObjectName(QString::number(kPathStatus));
     status->setMinimumHeight(3 * fontMetrics().height());
+    status->setAlignment(Qt::AlignLeft | Qt::AlignTop);
 
     QTreeWidgetItem* above = nullptr;
     for (int depth = static_cast<int>(chain_.elements.size()) - 1; depth >= 0; --depth) {
@@ -271,28 +298,22 @@ void CCertificateView::ShowElement(int depth) {
 }
 
 void CCertificateView::Export() {
-    QFileDialog dialog(this, QStringLiteral("Запис на сертификата"),
-                       QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation),
-                       QStringLiteral("DER (*.cer);;PEM (*.pem)"));
-    dialog.setAcceptMode(QFileDialog::AcceptSave);
-    dialog.setDefaultSuffix(QStringLiteral("cer"));
-    dialog.selectFile(FileName(certificate_));
-    connect(&dialog, &QFileDialog::filterSelected, &dialog, [&dialog](const QString& filter) {
-        dialog.setDefaultSuffix(filter.startsWith(QStringLiteral("PEM")) ? QStringLiteral("pem")
-                                                                         : QStringLiteral("cer"));
-    });
-    if (dialog.exec() == QDialog::Accepted && !dialog.selectedFiles().isEmpty())
-        WriteTo(dialog.selectedFiles().front());
+    const std::filesystem::path folder =
+        QFile::encodeName(QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation)).toStdString();
+    const auto file = dialogs::AskSaveFile(QStringLiteral("Запис на сертификата"),
+                                           folder / QFile::encodeName(FileName(certificate_)).toStdString(),
+                                           {QStringLiteral("DER (*.cer)"), QStringLiteral("PEM (*.pem)")});
+    if (file) WriteTo(*file);
 }
 
-void CCertificateView::WriteTo(const QString& file) const {
+void CCertificateView::WriteTo(const std::filesystem::path& file) const {
     const auto pem = platform::PemOfCertificate(certificate_.Encoded());
-    const bool asPem = file.endsWith(QStringLiteral(".pem"), Qt::CaseInsensitive);
-    if (platform::WriteWholeFile(dialogs::FromQString(file), asPem ? platform::AsBytes(pem) : certificate_.Encoded()))
-        return;
+    const auto ending = QString::fromStdString(file.extension().string());
+    const bool asPem = ending.compare(QStringLiteral(".pem"), Qt::CaseInsensitive) == 0;
+    if (platform::WriteWholeFile(file, asPem ? platform::AsBytes(pem) : certificate_.Encoded())) return;
     const auto why = tessaly::FormatErrorText(platform::GetLastError());
     dialogs::ShowMessageBox(
-        {dialogs::FromQString(file) + u"\n" + why, units::LoadStringW(288), ui::Message::Icon::error});
+        {platform::ToWide(file.string()) + u"\n" + why, units::LoadStringW(288), ui::Message::Icon::error});
 }
 
 // In heights of a line of the font that the window has, which the person may enlarge.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <vector>
 
 #include "dialogs/CTessalyDialog.h"
@@ -29,7 +30,7 @@ class CCertificateView : public CTessalyDialog {
     [[nodiscard]] std::vector<Field> Fields() const;
     void ShowElement(int depth);
     void Export();
-    void WriteTo(const QString& file) const;
+    void WriteTo(const std::filesystem::path& file) const;
     void KeepReadable();
 
     platform::CertificateContext certificate_;

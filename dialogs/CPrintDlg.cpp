@@ -127,6 +127,11 @@ bool CPrintDlg::AskPrinter(QPrinter& printer) {
     dialog.setOption(QAbstractPrintDialog::PrintSelection, false);
     dialog.setOption(QAbstractPrintDialog::PrintPageRange, false);
     dialog.setOption(QAbstractPrintDialog::PrintCurrentPage, false);
+    // The report has one page, no part of which can be chosen; hidden, the box would come back with the next printer.
+    if (auto* const range = dialog.findChild<QWidget*>(QStringLiteral("gbPrintRange"))) {
+        range->setEnabled(false);
+        range->setFixedSize(0, 0);
+    }
     return dialogs::RunDialog(dialog) == QDialog::Accepted;
 }
 

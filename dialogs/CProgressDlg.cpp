@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPainter>
 #include <QProgressBar>
 #include <QVBoxLayout>
 
@@ -29,6 +30,14 @@ CProgressDlg::CProgressDlg(const QString& file) : bar_(new QProgressBar(this)) {
     layout->addWidget(bar_);
     layout->addWidget(new QLabel(QStringLiteral("Моля почакайте..."), this));
     setMinimumWidth(26 * fontMetrics().height());
+}
+
+// No window manager draws a frame around it, and below may be a window of the same colour.
+void CProgressDlg::paintEvent(QPaintEvent* event) {
+    CTessalyDialog::paintEvent(event);
+    QPainter painter(this);
+    painter.setPen(palette().color(QPalette::Disabled, QPalette::WindowText));
+    painter.drawRect(rect().adjusted(0, 0, -1, -1));
 }
 
 // The person's input waits until the operation is over.

@@ -17,6 +17,9 @@ class CProgressDlg : public CTessalyDialog {
     // Esc ends no operation.
     void reject() override {}
 
+  protected:
+    void paintEvent(QPaintEvent* event) override;
+
   private:
     QProgressBar* bar_;
 };

@@ -190,11 +190,7 @@ void CResultsDlg::MakeContent(QGridLayout& grid) {
 }
 
 QLayout* CResultsDlg::MakeComment() {
-    comment_ = new QPlainTextEdit(this);
-    comment_->setObjectName(QString::number(kComment));
-    comment_->setAccessibleName(QStringLiteral("Коментар:"));
-    comment_->setReadOnly(true);
-    comment_->setTabChangesFocus(true);
+    comment_ = MakeReading(kComment, QStringLiteral("Коментар:"), this);
     comment_->setMinimumHeight(kCommentLines * fontMetrics().height());
     auto* const label = new QLabel(QStringLiteral("&Коментар:"), this);
     label->setBuddy(comment_);

@@ -17,6 +17,7 @@ namespace {
 
 enum Role { kIndex = Qt::UserRole, kLevel };
 constexpr int kText = 0, kState = 1;
+constexpr int kLongestLine = 100;  // of a tool tip; what is longer goes on below
 
 }  // namespace
 
@@ -114,8 +115,12 @@ QString CSignatureTree::ToolTipAt(const QPoint& place) const {
     if (entry == nullptr) return item != nullptr ? dialogs::PlainToolTip(item->text(kText)) : toolTip();
     const auto lines = QStringList{item->text(kText), QStringLiteral("Подпис: ") + dialogs::OneLine(entry->signMessage),
                                    QStringLiteral("Сертификат: ") + dialogs::OneLine(entry->certMessage), toolTip()};
-    return QStringLiteral("<qt>%1</qt>")
-        .arg(lines.join(QLatin1Char('\n')).toHtmlEscaped().replace(QLatin1Char('\n'), QStringLiteral("<br>")));
+    QString tip;
+    for (const auto& line : lines)
+        tip += QStringLiteral("<p style='margin:0; white-space:%1'>%2</p>")
+                   .arg(line.size() > kLongestLine ? QStringLiteral("normal") : QStringLiteral("pre"),
+                        line.toHtmlEscaped());
+    return tip;
 }
 
 QSize CSignatureTree::sizeHint() const {

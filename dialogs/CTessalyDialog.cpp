@@ -4,12 +4,14 @@
 #include <QFontDatabase>
 #include <QHBoxLayout>
 #include <QPainter>
+#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QVBoxLayout>
 
 #include "dialogs/CBitButton.h"
 #include "dialogs/CElidedLabel.h"
 #include "dialogs/Desktop.h"
+#include "dialogs/Icons.h"
 
 namespace {
 
@@ -43,6 +45,7 @@ class Picture : public QWidget {
 
 CTessalyDialog::CTessalyDialog() : QDialog(dialogs::OwnerWidget()) {
     setFont(DialogFont(font()));
+    setWindowIcon(dialogs::Icon("sign"));
     setWindowFlag(Qt::WindowContextHelpButtonHint, false);
 }
 
@@ -62,6 +65,7 @@ void CTessalyDialog::OpenAt(int across, int down) {
 QWidget* CTessalyDialog::MakeBanner(const QIcon& icon, const QString& subject, const QString& remark) {
     auto* const banner = new QWidget(this);
     banner->setMinimumHeight(kBannerHeight);
+    banner->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
     auto* const row = new QHBoxLayout(banner);
     row->setContentsMargins(0, 0, 0, 0);
     auto* const picture = new Picture(icon, banner);
@@ -88,6 +92,15 @@ CBitButton* CTessalyDialog::MakePictureButton(const QString& text, int id, const
     return button;
 }
 
+QPlainTextEdit* CTessalyDialog::MakeReading(int id, const QString& accessibleName, QWidget* parent) {
+    auto* const text = new QPlainTextEdit(parent);
+    text->setObjectName(QString::number(id));
+    text->setAccessibleName(accessibleName);
+    text->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+    text->setTabChangesFocus(true);
+    return text;
+}
+
 CBitButton* CTessalyDialog::MakeOkButton() {
     auto* const ok = MakePictureButton(QStringLiteral("OK"), 1, "ok");
     ok->setDefault(true);
@@ -104,7 +117,7 @@ QPushButton* CTessalyDialog::MakeButton(const QString& text, int id) {
 
 void CTessalyDialog::AddRowCommand(QWidget& list, const QString& text, const std::function<void()>& run) {
     auto* const command = new QAction(text, &list);
-    command->setShortcuts({QKeySequence(Qt::ALT | Qt::Key_Return), QKeySequence(Qt::ALT | Qt::Key_Enter)});
+    command->setShortcuts({QKeySequence(Qt::ALT | Qt::Key_Enter), QKeySequence(Qt::ALT | Qt::Key_Return)});
     command->setShortcutContext(Qt::WidgetShortcut);
     connect(command, &QAction::triggered, this, run);
     list.addAction(command);

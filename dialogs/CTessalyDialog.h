@@ -6,6 +6,7 @@
 #include <functional>
 
 class CBitButton;
+class QPlainTextEdit;
 class QPushButton;
 
 // The base of all dialogs: their font, their owner and the pieces that they are laid out with. Esc cancels.
@@ -28,6 +29,8 @@ class CTessalyDialog : public QDialog {
     QPushButton* MakeButton(const QString& text, int id);
     // The same with a drawing of res/icons before its text.
     CBitButton* MakePictureButton(const QString& text, int id, const char* picture);
+    // A text over several lines to read, select and copy, also with the keyboard.
+    static QPlainTextEdit* MakeReading(int id, const QString& accessibleName, QWidget* parent);
     // The only way out of a window that just shows something: "OK", id 1, the default.
     CBitButton* MakeOkButton();
     // What a double click on a row does, for the keyboard: in the list's menu and on Alt+Enter, by which desktops show

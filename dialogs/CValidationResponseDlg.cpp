@@ -74,11 +74,7 @@ void CValidationResponseDlg::MakeControls() {
     list_->setAllColumnsShowFocus(true);
     list_->setTextElideMode(Qt::ElideMiddle);
     list_->setItemDelegate(new AiryRows(list_));
-    text_ = new QPlainTextEdit(this);
-    text_->setObjectName(QString::number(kText));
-    text_->setReadOnly(true);
-    text_->setTabChangesFocus(true);
-    text_->setAccessibleName(dialogs::ToQString(units::LoadStringW(372)));
+    text_ = MakeReading(kText, dialogs::ToQString(units::LoadStringW(372)), this);
     auto* const ok = MakeOkButton();
     connect(list_, &QTreeWidget::itemSelectionChanged, this, &CValidationResponseDlg::ShowRow);
     auto* const layout = new QVBoxLayout(this);

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "dialogs/Display.h"
+#include "dialogs/ToolkitWords.h"
 #include "src/Norvik.h"
 #include "src/ui/UserInterface.h"
 
@@ -38,6 +39,7 @@ class OwnApplication {
         QApplication::setQuitOnLastWindowClosed(false);
         if (texts_.load(QStringLiteral("qtbase_bg"), QLibraryInfo::path(QLibraryInfo::TranslationsPath)))
             QCoreApplication::installTranslator(&texts_);
+        QCoreApplication::installTranslator(&words_);
     }
     OwnApplication(const OwnApplication&) = delete;
     OwnApplication& operator=(const OwnApplication&) = delete;
@@ -48,6 +50,7 @@ class OwnApplication {
     char* arguments_[4] = {name_, option_, platform_.data(), nullptr};
     int count_ = 3;
     QTranslator texts_;
+    ToolkitWords words_;
     std::unique_ptr<QApplication> app_;
 };
 

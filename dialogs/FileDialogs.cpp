@@ -2,13 +2,21 @@
 
 #include <QDir>
 #include <QFileDialog>
+#include <QFileSystemModel>
+#include <QHeaderView>
+#include <QIdentityProxyModel>
+#include <QLocale>
+#include <QTreeView>
 
 #include "dialogs/Desktop.h"
+#include "dialogs/Icons.h"
 #include "dialogs/Texts.h"
 #include "units/Helpers.h"
 
 namespace dialogs {
 namespace {
+
+constexpr int kName = 0, kSize = 1;  // columns of the list
 
 // The first pair of a filter text "words (pattern)|pattern||". The pattern for all files would leave out names without
 // a dot here.
@@ -16,12 +24,44 @@ QString NameFilter(const std::u16string& text) {
     return ToQString(text).section(QLatin1Char('|'), 0, 0).replace(QStringLiteral("*.*"), QStringLiteral("*"));
 }
 
+// "pem" of "PEM (*.pem)"; empty for all files.
+QString SuffixOf(const QString& filter) {
+    return filter.section(QStringLiteral("(*."), 1).section(QLatin1Char(')'), 0, 0);
+}
+
+// The toolkit takes the words for sizes from the language of the process.
+class BulgarianSizes : public QIdentityProxyModel {
+  public:
+    using QIdentityProxyModel::QIdentityProxyModel;
+    [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override {
+        const auto* const files = qobject_cast<const QFileSystemModel*>(sourceModel());
+        const auto source = mapToSource(index);
+        if (index.column() != kSize || role != Qt::DisplayRole || files == nullptr || files->isDir(source))
+            return QIdentityProxyModel::data(index, role);
+        return QLocale(QLocale::Bulgarian)
+            .formattedDataSize(files->size(source), 1, QLocale::DataSizeTraditionalFormat);
+    }
+};
+
+// Where the toolkit's own dialog stands in for the desktop's: room for the words in its list.
+void FitList(QFileDialog& dialog) {
+    dialog.setProxyModel(new BulgarianSizes(&dialog));
+    const int unit = dialog.fontMetrics().height();
+    if (const auto* const list = dialog.findChild<QTreeView*>(QStringLiteral("treeView"))) {
+        list->header()->setSectionResizeMode(QHeaderView::ResizeToContents);
+        list->header()->setSectionResizeMode(kName, QHeaderView::Stretch);
+        dialog.resize(58 * unit, 32 * unit);
+    }
+}
+
 std::optional<std::filesystem::path> Choose(QFileDialog& dialog, const QString& acceptText) {
+    dialog.setWindowIcon(Icon("open"));
     dialog.setLabelText(QFileDialog::LookIn, QStringLiteral("Папка:"));
     dialog.setLabelText(QFileDialog::FileName, QStringLiteral("&Име на файла:"));
     dialog.setLabelText(QFileDialog::FileType, QStringLiteral("Файлове от тип:"));
     dialog.setLabelText(QFileDialog::Accept, acceptText);
     dialog.setLabelText(QFileDialog::Reject, QStringLiteral("Отказ"));
+    FitList(dialog);
     if (RunDialog(dialog) != QDialog::Accepted || dialog.selectedFiles().isEmpty()) return std::nullopt;
     return QFile::encodeName(dialog.selectedFiles().front()).toStdString();
 }
@@ -34,10 +74,14 @@ std::optional<std::filesystem::path> AskOpenFile(const QString& title) {
     return Choose(dialog, QStringLiteral("&Отвори"));
 }
 
-std::optional<std::filesystem::path> AskSaveFile(const QString& title, const std::filesystem::path& proposed) {
-    QFileDialog dialog(OwnerWidget(), title, QFile::decodeName(proposed.parent_path().c_str()),
-                       NameFilter(units::LoadStringW(327)));
+std::optional<std::filesystem::path> AskSaveFile(const QString& title, const std::filesystem::path& proposed,
+                                                 const QStringList& filters) {
+    QFileDialog dialog(OwnerWidget(), title, QFile::decodeName(proposed.parent_path().c_str()));
     dialog.setAcceptMode(QFileDialog::AcceptSave);
+    dialog.setNameFilters(filters.isEmpty() ? QStringList{NameFilter(units::LoadStringW(327))} : filters);
+    dialog.setDefaultSuffix(SuffixOf(filters.value(0)));
+    QObject::connect(&dialog, &QFileDialog::filterSelected, &dialog,
+                     [&dialog](const QString& filter) { dialog.setDefaultSuffix(SuffixOf(filter)); });
     dialog.selectFile(QFile::decodeName(proposed.filename().c_str()));
     return Choose(dialog, QStringLiteral("&Съхрани"));
 }

@@ -4,6 +4,7 @@
 #include <QPushButton>
 
 #include "dialogs/Desktop.h"
+#include "dialogs/Icons.h"
 #include "dialogs/Texts.h"
 
 namespace dialogs {
@@ -32,6 +33,7 @@ void ShowMessageBox(const ui::Message& message) {
     box.setText(ToQString(message.text));
     box.setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
     box.setIcon(BoxIcon(message.icon));
+    box.setWindowIcon(Icon("sign"));
     auto* const ok = box.addButton(QStringLiteral("ОК"), QMessageBox::AcceptRole);
     ok->setObjectName(QStringLiteral("1"));
     box.setDefaultButton(ok);

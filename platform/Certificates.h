@@ -129,8 +129,6 @@ struct CERT_ACCESS_DESCRIPTION {
 };
 std::optional<std::vector<CERT_ACCESS_DESCRIPTION>> DecodeAccessDescriptions(ByteView der);  // RFC 5280, 4.2.2.1
 
-// For people, over several lines: the public key with its parameters, in the technical English of the crypto library.
-std::u16string CryptFormatPublicKey(const CertificateContext& certificate);
 // The field's name of an identifier, else the identifier itself.
 std::string OidName(std::string_view oid);
 // RFC 7468, 5.

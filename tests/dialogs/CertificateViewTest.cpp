@@ -4,6 +4,7 @@
 #include <QMessageBox>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QRegularExpression>
 #include <QTimer>
 #include <QTreeWidget>
 #include <filesystem>
@@ -28,34 +29,43 @@ class CertificateView : public tests::DialogFixture {
     }
 };
 
-TEST_F(CertificateView, TellsTheStatementsOfAQualifiedCertificateInWords) {
+TEST_F(CertificateView, TellsExtensionsInWordsAndBrokenOrUnknownOnesAsBytes) {
     auto spec = Spec();
-    // QcCompliance, QcSSCD, QcType esign, a limit of 500 hundreds of EUR, and one that nobody knows
-    spec.extra = {{"1.3.6.1.5.5.7.1.3",
-                   false,
-                   {0x30, 0x4A, 0x30, 0x08, 0x06, 0x06, 0x04, 0x00, 0x8E, 0x46, 0x01, 0x01, 0x30, 0x08, 0x06, 0x06,
-                    0x04, 0x00, 0x8E, 0x46, 0x01, 0x04, 0x30, 0x13, 0x06, 0x06, 0x04, 0x00, 0x8E, 0x46, 0x01, 0x06,
-                    0x30, 0x09, 0x06, 0x07, 0x04, 0x00, 0x8E, 0x46, 0x01, 0x06, 0x01, 0x30, 0x16, 0x06, 0x06, 0x04,
-                    0x00, 0x8E, 0x46, 0x01, 0x02, 0x30, 0x0C, 0x13, 0x03, 'E',  'U',  'R',  0x02, 0x02, 0x01, 0xF4,
-                    0x02, 0x01, 0x02, 0x30, 0x07, 0x06, 0x03, 0x2A, 0x03, 0x04, 0x05, 0x00}}};
-    spec.extra[0].value[1] = static_cast<std::uint8_t>(spec.extra[0].value.size() - 2);
+    spec.extra = {
+        {"2.5.29.32", true, {0x30, 0x84, 0xFF, 0xFF, 0xFF, 0xFF, 0x01}},
+        {"1.3.6.1.5.5.7.1.3", false, {0x30, 0x0A, 0x30, 0x08, 0x06, 0x06, 0x04, 0x00, 0x8E, 0x46, 0x01, 0x01}},
+        {"1.2.3.4.5", false, {0xDE, 0xAD, 0xBE, 0xEF}},
+        {"2.5.29.31", false, {}}};
     CCertificateView view(tests::ContextOf(tests::Issue(spec)));
-    EXPECT_EQ(ValueOf(view, QStringLiteral("Изявления за квалифициран сертификат")).toStdString(),
-              "Квалифициран сертификат по правото на ЕС\nЧастният ключ е в квалифицирано устройство\n"
-              "Вид: електронен подпис\nГраница на стойността на сделките: 500 × 10^2 EUR\n1.2.3.4: ?");
+    EXPECT_EQ(ValueOf(view, QStringLiteral("Изявления за квалифициран сертификат")),
+              QStringLiteral("Квалифициран сертификат по правото на ЕС"));
+    EXPECT_EQ(ValueOf(view, QStringLiteral("1.2.3.4.5")), QStringLiteral("de ad be ef"));
+    EXPECT_EQ(ValueOf(view, QStringLiteral("Политики на сертификата (критично)")),
+              QStringLiteral("30 84 ff ff ff ff 01"));
 }
 
-TEST_F(CertificateView, ShowsBrokenAndUnknownExtensionsAsBytes) {
-    auto spec = Spec();
-    spec.extra = {{"2.5.29.32", true, {0x30, 0x84, 0xFF, 0xFF, 0xFF, 0xFF, 0x01}},
-                  {"1.3.6.1.5.5.7.1.3", false, {0x30, 0x05, 0x30, 0x80}},
-                  {"1.2.3.4.5", false, {0xDE, 0xAD, 0xBE, 0xEF}},
-                  {"2.5.29.31", false, {}}};
-    CCertificateView view(tests::ContextOf(tests::Issue(spec)));
-    EXPECT_TRUE(ValueOf(view, QStringLiteral("1.2.3.4.5")).contains(QStringLiteral("de ad be ef")));
-    EXPECT_TRUE(ValueOf(view, QStringLiteral("Политики на сертификата (критично)"))
-                    .contains(QStringLiteral("30 84 ff ff ff ff 01")));
-    EXPECT_TRUE(ValueOf(view, QStringLiteral("Изявления за квалифициран сертификат")).contains(QStringLiteral("80")));
+TEST_F(CertificateView, TellsThePublicKeyWithItsLengthAndAllItsBytes) {
+    using tests::KeyType;
+    const struct {
+        KeyType type;
+        const char16_t* head;
+        qsizetype octets;
+    } cases[] = {{KeyType::rsa2048, u"RSA, 2048 бита\nЕкспонента: 65537\nМодул:\n", 256},
+                 {KeyType::p384, u"Елиптична крива, 384 бита\nКрива: P-384\nТочка:\n", 97},
+                 {KeyType::dsa2048, u"DSA, 2048 бита\nКлюч:\n", 256}};
+    for (const auto& [type, head, octets] : cases) {
+        auto spec = Spec();
+        spec.key = tests::TestKey(type);
+        const auto made = tests::Issue(spec);
+        CCertificateView view(tests::ContextOf(made));
+        auto value = ValueOf(view, QStringLiteral("Публичен ключ"));
+        const auto beginning = QString::fromUtf16(head);
+        ASSERT_TRUE(value.startsWith(beginning)) << value.toStdString();
+        const auto digits = value.mid(beginning.size()).remove(QRegularExpression(QStringLiteral("\\s"))).toUpper();
+        EXPECT_GE(digits.size(), 2 * octets);
+        EXPECT_TRUE(tests::Hex(made.PublicKeyInfo()).find(digits.toStdString()) != std::string::npos);
+        EXPECT_EQ(Control<QTreeWidget>(view, "21").currentItem()->text(1).left(6), value.left(6)) << "in the list";
+    }
 }
 
 TEST_F(CertificateView, WritesTheCertificateAsDerOrPemAndAsksBeforeItReplacesAFile) {

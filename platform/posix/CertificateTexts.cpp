@@ -2,7 +2,6 @@
 #include <openssl/pem.h>
 
 #include "platform/Certificates.h"
-#include "platform/Text.h"
 #include "platform/posix/OpenSsl.h"
 
 namespace platform {
@@ -11,26 +10,7 @@ namespace {
 using posix::BioPtr;
 using ObjectPtr = posix::Owned<ASN1_OBJECT, ASN1_OBJECT_free>;
 
-std::u16string TextOf(BIO* bio) {
-    char* text = nullptr;
-    const auto size = BIO_get_mem_data(bio, &text);
-    return size > 0 ? ToWide({text, static_cast<std::size_t>(size)}) : std::u16string();
-}
-
 }  // namespace
-
-std::u16string CryptFormatPublicKey(const CertificateContext& certificate) {
-    const auto& der = certificate.Info().SubjectPublicKeyInfo;
-    const auto* at = der.data();
-    const posix::EvpKeyPtr key(d2i_PUBKEY(nullptr, &at, static_cast<long>(der.size())));
-    const BioPtr bio(BIO_new(BIO_s_mem()));
-    if (bio && (!key || EVP_PKEY_print_public(bio.get(), key.get(), 0, nullptr) != 1)) {
-        BIO_reset(bio.get());
-        BIO_dump(bio.get(), reinterpret_cast<const char*>(der.data()), static_cast<int>(der.size()));
-    }
-    posix::DrainErrorQueue();
-    return bio ? TextOf(bio.get()) : std::u16string();
-}
 
 std::string OidName(std::string_view oid) {
     const ObjectPtr object(OBJ_txt2obj(std::string(oid).c_str(), 1));
