@@ -164,7 +164,8 @@ const CRYPT_ATTRIBUTE* CertFindAttribute(std::string_view oid, const CRYPT_ATTRI
 // The value of a signingTime (RFC 5652 11.3): UTCTime or GeneralizedTime, whole. Empty with the last error set.
 std::optional<FILETIME> DecodeChoiceOfTime(ByteView der);
 
-// The certificates and CRLs that the message carries, in a memory store (CERT_STORE_PROV_MSG). What does not decode is
+// The certificates, CRLs and OCSP answers that the message carries, also as its signers' unsigned attributes
+// certificate-values and revocation-values, in a memory store (CERT_STORE_PROV_MSG). What does not decode is
 // left out. Null with the last error set if the message is none that could carry any.
 CertStore CertOpenMessageStore(const CryptMsg& message);
 // All certificates of the store that the identifier fits, each once, in the store's order, at most 8 of them: more than

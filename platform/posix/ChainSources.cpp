@@ -92,6 +92,7 @@ void ChainSources::AddOwnStores(const CertificateContext& leaf, const CertStore&
         if (!store) continue;
         issuers_.push_back(FoldersOf(store));
         crlStores_.push_back(issuers_.back());
+        std::ranges::move(store.Backend()->OcspAnswers(), std::back_inserter(ocspAnswers_));
     }
 }
 

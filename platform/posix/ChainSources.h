@@ -36,6 +36,8 @@ class ChainSources {
     // distrusted, and a root that was issued anew under its old number does not become so.
     [[nodiscard]] bool IsDistrusted(const CertificateContext& certificate) const;
     [[nodiscard]] const std::vector<CrlContext>& Crls();
+    // OCSPResponses in DER that came along with the certificate.
+    [[nodiscard]] const std::vector<Bytes>& OcspAnswers() const { return ocspAnswers_; }
     // For this question, beside those of the stores.
     void AddCrl(const CrlContext& crl);
 
@@ -59,6 +61,7 @@ class ChainSources {
     std::map<std::string, std::vector<CertificateContext>> foundIssuers_;  // by the name in DER
     std::function<void(ChainSources&)> openCrlStores_;
     std::optional<std::vector<CrlContext>> crls_;
+    std::vector<Bytes> ocspAnswers_;
 };
 
 // Whether TrustSystemRoots lets the system's ROOT stores count.

@@ -25,6 +25,16 @@ std::vector<CrlContext> MemoryStore::Crls() {
     return crls_;
 }
 
+std::vector<Bytes> MemoryStore::OcspAnswers() {
+    const std::scoped_lock lock(lock_);
+    return ocspAnswers_;
+}
+
+void MemoryStore::AddOcspAnswers(const std::vector<Bytes>& answers) {
+    const std::scoped_lock lock(lock_);
+    std::ranges::copy(answers, std::back_inserter(ocspAnswers_));
+}
+
 // The first one, where several match.
 CertificateContext* MemoryStore::FindMatch(const CertificateContext& certificate) {
     CertificateContext* match = nullptr;

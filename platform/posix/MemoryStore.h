@@ -1,5 +1,5 @@
 #pragma once
-// Certificates and CRLs held in memory: of a message, a file, a PFX.
+// Certificates, CRLs and OCSP answers held in memory: of a message, a file, a PFX.
 
 #include <mutex>
 #include <string>
@@ -17,6 +17,8 @@ class MemoryStore : public CertStore::Impl {
   public:
     std::vector<CertificateContext> Certificates() override;
     std::vector<CrlContext> Crls() override;
+    std::vector<Bytes> OcspAnswers() override;
+    void AddOcspAnswers(const std::vector<Bytes>& answers) override;
     bool Add(const CertificateContext& certificate, std::uint32_t disposition) override;
     bool AddCrl(const CrlContext& crl) override;
     bool Remove(const CertificateContext& certificate) override;
@@ -30,6 +32,7 @@ class MemoryStore : public CertStore::Impl {
     // Places by serial number: a list of thousands must not be searched from its start for each addition.
     std::unordered_multimap<std::string, std::size_t> bySerial_;
     std::vector<CrlContext> crls_;
+    std::vector<Bytes> ocspAnswers_;
 };
 
 }  // namespace platform::posix

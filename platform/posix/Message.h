@@ -59,6 +59,8 @@ class DecodedMessage final : public CryptMsg::Impl {
     // Encoded certificates and CRLs, in the order of the message. Views last as long as the message.
     const std::vector<ByteView>& Certificates();
     const std::vector<ByteView>& Crls();
+    // What stands among the CRLs in formats of other kinds: [1] OtherRevocationInfoFormat (RFC 5652, 10.2.1).
+    const std::vector<ByteView>& OtherRevocationInfos();
 
   private:
     enum class State { message, data, complete };
@@ -74,6 +76,7 @@ class DecodedMessage final : public CryptMsg::Impl {
     bool OpenOther();
     [[nodiscard]] cms::ContentDigests WantedDigests() const;
     bool PassContent(const MessageSink& take);
+    void ReadRevocationInfos();
 
     bool detached_;
     State state_ = State::message;
@@ -87,6 +90,7 @@ class DecodedMessage final : public CryptMsg::Impl {
     bool digested_ = false;
     std::vector<Checked> checked_;
     std::optional<std::vector<ByteView>> certificates_, crls_;
+    std::vector<ByteView> otherInfos_;
     Bytes crlBytes_;
 };
 

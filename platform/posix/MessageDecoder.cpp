@@ -74,14 +74,14 @@ bool PassSource(ByteSource& source, const MessageSink& take) {
 }
 
 // The elements that stand in a row, as far as they decode and as many as are taken.
-std::vector<ByteView> ElementsIn(ByteView contents) {
+std::vector<ByteView> ElementsIn(ByteView contents, std::uint8_t tag = tag::kSequence) {
     std::vector<ByteView> elements;
     DerReader reader(contents, DerRules::ber);
     while (elements.size() < kMostMessageCertificates) {
         const auto element = reader.Next();
         if (!element) break;
         // Attribute certificates and other formats stand under tags of their own.
-        if (element->tag == tag::kSequence) elements.push_back(element->encoded);
+        if (element->tag == tag) elements.push_back(element->encoded);
     }
     return elements;
 }
@@ -226,10 +226,20 @@ const std::vector<ByteView>& DecodedMessage::Certificates() {
 }
 
 const std::vector<ByteView>& DecodedMessage::Crls() {
-    if (crls_) return *crls_;
+    ReadRevocationInfos();
+    return *crls_;
+}
+
+const std::vector<ByteView>& DecodedMessage::OtherRevocationInfos() {
+    ReadRevocationInfos();
+    return otherInfos_;
+}
+
+void DecodedMessage::ReadRevocationInfos() {
+    if (crls_) return;
     if (parts_.crls) crlBytes_ = cms::ReadContents(*source_, *parts_.crls).value_or(Bytes{});
     crls_ = ElementsIn(crlBytes_);
-    return *crls_;
+    otherInfos_ = ElementsIn(crlBytes_, tag::ContextConstructed(1));
 }
 
 DecodedMessage* ReadMessage(const CryptMsg& message) {

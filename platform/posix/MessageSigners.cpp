@@ -6,6 +6,7 @@
 #include "platform/cms/CertificateIds.h"
 #include "platform/cms/SignatureCheck.h"
 #include "platform/posix/Message.h"
+#include "platform/posix/MessageProof.h"
 #include "platform/posix/Native.h"
 
 namespace platform {
@@ -115,15 +116,22 @@ CERT_ID posix::CertIdOf(const cms::SignerInfo& signer) {
 CertStore CertOpenMessageStore(const CryptMsg& message) {
     DecodedMessage* decoded = posix::ReadSignedMessage(message);
     if (decoded == nullptr) return {};
+    posix::MessageProof proof{.certificates = decoded->Certificates(), .crls = decoded->Crls(), .ocspAnswers = {}};
+    for (const ByteView info : decoded->OtherRevocationInfos())
+        proof.AddOtherInfo(info);
+    for (const cms::SignerInfo& signer : decoded->Signers())
+        proof.AddAttributes(signer.unsignedAttributes);
+
     auto store = CertOpenMemoryStore();
-    for (const auto encoded : decoded->Certificates()) {
+    for (const auto encoded : proof.certificates) {
         const auto certificate = CertCreateCertificateContext(encoded);
         if (certificate) CertAddCertificateContextToStore(store, certificate, CERT_STORE_ADD_ALWAYS);
     }
-    for (const auto encoded : decoded->Crls()) {
+    for (const auto encoded : proof.crls) {
         const auto crl = CertCreateCRLContext(encoded);
         if (crl) CertAddCRLContextToStore(store, crl);
     }
+    store.Backend()->AddOcspAnswers(proof.ocspAnswers);
     return store;
 }
 

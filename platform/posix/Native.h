@@ -101,6 +101,9 @@ class CertStore::Impl {
     virtual ~Impl() = default;
     virtual std::vector<CertificateContext> Certificates() = 0;
     virtual std::vector<CrlContext> Crls() { return {}; }
+    // OCSPResponses in DER that came with a message; other stores hold none.
+    virtual std::vector<Bytes> OcspAnswers() { return {}; }
+    virtual void AddOcspAnswers(const std::vector<Bytes>& /*answers*/) {}
     // The lookups have defaults that walk Certificates(); a store with an index answers faster.
     virtual CertificateContext FindBySha1(ByteView sha1);
     // By the name in canonical form, because a chain's names often differ in their encoding (RFC 5280, 7.1). Whoever

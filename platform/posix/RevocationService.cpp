@@ -38,9 +38,33 @@ RevocationFinding RevocationService::Of(const CandidatePath& path, std::size_t i
 }
 
 RevocationFinding RevocationService::Ask(Path path, Reach reach) {
-    const RevocationStatus status = CheckCrls(path, at_, sources_);
+    const RevocationStatus status = AskHere(path);
     if (status != RevocationStatus::unknown || reach == Reach::here) return {status, false};
     return AskNetwork(path);
+}
+
+// Whoever says revoked is believed.
+RevocationStatus RevocationService::AskHere(Path path) {
+    const RevocationStatus byCrls = CheckCrls(path, at_, sources_);
+    if (byCrls == RevocationStatus::revoked) return byCrls;
+    const RevocationStatus byAnswers = OfCarriedAnswers(path);
+    return byAnswers == RevocationStatus::unknown ? byCrls : byAnswers;
+}
+
+RevocationStatus RevocationService::OfCarriedAnswers(Path path) {
+    if (sources_.OcspAnswers().empty() || path.size() < 2) return RevocationStatus::unknown;
+    const OcspQuestion question(path);
+    if (!question) return RevocationStatus::unknown;
+    const auto [entry, isNew] = carried_.try_emplace(question.Key(), RevocationStatus::unknown);
+    RevocationStatus& status = entry->second;
+    if (!isNew) return status;
+    for (const Bytes& response : sources_.OcspAnswers()) {
+        const auto answer = question.Judge(response, OcspQuestion::Nonce::ignore, at_, sources_);
+        if (!answer) continue;
+        if (answer->status == RevocationStatus::revoked) return status = RevocationStatus::revoked;
+        if (answer->status == RevocationStatus::good) status = RevocationStatus::good;
+    }
+    return status;
 }
 
 // What was learnt of one certificate while one after the other is asked.

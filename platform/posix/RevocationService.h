@@ -1,5 +1,6 @@
 #pragma once
-// Whether one certificate of a path is revoked: by the CRLs on this machine, then by whom the certificate names.
+// Whether one certificate of a path is revoked: by the CRLs on this machine and what came along, then by whom the
+// certificate names.
 
 #include <map>
 
@@ -30,6 +31,8 @@ class RevocationService {
   private:
     using Path = std::span<const CertificateContext>;
     RevocationFinding Ask(Path path, Reach reach);
+    RevocationStatus AskHere(Path path);
+    RevocationStatus OfCarriedAnswers(Path path);
     RevocationFinding AskNetwork(Path path);
     struct Inquiry;
     void AskResponders(Path path, Inquiry& inquiry);
@@ -53,6 +56,7 @@ class RevocationService {
     AnswerCache cache_;
     std::map<std::string, CrlContext> crls_;           // by address
     std::map<std::string, RevocationStatus> answers_;  // of responders, by the question's key
+    std::map<std::string, RevocationStatus> carried_;  // the same of answers that came along
 };
 
 // Brings what the service finds into the chain of this path, from its upper end downwards. Below a revoked authority
