@@ -41,6 +41,12 @@ TEST_F(VerifyCommandTest, TellsGoodFromBadInEveryForm) {
     Document("changed.p7m", ReadFile(Documents() / "a.txt.p7m"));
     Change("changed.p7m", "the content");
     Document("changed.txt", "the content that differs");
+    auto unknown = ReadFile(Documents() / "a.txt.p7m");
+    unknown.at(unknown.rfind("*\x86H\x86\xF7\r\x01\x01\x0B") + 8) = '\x7E';  // of the signature's algorithm
+    Document("unknown.p7m", unknown);
+    RunProgram({"openssl", "cms", "-encrypt", "-outform", "DER", "-in", "a.txt", "-out", "secret.p7m",
+                profile_.Write("signer.pem", pki_.signer.Pem())},
+               {.folder = Documents()});
     Document("cut.p7m", ReadFile(Documents() / "a.txt.p7m").substr(0, 900));
     Document("empty.p7m", "");
     Document("open.p7m", std::string("\x30\x80\x06\x09*\x86H\x86\xF7\r\x01\x07\x02\xA0\x84\xFF\xFF\xFF\xFF", 19));
@@ -59,6 +65,8 @@ TEST_F(VerifyCommandTest, TellsGoodFromBadInEveryForm) {
           {{"a.txt.p7s", "--data", "missing.txt"}, 2, "missing.txt"},
           {{"a.txt.p7s", "--data", ""}, 2, "--data"},
           {{"a.txt.p7s", "--data", "."}, 3, "Това е папка, а не файл."},
+          {{"unknown.p7m"}, 1, "алгоритъмът на подписа не се поддържа"},
+          {{"secret.p7m"}, 1, "от друг вид, например шифрирано"},
           {{"a.txt"}, 1, notSigned},
           {{"cut.p7m"}, 1, notSigned},
           {{"empty.p7m"}, 1, notSigned},

@@ -43,6 +43,7 @@ struct SignerFindings {
     std::vector<AttributeFindings> signedAttributes, unsignedAttributes;
     bool digestMatches = false;  // what the signer says of the content (true without signed attributes)
     bool signatureGood = false;  // the value, under the certificate's key
+    bool unsupported = false;    // an algorithm of the signer is not known here, and the value was not looked at
     bool passed = false;         // both, and nothing else is wrong with the signer
 };
 

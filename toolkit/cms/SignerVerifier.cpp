@@ -82,6 +82,8 @@ Fault CheckValue(const SignerInfo& signer, const ContentDigests& content, HashAl
     if (candidates.empty()) return "Cannot find the signing certificate.";
     findings.certificate = candidates.front();
     const SchemeChoice choice = ChooseScheme(signer.signatureAlgorithm, digest);
+    findings.unsupported =
+        choice.fault == SchemeFault::unknownAlgorithm || choice.fault == SchemeFault::needsWholeMessage;
     if (choice.fault != SchemeFault::none) return std::string(TextOf(choice.fault));
     SignatureCheck check(signer, digest, content);
     Fault fault = signer.signedAttributesContents
@@ -139,7 +141,8 @@ void CheckDigest(const SignerInfo& signer, const ContentDigests& digests, Signer
 void CheckSigner(const SignerInfo& signer, const std::string& contentType, const ContentDigests& digests,
                  const CertificatePool& pool, SignerFindings& findings, OperationLog& log) {
     const auto algorithm = platform::HashFromOid(signer.digestAlgorithm.oid);
-    if (!algorithm || !digests.Knows(*algorithm)) return;
+    findings.unsupported = !algorithm || !digests.Knows(*algorithm);
+    if (findings.unsupported) return;
     const Fault form = CheckForm(signer, contentType, digests);
     if (!form.empty()) log.Line(form);
     const Fault value = CheckValue(signer, digests, *algorithm, pool, findings);

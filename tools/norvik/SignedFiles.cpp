@@ -105,6 +105,8 @@ std::string SignatureLine(const verification::SignatureEntry& entry, const Signe
     if (holds) return line;
     if (entry.signStatus != 0) line += "   " + platform::ToUtf8(entry.signMessage) + "\n";
     if (entry.signStatus == platform::CRYPT_E_HASH_VALUE) line += "   данните не са тези, които са подписани\n";
+    if (findings != nullptr && findings->unsupported)
+        line += "   алгоритъмът на подписа не се поддържа и подписът не може да се провери\n";
     return line;
 }
 
@@ -184,6 +186,8 @@ std::string FaultText(const verification::MessageFault& fault) {
             return "във файла няма подписи";
         case platform::CRYPT_E_NOT_FOUND:
             return "подписът е отделен, във файла няма данни";
+        case platform::CRYPT_E_UNEXPECTED_MSG_TYPE:
+            return "файлът не е подписан: съдържанието му е от друг вид, например шифрирано";
         case platform::ERROR_HANDLE_EOF:
         case platform::ERROR_READ_FAULT:
             return Explain(fault.Code());
