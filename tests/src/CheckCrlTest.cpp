@@ -138,17 +138,6 @@ TEST_F(CheckCrlTest, CannotTellWithoutAListOrARoutine) {
     EXPECT_EQ(Asked().size(), asked);
 }
 
-TEST_F(CheckCrlTest, FollowsRedirectsButNotIntoFilesOrInACircle) {
-    const Certificate leaf = Leaf({Url("/moved")});
-    Serve("/crl", TextOf(Listing(leaf)));
-    pages_["/moved"] = HttpAnswer::Redirect("/crl");
-    EXPECT_EQ(Check(leaf).status, kRevoked);
-    pages_["/moved"] = HttpAnswer::Redirect("file://" + profile_.Write("http.crl", TextOf(MakeCrl(root_))).string());
-    EXPECT_EQ(Check(leaf).status, kUndecided);
-    pages_["/moved"] = HttpAnswer::Redirect("/moved");
-    EXPECT_EQ(Check(leaf).status, kUndecided);
-}
-
 TEST_F(CheckCrlTest, LeavesOneFileOfTheAddressThatOnlyItsOwnerReads) {
     const Certificate leaf = Leaf({Url("/crl?a=b")});
     const auto crl = TextOf(MakeCrl(root_));

@@ -100,19 +100,10 @@ TEST_F(PfxSource, LeavesTheStoreClosedWhenThePersonCancelsOrNobodyIsThere) {
 TEST_F(PfxSource, CallsEverythingThatIsNoPfxAWrongPassword) {
     const auto bytes = tests::MakePfx({.certificates = {owner_}, .password = "x"});
     const std::string whole(platform::AsText(bytes));
-    const auto expectInvalid = [this](const std::string& content, const std::string& password) {
-        const auto file = profile_.Write("a.pfx", content);
-        EXPECT_EQ(FailureOf(file.u16string(), password), "Invalid password for " + file.string()) << content.size();
-    };
     for (const auto& content : {std::string(), std::string("plain text"), owner_.Pem(),
-                                whole.substr(0, whole.size() / 2), std::string("\x30\x80\x02\x01\x03", 5)})
-        expectInvalid(content, "");
-    for (std::size_t length = 1; length < whole.size(); length += 37)
-        expectInvalid(whole.substr(0, length), "x");
-    for (std::size_t place = 0; place < whole.size(); place += 61) {
-        auto changed = whole;
-        changed[place] = static_cast<char>(changed[place] ^ 0x10);
-        expectInvalid(changed, "x");
+                                whole.substr(0, whole.size() / 2), std::string("\x30\x80\x02\x01\x03", 5)}) {
+        const auto file = profile_.Write("a.pfx", content);
+        EXPECT_EQ(FailureOf(file.u16string(), ""), "Invalid password for " + file.string()) << content.size();
     }
     EXPECT_TRUE(script_.questions.empty()) << "nobody is asked for the password of what has none";
 }

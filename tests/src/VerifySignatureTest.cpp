@@ -1,7 +1,10 @@
 #include <ctime>
+#include <fstream>
 
 #include "src/signing/SignEngine.h"
+#include "src/verification/SignedFile.h"
 #include "tests/src/VerificationTest.h"
+#include "tests/support/ChainWorld.h"
 #include "tests/support/TsaServer.h"
 
 namespace {
@@ -127,6 +130,35 @@ TEST_F(VerifySignature, GivesEachSignerAnEntryAndTheDigestOfTheFirst) {
     EXPECT_EQ(entries[0].digest, entries[1].digest);
 }
 
+// Nobody answers: the chain says so, and then the certificate's own addresses were asked, too, without an answer.
+TEST_F(VerifySignature, TellsOfTheCertificateWhatTheChainSaysAndWhetherItNamesACrl) {
+    auto spec = PersonSpec("Person", 3);
+    const Certificate other = Issue(AuthoritySpec("Other CA", 4), pki_.root);
+    const auto none = EntryOf(Issue(spec, other), {other});
+    EXPECT_EQ(none.certStatus, platform::CRYPT_E_NO_REVOCATION_CHECK);
+    EXPECT_TRUE(none.noCrlUrl);
+
+    spec.crlUrls = {"http://127.0.0.1:9/none.crl"};
+    const Certificate person = Issue(spec, other);
+    InstallCertificate(profile_, "CA", other);
+    const auto verdict = tessaly::CryptCertificate(person.Der()).BuildChain(tessaly::CryptStore(u"ROOT"));
+    EXPECT_EQ(verdict.status, platform::CRYPT_E_REVOCATION_OFFLINE);
+    const auto named = EntryOf(person, {other});
+    EXPECT_EQ(named.certStatus, platform::CRYPT_E_NO_REVOCATION_CHECK);
+    EXPECT_EQ(named.certMessage, u"Функцията за анулиране не успя да провери отмяната на сертификата.");
+    EXPECT_FALSE(named.noCrlUrl);
+
+    for (const auto& [from, to, validity] : {std::tuple{-9, -1, 1}, std::tuple{1, 9, -1}}) {  // days from now
+        spec.notBefore = std::time(nullptr) + from * kDay;
+        spec.notAfter = std::time(nullptr) + to * kDay;
+        const auto entry = EntryOf(Issue(spec, pki_.ca), {pki_.ca});
+        EXPECT_EQ(entry.certStatus, platform::CERT_E_EXPIRED);
+        EXPECT_EQ(entry.certMessage, tessaly::StatusText(platform::CERT_E_EXPIRED));
+        EXPECT_EQ(entry.certTimeValidity, validity);
+        EXPECT_EQ(entry.signStatus, 0U);
+    }
+}
+
 TEST_F(VerifySignature, LooksForTheDataUnderTheNameLessFourCharacters) {
     const auto signature = ReadFile(Detached());
     Document("a.txt", "words");
@@ -192,6 +224,42 @@ TEST_F(VerifySignature, LeavesTheEntriesThatWereMade) {
     for (const auto& entry : entries)
         ExpectGood(entry);
     EXPECT_LE(entries.size(), 1U);
+}
+
+TEST_F(VerifySignature, ASignatureMovedToOtherContentOrWithAnotherValueIsBad) {
+    const auto one = ReadFile(Attached("one.p7m", "words")), two = ReadFile(Attached("two.p7m", "other"));
+    auto moved = one;
+    moved.replace(moved.find("words"), 5, "other");
+    const auto content = std::move(Verify(Document("moved.p7m", moved)).at(0));
+    EXPECT_EQ(content.signStatus, platform::CRYPT_E_HASH_VALUE);
+    EXPECT_EQ(content.signMessage, tessaly::StatusText(content.signStatus));
+    EXPECT_EQ(content.certStatus, 0U) << "the certificate is judged all the same";
+    moved = two;
+    moved.back() ^= 1;  // of the signature's value
+    EXPECT_EQ(Verify(Document("moved.p7m", moved)).at(0).signStatus, platform::TRUST_E_BAD_DIGEST);
+}
+
+// The file grows, shrinks or is written anew after it was opened.
+TEST_F(VerifySignature, AFileThatChangesUnderneathIsNotCalledGood) {
+    const std::string content(3 << 20, 'x');
+    const auto file = Attached("big.p7m", content);
+    const auto verifyAfter = [&](const std::function<void()>& change) {
+        SignatureEntries entries;
+        const auto source = verification::OpenSource(file);
+        change();
+        try {
+            verification::VerifyMessage({.message = source, .openData = [] { return nullptr; }}, entries);
+        } catch (const std::runtime_error&) {
+            return false;
+        }
+        return entries.at(0).signStatus == 0;
+    };
+    EXPECT_TRUE(verifyAfter([] {}));
+    EXPECT_FALSE(verifyAfter([&] { std::fstream(file).seekp(1'000'000).put('y'); }));
+    Attached("big.p7m", content);
+    EXPECT_FALSE(verifyAfter([&] { fs::resize_file(file, 1'000'000); }));
+    Attached("big.p7m", content);
+    EXPECT_TRUE(verifyAfter([&] { fs::remove(file); })) << "what was opened is still whole";
 }
 
 }  // namespace
