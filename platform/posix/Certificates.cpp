@@ -7,8 +7,8 @@
 #include "platform/Hash.h"
 #include "platform/posix/Ber.h"
 #include "platform/posix/DecodedTable.h"
+#include "platform/posix/EncodedKeys.h"
 #include "platform/posix/Native.h"
-#include "platform/posix/PublicKey.h"
 
 namespace platform {
 namespace {

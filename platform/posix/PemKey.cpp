@@ -6,6 +6,7 @@
 
 #include <algorithm>
 
+#include "platform/posix/EncodedKeys.h"
 #include "platform/posix/SoftwareKey.h"
 
 namespace platform::posix {
@@ -57,8 +58,18 @@ ErrorCode DecryptionError() {
     return code;
 }
 
+EvpKeyPtr RsaKeyFrom(const PKCS8_PRIV_KEY_INFO* info) {
+    const ASN1_OBJECT* algorithm = nullptr;
+    const unsigned char* key = nullptr;
+    int size = 0;
+    if (PKCS8_pkey_get0(&algorithm, &key, &size, nullptr, info) != 1 || size < 0) return nullptr;
+    return OBJ_obj2nid(algorithm) == NID_rsaEncryption ? DecodeRsaPrivateKey({key, static_cast<std::size_t>(size)})
+                                                       : nullptr;
+}
+
 EvpKeyPtr FromPkcs8Info(const PKCS8_PRIV_KEY_INFO* info) {
-    EvpKeyPtr key(EVP_PKCS82PKEY(info));
+    EvpKeyPtr key = RsaKeyFrom(info);
+    if (!key) key.reset(EVP_PKCS82PKEY(info));
     if (!key) SetLastError(CRYPT_E_BAD_ENCODE);
     DrainErrorQueue();
     return key;

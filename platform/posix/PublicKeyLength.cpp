@@ -7,7 +7,7 @@
 
 #include "platform/Certificates.h"
 #include "platform/posix/Ber.h"
-#include "platform/posix/PublicKey.h"
+#include "platform/posix/EncodedKeys.h"
 
 namespace platform {
 namespace {

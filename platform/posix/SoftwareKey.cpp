@@ -6,7 +6,7 @@
 #include <algorithm>
 
 #include "platform/formats/DerWriter.h"
-#include "platform/posix/PublicKey.h"
+#include "platform/posix/EncodedKeys.h"
 
 namespace platform::posix {
 namespace {

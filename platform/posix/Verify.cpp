@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-#include "platform/posix/PublicKey.h"
+#include "platform/posix/EncodedKeys.h"
 #include "platform/posix/SignatureFacts.h"
 #include "platform/posix/SoftwareKey.h"
 
