@@ -94,6 +94,7 @@ void ChainSources::AddOwnStores(const CertificateContext& leaf, const CertStore&
         crlStores_.push_back(issuers_.back());
         std::ranges::move(store.Backend()->OcspAnswers(), std::back_inserter(ocspAnswers_));
     }
+    if (!ocspAnswers_.empty()) message_ = leaf.Store();
 }
 
 void ChainSources::AddHostTiers(bool rootsAreTrusted) {
@@ -118,6 +119,10 @@ void ChainSources::AddFolders(std::u16string_view name, std::vector<CertStore>& 
         if (store) folders.push_back(SnapshotOf(store));
     }
     stores.insert(stores.end(), folders.begin(), folders.end());
+}
+
+std::vector<CertificateContext> ChainSources::MessageCertificates() const {
+    return message_ ? CertEnumCertificatesInStore(message_) : std::vector<CertificateContext>();
 }
 
 bool ChainSources::OpenNextTier(bool incomplete) {

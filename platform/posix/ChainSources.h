@@ -36,8 +36,10 @@ class ChainSources {
     // distrusted, and a root that was issued anew under its old number does not become so.
     [[nodiscard]] bool IsDistrusted(const CertificateContext& certificate) const;
     [[nodiscard]] const std::vector<CrlContext>& Crls();
-    // OCSPResponses in DER that came along with the certificate.
+    // OCSPResponses in DER that came along with the certificate in a message.
     [[nodiscard]] const std::vector<Bytes>& OcspAnswers() const { return ocspAnswers_; }
+    // The message's certificates, if there are such answers.
+    [[nodiscard]] std::vector<CertificateContext> MessageCertificates() const;
     // For this question, beside those of the stores.
     void AddCrl(const CrlContext& crl);
 
@@ -55,6 +57,7 @@ class ChainSources {
     // Most machines have none: one question instead of one for each store.
     const bool machineHasStores_ = HasStores(StoreLocation::localMachine);
     std::vector<CertStore> issuers_, roots_, distrusted_, crlStores_;
+    CertStore message_;                                                    // null without OCSP answers in it
     CertStore added_;                                                      // among the issuers, once there are any
     std::map<std::u16string, std::vector<CertStore>> folders_;             // opened already, by name
     std::vector<Tier> tiers_;                                              // those that are not open yet

@@ -190,6 +190,13 @@ bool IsSignedByWhoMay(const Answer& answer, Path path, FILETIME at, ChainSources
             CertCreateCertificateContext(EncodeDer<i2d_X509>(sk_X509_value(certificates, i)));
         if (signer && IsDelegate(signer, path, at, sources) && IsSignedBy(answer, signer)) return true;
     }
+    // Messages for long-term use may hold the responder's certificate in place of the answer.
+    int tried = 0;
+    for (const CertificateContext& signer : sources.MessageCertificates()) {
+        if (!NativeOf(signer) || !MaySignAnswers(signer)) continue;
+        if (++tried > kMostSigners) return false;
+        if (IsDelegate(signer, path, at, sources) && IsSignedBy(answer, signer)) return true;
+    }
     return false;
 }
 

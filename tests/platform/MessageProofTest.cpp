@@ -88,13 +88,14 @@ class MessageProofs : public tests::MessageFixture {
         world_.AddCrl(MakeCrl(root_));
         WriteSigner("signer", signer_);
     }
-    [[nodiscard]] Bytes Answer(const OcspSpec& spec) const {
+    [[nodiscard]] Bytes Answer(const OcspSpec& spec, const Certificate* delegate = nullptr) const {
         const std::array<CertificateContext, 2> path = {ContextOf(signer_), ContextOf(ca_)};
-        return AnswerOcsp(posix::OcspQuestion(path).Request(), ca_, ca_, spec);
+        return AnswerOcsp(posix::OcspQuestion(path).Request(), ca_, delegate ? *delegate : ca_, spec);
     }
     [[nodiscard]] tests::CrlSpec Listing() const { return {.revoked = {{signer_.Serial(), std::time(nullptr), 1}}}; }
-    ErrorCode Verdict(const Bytes& infos, const Bytes& attributes) {
-        const auto found = tests::Judge(tests::Read(Carrying(Sign({"-nodetach"}), infos, attributes)));
+    ErrorCode Verdict(const Bytes& infos, const Bytes& attributes, std::vector<std::string> options = {}) {
+        options.push_back("-nodetach");
+        const auto found = tests::Judge(tests::Read(Carrying(Sign(options), infos, attributes)));
         EXPECT_EQ(found.status, 0U);
         return world_.VerdictWithCrls(found.certificate);
     }
@@ -124,6 +125,18 @@ TEST_F(MessageProofs, OcspAnswersCountWhereverTheyStand) {
     }
     world_.AddCrl(MakeCrl(ca_));
     EXPECT_EQ(Verdict(OtherInfo(Answer(revoked)), {}), CRYPT_E_REVOKED) << "also beside a CRL that clears";
+}
+
+TEST_F(MessageProofs, TheRespondersCertificateMayStandInTheMessage) {
+    tests::CertificateSpec spec = tests::PersonSpec("Responder", 6);
+    for (const bool isResponder : {false, true}) {
+        spec.extendedKeyUsage = isResponder ? "OCSPSigning" : "emailProtection";
+        const Certificate delegate = Issue(spec, ca_);
+        const Bytes info = OtherInfo(Answer({}, &delegate));
+        EXPECT_EQ(Verdict(info, {}), kUnknown) << "nobody knows it";
+        profile_.Write("responder.pem", delegate.Pem());
+        EXPECT_EQ(Verdict(info, {}, {"-certfile", "responder.pem"}), isResponder ? 0U : kUnknown);
+    }
 }
 
 TEST_F(MessageProofs, SignersValuesCountLikeThoseOfTheMessage) {

@@ -40,7 +40,8 @@ void AddReport(CLI::App& norvik, Action& chosen) {
     command->add_option("--data", options->data, "Данните на отделен подпис (по подразбиране: името без .p7s)")
         ->option_text("ФАЙЛ");
     command->add_flag("--letter", options->letter, "На лист Letter вместо A4");
-    command->add_flag("--offline", options->offline, "Не търси в мрежата: важат само CRL от хранилищата и от файла");
+    command->add_flag("--offline", options->offline,
+                      "Не търси в мрежата: важат CRL от хранилищата и каквото носи файлът");
     command->footer(
         "Състоянието в справката е „Валиден“, когато подписът е верен, какъвто и да е сертификатът; иначе е\n"
         "това на сертификата. Пълната преценка дава norvik verify. Не е нужен екран. Горният и долният\n"

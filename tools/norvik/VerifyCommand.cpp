@@ -128,7 +128,8 @@ void AddVerify(CLI::App& norvik, Action& chosen) {
         command->add_option("--data", options->data, "Данните на отделен подпис (по подразбиране: името без .p7s)")
             ->option_text("ФАЙЛ");
     auto* json = command->add_flag("--json", options->json, "Извежда всичко намерено като JSON");
-    command->add_flag("--offline", options->offline, "Не търси в мрежата: важат само CRL от хранилищата и от файла");
+    command->add_flag("--offline", options->offline,
+                      "Не търси в мрежата: важат CRL от хранилищата и каквото носи файлът");
     command->add_flag("--dialog", options->dialog, "Показва резултата в прозорец")->excludes(data)->excludes(json);
     command->footer(
         "Проверява се, че подписът е направен над тези данни, че сертификатът води до доверен корен и не е\n"
