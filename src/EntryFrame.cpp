@@ -26,6 +26,7 @@ bool JsonArrayFailure::operator()(std::u16string_view what) const {
     toolkit::CkJsonObjectW answer;
     FillError(answer, what);
     toolkit::CkJsonArrayW answers;
+    answers.put_EmitCompact(compact);
     answers.AddObjectCopyAt(-1, answer);
     callback(context, answers.Emit());
     return false;

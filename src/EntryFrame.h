@@ -14,7 +14,8 @@
 #include "src/Norvik.h"
 #include "units/Helpers.h"
 
-// One object (an array of one, on one line) with "Error" and "ErrorMessage" goes to the callback; the result is false.
+// One object (an array of one, on one line if compact) with "Error" and "ErrorMessage" goes to the callback; the result
+// is false.
 struct JsonFailure {
     NorvikJsonCallback callback;
     std::uint64_t context;
@@ -23,6 +24,7 @@ struct JsonFailure {
 struct JsonArrayFailure {
     NorvikJsonCallback callback;
     std::uint64_t context;
+    bool compact = true;
     bool operator()(std::u16string_view what) const;
 };
 // The record callbacks get error and message. The result is the one that the function has for a failure.

@@ -132,7 +132,7 @@ void NorvikSignInfo2(const char16_t* file, const char16_t* dataFile, NorvikSignI
 }
 
 bool NorvikSignInfoJson(const char16_t* request, NorvikJsonCallback callback, uint64_t context) {
-    return EntryFrame::Run(JsonArrayFailure{callback, context},
+    return EntryFrame::Run(JsonArrayFailure{callback, context, false},
                            [&] { return verification::ReportSignInfoJson(request, callback, context); });
 }
 
