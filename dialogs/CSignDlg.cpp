@@ -64,7 +64,7 @@ QWidget* CSignDlg::MakeCertificates() {
     list_->setModel(new TextTable(list_, {TableText(275), TableText(276), TableText(277)},
                                   static_cast<int>(question_.certificates.size()),
                                   [this](int row, int column) { return CertificateText(row, column); }));
-    list_->SetColumnWidths({260, 240, 100});
+    list_->SetColumnWidths({300, 220, 90});
     list_->SetEmptyText(
         QStringLiteral("Няма валиден сертификат.\nВнесете сертификат с ключа му в хранилището „MY“ или поставете "
                        "картата и опитайте отново."));

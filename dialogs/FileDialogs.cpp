@@ -9,6 +9,7 @@
 #include <QTreeView>
 
 #include "dialogs/Desktop.h"
+#include "dialogs/FileType.h"
 #include "dialogs/Icons.h"
 #include "dialogs/Texts.h"
 #include "units/Helpers.h"
@@ -16,7 +17,7 @@
 namespace dialogs {
 namespace {
 
-constexpr int kName = 0, kSize = 1;  // columns of the list
+constexpr int kName = 0, kSize = 1, kType = 2;  // columns of the list
 
 // The first pair of a filter text "words (pattern)|pattern||". The pattern for all files would leave out names without
 // a dot here.
@@ -29,15 +30,16 @@ QString SuffixOf(const QString& filter) {
     return filter.section(QStringLiteral("(*."), 1).section(QLatin1Char(')'), 0, 0);
 }
 
-// The toolkit takes the words for sizes from the language of the process.
-class BulgarianSizes : public QIdentityProxyModel {
+// Sizes and types, for which the toolkit takes the words from the language of the process.
+class BulgarianCells : public QIdentityProxyModel {
   public:
     using QIdentityProxyModel::QIdentityProxyModel;
     [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override {
         const auto* const files = qobject_cast<const QFileSystemModel*>(sourceModel());
         const auto source = mapToSource(index);
-        if (index.column() != kSize || role != Qt::DisplayRole || files == nullptr || files->isDir(source))
-            return QIdentityProxyModel::data(index, role);
+        const bool ours = role == Qt::DisplayRole && (index.column() == kSize || index.column() == kType);
+        if (!ours || files == nullptr || files->isDir(source)) return QIdentityProxyModel::data(index, role);
+        if (index.column() == kType) return TypeName(QFile::encodeName(files->filePath(source)).toStdString());
         return QLocale(QLocale::Bulgarian)
             .formattedDataSize(files->size(source), 1, QLocale::DataSizeTraditionalFormat);
     }
@@ -45,7 +47,7 @@ class BulgarianSizes : public QIdentityProxyModel {
 
 // Where the toolkit's own dialog stands in for the desktop's: room for the words in its list.
 void FitList(QFileDialog& dialog) {
-    dialog.setProxyModel(new BulgarianSizes(&dialog));
+    dialog.setProxyModel(new BulgarianCells(&dialog));
     const int unit = dialog.fontMetrics().height();
     if (const auto* const list = dialog.findChild<QTreeView*>(QStringLiteral("treeView"))) {
         list->header()->setSectionResizeMode(QHeaderView::ResizeToContents);

@@ -13,7 +13,6 @@ using testing::AllOf;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
-using testing::StartsWith;
 
 constexpr char kLibrary[] = NORVIK_BINARY_DIR "/lib/libNorvik.so";
 constexpr char kPrograms[] = NORVIK_BINARY_DIR "/tests/callers/";
@@ -123,16 +122,6 @@ TEST_F(Callers, WithoutADisplayTheCallFailsAndTheProgramLivesOn) {
         EXPECT_THAT(result.output, HasSubstr("done 0\nlocale C\n"));
     }
     EXPECT_THAT(Log(), HasSubstr("Няма достъпен екран"));
-}
-
-TEST_F(Callers, AScriptGetsItsAnswer) {
-    auto running = screen_.Start(
-        {"/usr/bin/python3", NORVIK_SOURCE_DIR "/tests/callers/programs/caller.py", kLibrary, kFunction, Request()});
-    EnterPassword();
-    const auto result = running.get();
-    EXPECT_EQ(result.status, 3) << result.Summary();
-    EXPECT_THAT(result.output, StartsWith("context 0xfedcba9876543210\nanswer [{\"Serial\""));
-    EXPECT_THAT(result.output, EndsWith("}]\ndone True\n"));
 }
 
 TEST_F(Callers, AWindowOfAnotherToolkitOwnsTheDialogAndItsProgramGoesOnAfterwards) {

@@ -96,16 +96,4 @@ TEST_F(Relay, ALauncherThatCannotStartIsToldToThePersonAndToTheCaller) {
     EXPECT_THAT(result.output, HasSubstr("done False\n"));
 }
 
-TEST_F(Relay, WithoutALauncherTheWindowIsTheCallersOwn) {
-    fs::remove(library_.parent_path() / "NorvikRun.exe");
-    auto running = StartScript();
-    const auto window = screen_.WaitForWindow(kTitle);
-    EXPECT_THAT(ProgramOf(window), HasSubstr("python"));
-    screen_.Press("Return");
-    const auto result = running.get();
-    EXPECT_EQ(result.status, 3) << result.Summary();
-    EXPECT_THAT(result.output, EndsWith("done True\n")) << "and no request lies in a file";
-    EXPECT_EQ(Signed(".p7s"), "words");
-}
-
 }  // namespace

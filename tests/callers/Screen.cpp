@@ -126,8 +126,8 @@ void Screen::Click(const std::string& window, double across, double down, int ti
         const int size = at == std::string::npos ? 0 : std::stoi(geometry.substr(at + key.size() + 1));
         return std::to_string(static_cast<int>(size * part));
     };
-    Run({"xdotool", "mousemove", "--sync", "--window", window, share("WIDTH", across), share("HEIGHT", down), "click",
-         "--repeat", std::to_string(times), "--delay", "20", "1"});
+    Run({"xdotool", "mousemove", "--window", window, share("WIDTH", across), share("HEIGHT", down), "click", "--repeat",
+         std::to_string(times), "--delay", "20", "1"});
 }
 
 pid_t Screen::ProcessOf(const std::string& window) const {

@@ -2,11 +2,20 @@
 
 namespace tests {
 
-SigningWindows::SigningWindows() {
+SigningDocuments::SigningDocuments() {
     profile_.Write("pkcs11/pkcs11.conf", "user-config: none\n");
     std::filesystem::create_directory(profile_.Folder() / "pkcs11/modules");
     pki_.Install(profile_);
     document_ = profile_.Write("documents/Договор №5.txt", "words");
+}
+
+void SigningDocuments::SignByPeer(const std::string& signature, const std::vector<std::string>& options) const {
+    const auto signer = profile_.Write("s.pem", pki_.signer.Pem()), key = profile_.Write("s.key", pki_.signer.KeyPem()),
+               others = profile_.Write("ca.pem", pki_.ca.Pem());
+    std::vector<std::string> sign{"openssl", "cms",     "-sign",   "-binary", "-outform", "DER", "-in",       document_,
+                                  "-out",    signature, "-signer", signer,    "-inkey",   key,   "-certfile", others};
+    sign.insert(sign.end(), options.begin(), options.end());
+    EXPECT_EQ(RunProgram(sign).status, 0);
 }
 
 std::vector<std::string> SigningWindows::WithoutTokens(const std::vector<std::string>& command) const {

@@ -14,10 +14,21 @@
 
 namespace tests {
 
-class SigningWindows : public testing::Test {
+class SigningDocuments : public testing::Test {
   protected:
-    SigningWindows();
+    SigningDocuments();
 
+    // Signs the document as somebody else's program does.
+    void SignByPeer(const std::string& signature, const std::vector<std::string>& options = {}) const;
+
+    Profile profile_;
+    StandardPki pki_;
+    std::filesystem::path document_;
+    std::filesystem::path library_ = NORVIK_BINARY_DIR "/lib/libNorvik.so";
+};
+
+class SigningWindows : public SigningDocuments {
+  protected:
     // The command line, with no tokens but the test's to be seen.
     [[nodiscard]] std::vector<std::string> WithoutTokens(const std::vector<std::string>& command) const;
     [[nodiscard]] std::vector<std::string> Script(const std::vector<std::string>& arguments) const;
@@ -28,10 +39,6 @@ class SigningWindows : public testing::Test {
     // What openssl takes out of the signature that lies beside the document under that ending; "refused ..." otherwise.
     [[nodiscard]] std::string Signed(const std::string& ending) const;
 
-    Profile profile_;
-    StandardPki pki_;
-    std::filesystem::path document_;
-    std::filesystem::path library_ = NORVIK_BINARY_DIR "/lib/libNorvik.so";
     const Screen screen_;
 };
 

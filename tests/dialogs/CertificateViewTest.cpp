@@ -71,48 +71,39 @@ TEST_F(CertificateView, TellsThePublicKeyWithItsLengthAndAllItsBytes) {
 TEST_F(CertificateView, WritesTheCertificateAsDerOrPemAndAsksBeforeItReplacesAFile) {
     const auto made = tests::Issue(Spec());
     CCertificateView view(tests::ContextOf(made));
-    const auto folder = QString::fromStdString(profile_.Folder().string());
-    // Answers the question about the file's name, and further windows by their buttons.
-    const auto save = [&](const QString& name, const std::function<void(QWidget&)>& next) {
-        QTimer::singleShot(0, qApp, [=] {
-            auto* const dialog = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
-            ASSERT_NE(dialog, nullptr);
-            EXPECT_EQ(QFileInfo(dialog->selectedFiles().value(0)).fileName(), QStringLiteral("Иван Петров.cer"));
-            dialog->setDirectory(folder);
-            Control<QLineEdit>(*dialog, "fileNameEdit").setText(name);
-            if (next) QTimer::singleShot(0, qApp, [=] { next(*QApplication::activeModalWidget()); });
-            QTest::keyClick(&Control<QLineEdit>(*dialog, "fileNameEdit"), Qt::Key_Return);
-            if (dialog->isVisible()) dialog->reject();
-        });
-        Control<QPushButton>(view, "12").click();
-    };
-    const auto content = [&](const char* name) { return tests::ReadFile(profile_.Folder() / name); };
-    const auto press = [](QMessageBox::StandardButton which) {
-        return [which](QWidget& window) {
-            auto& box = dynamic_cast<QMessageBox&>(window);
-            EXPECT_TRUE(box.text().contains(QStringLiteral("x.cer"))) << box.text().toStdString();
-            Photograph(box, "certificate-replace");
-            box.button(which)->click();
+    // Answers the question about the file's name, and a further window.
+    const auto save = [&](const std::string& file, const std::function<void(QMessageBox&)>& next = {}) {
+        const auto answer = [&](QWidget& window) {
+            auto& dialog = dynamic_cast<QFileDialog&>(window);
+            EXPECT_EQ(QFileInfo(dialog.selectedFiles().value(0)).fileName(), QStringLiteral("Иван Петров.cer"));
+            auto& name = Control<QLineEdit>(dialog, "fileNameEdit");
+            name.setText(QString::fromStdString(file));
+            if (next)
+                QTimer::singleShot(0, qApp,
+                                   [=] { next(dynamic_cast<QMessageBox&>(*QApplication::activeModalWidget())); });
+            QTest::keyClick(&name, Qt::Key_Return);
+            if (dialog.isVisible()) dialog.reject();
         };
+        Opened([&] { Control<QPushButton>(view, "12").click(); }, answer);
     };
-    save(QStringLiteral("x"), {});
-    EXPECT_EQ(content("x.cer"), platform::AsText(made.Der()));
-    save(QStringLiteral("x.pem"), {});
-    EXPECT_EQ(content("x.pem"), made.Pem());
+    const auto in = [&](const char* name) { return (profile_.Folder() / name).string(); };
+    save(in("x"));
+    EXPECT_EQ(tests::ReadFile(in("x.cer")), platform::AsText(made.Der()));
+    save(in("x.PEM"));
+    EXPECT_EQ(tests::ReadFile(in("x.PEM")), made.Pem());
 
     profile_.Write("x.cer", "somebody's own");
-    save(QStringLiteral("x"), press(QMessageBox::No));
-    EXPECT_EQ(content("x.cer"), "somebody's own");
-    save(QStringLiteral("x"), press(QMessageBox::Yes));
-    EXPECT_EQ(content("x.cer"), platform::AsText(made.Der()));
-
-    bool told = false;
-    save(QStringLiteral("/proc/x.cer"), [&told](QWidget& window) {
-        auto& box = dynamic_cast<QMessageBox&>(window);
-        told = box.windowTitle() == QStringLiteral("Грешка") && box.text().startsWith(QStringLiteral("/proc/x.cer\n"));
+    save(in("x"), [](QMessageBox& box) {
+        Photograph(box, "certificate-replace");
+        box.button(QMessageBox::No)->click();
+    });
+    EXPECT_EQ(tests::ReadFile(in("x.cer")), "somebody's own");
+    QString told;
+    save("/proc/x.cer", [&told](QMessageBox& box) {
+        told = box.windowTitle() + QLatin1Char(' ') + box.text();
         box.accept();
     });
-    EXPECT_TRUE(told);
+    EXPECT_TRUE(told.startsWith(QStringLiteral("Грешка /proc/x.cer\n"))) << told.toStdString();
 }
 
 // Certificates that were made to confuse their readers.

@@ -140,27 +140,44 @@ TEST_F(Controls, PicturesOnButtonsFollowThePaletteAndButtonsLiveWithoutThem) {
 TEST_F(Controls, AColouredTextTakesTheCounterpartsOfItsColoursOnADarkDesktop) {
     QDialog window;
     auto* const layout = new QVBoxLayout(&window);
-    CStaticColor text(&window), transparent(&window);
+    CStaticColor text(&window);
     layout->addWidget(&text);
-    layout->addWidget(&transparent);
-    for (auto* const label : {&text, &transparent}) {
-        label->setText(QStringLiteral("ШШШ"));
-        label->SetFontHeight(40);
-        label->SetBold(true);
-        label->SetTextColour({QColor(0xb00000), QColor(0xffa0a0)});
-        label->SetBackgroundColour({QColor(0xd0ffd0), QColor(0x003000)});
-    }
-    transparent.SetTransparent(true);
+    text.setText(QStringLiteral("ШШШ"));
+    text.SetFontHeight(40);
+    text.SetBold(true);
+    text.SetTextColour({QColor(0xb00000), QColor(0xffa0a0)});
+    text.SetBackgroundColour({QColor(0xd0ffd0), QColor(0x003000)});
     window.show();
     EXPECT_EQ(text.fontInfo().pixelSize(), 40);
     EXPECT_EQ(text.font().weight(), QFont::DemiBold);
-    const auto light = ColoursOf(text, text.rect());
-    EXPECT_TRUE(light.contains(0xb00000) && light.contains(0xd0ffd0));
-    EXPECT_FALSE(ColoursOf(transparent, transparent.rect()).contains(0xd0ffd0));
+    const auto shows = [&](QRgb colour) { return ColoursOf(text, text.rect()).contains(colour); };
+    EXPECT_TRUE(shows(0xb00000) && shows(0xd0ffd0));
     window.setPalette(QPalette(QColor(45, 47, 51)));
-    const auto dark = ColoursOf(text, text.rect());
-    EXPECT_TRUE(dark.contains(0xffa0a0) && dark.contains(0x003000));
-    EXPECT_FALSE(dark.contains(0xd0ffd0));
+    EXPECT_TRUE(shows(0xffa0a0) && shows(0x003000) && !shows(0xd0ffd0));
+    text.SetTransparent(true);
+    EXPECT_FALSE(shows(0x003000));
+}
+
+TEST_F(Controls, OfSeveralListsOnlyTheOneWithTheKeyboardHasAColouredRow) {
+    QDialog window;
+    CColorListCtrl first(&window), second(&window);
+    for (auto* const list : {&first, &second}) {
+        list->setModel(new TwoColours(list));
+        list->resize(200, 100);
+        list->SelectRow(0);
+    }
+    second.move(0, 120);
+    window.show();
+    const auto colour = QApplication::palette().color(QPalette::Active, QPalette::Highlight).rgb() & RGB_MASK;
+    const auto coloured = [&](CColorListCtrl& list) {
+        return ColoursOf(*list.viewport(), LeftOfRow(list, 0)).contains(colour);
+    };
+    for (auto* const list : {&second, &first}) {
+        list->setFocus();
+        ASSERT_TRUE(QTest::qWaitFor([&] { return list->hasFocus(); }));
+        EXPECT_EQ(coloured(first), list == &first);
+        EXPECT_EQ(coloured(second), list == &second);
+    }
 }
 
 }  // namespace

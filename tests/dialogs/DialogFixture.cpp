@@ -1,6 +1,7 @@
 #include "tests/dialogs/DialogFixture.h"
 
 #include <QAbstractButton>
+#include <QAccessible>
 #include <QDir>
 #include <QKeyEvent>
 #include <QLabel>
@@ -10,6 +11,7 @@
 #include <QTimer>
 
 #include "dialogs/Desktop.h"
+#include "tests/support/Pki.h"
 
 namespace tests {
 namespace {
@@ -106,6 +108,52 @@ void DialogFixture::Photograph(QWidget& window, const std::string& name) {
     window.resize(size);
     Settle();
     EXPECT_EQ(CutTexts(window), QStringList()) << name;
+}
+
+void DialogFixture::ExpectKeyboard(QWidget& window, const QString& order, int keys) {
+    QStringList reached, letters;
+    for (auto* control = QApplication::focusWidget(); !reached.contains(control->objectName());) {
+        reached << control->objectName();
+        EXPECT_FALSE(QAccessible::queryAccessibleInterface(control)->text(QAccessible::Name).isEmpty())
+            << control->objectName().toStdString();
+        QTest::keyClick(control, Qt::Key_Tab);
+        control = QApplication::focusWidget();
+    }
+    EXPECT_EQ(reached.join(QLatin1Char(' ')), order);
+    for (const auto* const control : window.findChildren<QWidget*>()) {
+        const auto text = control->property("text").toString() + control->property("title").toString();
+        const auto at = text.indexOf(QLatin1Char('&'));
+        if (at >= 0) letters << text.mid(at + 1, 1).toUpper();
+    }
+    EXPECT_EQ(letters.size(), keys);
+    EXPECT_EQ(letters.removeDuplicates(), 0) << letters.join(QLatin1Char(' ')).toStdString();
+}
+
+std::string DialogFixture::Opened(const std::function<void()>& cause, const std::function<void(QWidget&)>& answer) {
+    std::string title = "nothing";
+    QTimer timer;
+    timer.setSingleShot(true);
+    QObject::connect(&timer, &QTimer::timeout, &timer, [&] {
+        auto* const window = QApplication::activeModalWidget();
+        if (window == nullptr) return;
+        title = window->windowTitle().toStdString();
+        answer(*window);
+    });
+    timer.start(0);
+    cause();
+    return title;
+}
+
+verification::SignatureEntry DialogFixture::GoodEntry(const std::string& name) {
+    const auto certificate = Issue({.subject = {{"CN", name}}, .key = TestKey(KeyType::p256)});
+    verification::SignatureEntry entry;
+    entry.certificate =
+        std::make_unique<tessaly::CryptCertificate>(platform::CertCreateCertificateContext(certificate.Der()), true);
+    entry.signMessage = u"Подписът е валиден";
+    entry.certMessage = tessaly::StatusText(0);
+    entry.profile = u"CAdES-BASELINE-B";
+    entry.hashAlgorithm = u"SHA256";
+    return entry;
 }
 
 QStringList DialogFixture::CutTexts(QWidget& window) {

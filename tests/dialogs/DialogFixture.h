@@ -9,6 +9,7 @@
 #include <functional>
 
 #include "src/Norvik.h"
+#include "src/verification/SignatureEntry.h"
 #include "tests/support/Profile.h"
 #include "tests/support/ScriptedInterface.h"
 
@@ -34,11 +35,19 @@ class DialogFixture : public testing::Test {
     // Pictures of the window as it stands, light and dark, in ordinary, one and a half and twice the size and with a
     // larger font, into the folder "pictures" of the build.
     static void Photograph(QWidget& window, const std::string& name);
-    // Texts of labels and buttons that have less room than they need.
-    static QStringList CutTexts(QWidget& window);
+    // That Tab goes through these controls, each of which tells its name, and that `keys` Alt keys lead to one each.
+    static void ExpectKeyboard(QWidget& window, const QString& order, int keys);
+    // What the dialog that `cause` opens is called; `answer` ends it.
+    static std::string Opened(const std::function<void()>& cause, const std::function<void(QWidget&)>& answer);
+    // A signature of that person that is good in every way.
+    static verification::SignatureEntry GoodEntry(const std::string& name);
 
     Profile profile_;
     Script script_;
+
+  private:
+    // Texts of labels and buttons that have less room than they need.
+    static QStringList CutTexts(QWidget& window);
 };
 
 }  // namespace tests

@@ -57,7 +57,7 @@ TEST_F(ReportPage, SaysItAllInItsOrder) {
     }
 }
 
-TEST_F(ReportPage, KeepsToItsFrameAndItsColumns) {
+TEST_F(ReportPage, KeepsToItsFrameItsColumnsAndItsColours) {
     for (const auto paper : {QPageSize::A4, QPageSize::Letter}) {
         const auto page = Draw(Content(), "columns", paper);
         const double bottom = page.height - kMargin, right = page.width - kMargin;
@@ -77,6 +77,12 @@ TEST_F(ReportPage, KeepsToItsFrameAndItsColumns) {
             EXPECT_NEAR(page.Find(text).at(0).left, kMargin + units * unit, kNear) << text;
         EXPECT_LE(page.Find("Непроверен").at(0).right, right) << "all of it inside the frame";
 
+        const std::pair<const char*, QColor> colours[] = {
+            {"Валиден", QColor(0, 255, 0)}, {"Невалиден", QColor(255, 0, 0)},  {"Непроверен", QColor(0, 0, 255)},
+            {"Мария", QColor(Qt::black)},   {"31.12.2025", QColor(Qt::black)}, {"Страница", QColor(Qt::black)}};
+        for (const auto& [text, colour] : colours)
+            EXPECT_EQ(page.ColourOf(page.Find(text).at(0)), colour) << text;
+
         const auto head = page.Find("Дата").at(0);
         const double above = head.top + kNear;
         EXPECT_EQ(page.At(kMargin + kNear, above), QColor(192, 192, 192));
@@ -87,15 +93,6 @@ TEST_F(ReportPage, KeepsToItsFrameAndItsColumns) {
         EXPECT_LT(page.ColourOf(edge).lightness(), 64);
         EXPECT_EQ(page.At(right - kNear, edge.bottom), QColor(Qt::white));
     }
-}
-
-TEST_F(ReportPage, GivesEachStateItsColourAndTheRestBlack) {
-    const auto page = Draw(Content(), "colours");
-    const std::pair<const char*, QColor> colours[] = {
-        {"Валиден", QColor(0, 255, 0)}, {"Невалиден", QColor(255, 0, 0)},  {"Непроверен", QColor(0, 0, 255)},
-        {"Мария", QColor(Qt::black)},   {"31.12.2025", QColor(Qt::black)}, {"Страница", QColor(Qt::black)}};
-    for (const auto& [text, colour] : colours)
-        EXPECT_EQ(page.ColourOf(page.Find(text).at(0)), colour) << text;
 }
 
 TEST_F(ReportPage, LetsNoTextRunOverAnother) {

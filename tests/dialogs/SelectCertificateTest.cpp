@@ -55,16 +55,11 @@ class SelectCertificate : public tests::DialogFixture {
 
 TEST_F(SelectCertificate, OffersTheValidOnesInReverseAndGivesTheRowThatWasClicked) {
     WhenShown([](QDialog& shown) {
-        EXPECT_EQ(shown.windowTitle(), QStringLiteral("Избор"));
         auto& list = Control<CColorListCtrl>(shown, "11");
         EXPECT_TRUE(list.hasFocus());
         ASSERT_EQ(list.model()->rowCount(), 2) << "without the expired one";
         EXPECT_EQ(list.model()->index(1, 0).data().toString(), QStringLiteral("Иван Петров"));
         EXPECT_EQ(list.model()->index(1, 1).data().toString(), QStringLiteral("Фирма"));
-        QStringList headings;
-        for (int column = 0; column < list.model()->columnCount(); ++column)
-            headings << list.model()->headerData(column, Qt::Horizontal).toString();
-        EXPECT_EQ(headings.join(QLatin1Char('|')), QStringLiteral("Притежател|Организация|Издател|Валиден до"));
         ExpectButtons(shown, false);
         const QPoint empty(5, list.viewport()->height() - 5);
         QTest::mouseDClick(list.viewport(), Qt::LeftButton, {}, empty);
@@ -127,33 +122,28 @@ TEST_F(SelectCertificate, RefusesARevokedOneWithItsMessageAndClosesWhileAnUnknow
     }
 }
 
-TEST_F(SelectCertificate, GivesAFailureOfTheCheckToItsCallerAndNoChoice) {
-    CSelectCertificateDlg dialog(QStringLiteral("Избор"), certificates::OfferedCertificates(Store({first_})),
-                                 [](const CertificateContext&) -> CertStatusResult { throw std::runtime_error("x"); });
-    WhenShown([](QDialog& shown) {
-        QTest::keyClick(&Control<CColorListCtrl>(shown, "11"), Qt::Key_Down);
-        QTest::keyClick(&shown, Qt::Key_Return);
-    });
-    EXPECT_THROW(dialog.Show(), std::runtime_error);
-    EXPECT_FALSE(dialog.Selected());
-}
-
-TEST_F(SelectCertificate, WorksFromTheKeyboardAlone) {
-    int asked = 0;
+TEST_F(SelectCertificate, WorksFromTheKeyboardAloneAndGivesAFailureOfTheCheckToItsCaller) {
     const auto offered = certificates::OfferedCertificates(Store({first_, second_}));
-    CSelectCertificateDlg dialog(QStringLiteral("Избор"), offered, Answering(0, asked));
-    WhenShown([](QDialog& shown) {
+    const auto choose = [](QDialog& shown) {
         auto& list = Control<CColorListCtrl>(shown, "11");
         QTest::keyClick(&list, Qt::Key_Down);
         EXPECT_EQ(list.SelectedRow(), 0) << "the first arrow chooses the first";
-        ExpectButtons(shown, true);
         QTest::keyClick(&list, Qt::Key_End);
         EXPECT_EQ(list.SelectedRow(), 1);
         QTest::keyClick(&list, Qt::Key_Return);
-    });
+    };
+    int asked = 0;
+    CSelectCertificateDlg dialog(QStringLiteral("Избор"), offered, Answering(0, asked));
+    WhenShown(choose);
     EXPECT_EQ(dialog.Show(), 1);
     EXPECT_TRUE(dialog.Selected() == offered[1].Context());
     EXPECT_EQ(asked, 1);
+
+    CSelectCertificateDlg failing(QStringLiteral("Избор"), offered,
+                                  [](const CertificateContext&) -> CertStatusResult { throw std::runtime_error("x"); });
+    WhenShown(choose);
+    EXPECT_THROW(failing.Show(), std::runtime_error);
+    EXPECT_FALSE(failing.Selected());
 }
 
 TEST_F(SelectCertificate, ShowsTheCertificateAndChecksNothingWhenCancelled) {
@@ -163,14 +153,12 @@ TEST_F(SelectCertificate, ShowsTheCertificateAndChecksNothingWhenCancelled) {
     WhenShown([](QDialog& shown) {
         auto& list = Control<CColorListCtrl>(shown, "11");
         QTest::mouseClick(list.viewport(), Qt::LeftButton, {}, Middle(list, 0));
-        QTimer::singleShot(0, qApp, [] {
-            auto& view = *QApplication::activeModalWidget();
-            EXPECT_EQ(view.windowTitle(), QStringLiteral("Certificate Info"));
+        const auto look = [](QWidget& view) {
             EXPECT_LT(view.minimumSizeHint().width(), 1000) << "a name of three hundred letters";
             Photograph(view, "certificate-long-name");
             QTest::keyClick(&view, Qt::Key_Escape);
-        });
-        Control<QPushButton>(shown, "12").click();
+        };
+        EXPECT_EQ(Opened([&] { Control<QPushButton>(shown, "12").click(); }, look), "Certificate Info");
         EXPECT_TRUE(shown.isVisible()) << "the list stays open behind the view";
         QTest::keyClick(&shown, Qt::Key_Escape);
     });

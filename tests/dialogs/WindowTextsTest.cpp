@@ -4,13 +4,18 @@
 #include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMenu>
 #include <QTreeView>
 
 #include "dialogs/CAboutDlg.h"
+#include "dialogs/CPrintDlg.h"
 #include "dialogs/CProgressDlg.h"
+#include "dialogs/CResultsDlg.h"
 #include "dialogs/CSelectCertificateDlg.h"
+#include "dialogs/CSignDetailsDlg.h"
 #include "dialogs/CSignDlg.h"
 #include "dialogs/CTextEntryDlg.h"
+#include "dialogs/CValidationResponseDlg.h"
 #include "dialogs/Texts.h"
 #include "tests/dialogs/DialogFixture.h"
 
@@ -72,6 +77,38 @@ TEST_F(WindowTexts, OfTheListOfCertificates) {
     CSelectCertificateDlg window(QStringLiteral("Избиране"), {});
     EXPECT_EQ(Of(window),
               "title|Избиране\n11|Притежател\n11|Организация\n11|Издател\n11|Валиден до\n1|ОК\n2|Отказ\n12|Преглед");
+}
+
+TEST_F(WindowTexts, OfTheResults) {
+    const verification::SignatureEntries none;
+    CResultsDlg window({none, "a.p7s", "a.xyz"});
+    EXPECT_EQ(Of(window),
+              "title|ТЕСАЛИ Norvik - резултати от декриптиране/проверка\n"
+              "233|1\n233|2\n|Електронни подписи:\n201|Сертификат\n202|Справка\n272|Редакция >\n"
+              "196|Име\n196|Тип\n|Защитен файл:\n192|Отвори\n193|Съхрани...\n|Коментар:\n1|OK\n"
+              "|a.p7s\n|Файлът не е подписан.");
+    EXPECT_EQ(Control<QMenu>(window, "246").actions().at(0)->text(), QStringLiteral("&Добавяне на подпис"));
+    EXPECT_EQ(Control<QMenu>(window, "246").actions().at(1)->text(), QStringLiteral("&Криптиране"));
+}
+
+TEST_F(WindowTexts, OfTheWindowsThatTheResultsOpen) {
+    const auto entry = GoodEntry("Иван Петров");
+    CSignDetailsDlg details(entry);
+    EXPECT_EQ(Of(details),
+              "title|ТЕСАЛИ Norvik - детайли\n|Детайли за електронния подпис на:\n225|Иван Петров\n"
+              "6125|*TS - Timestamp - доверен печат за време\n"
+              "*TSA - Time Stamping Authority - сървър за поставяне на доверен печат\n"
+              "1|OK\n|Състояние на подписа \n6124|Атрибут\n6124|Детайли");
+    CValidationResponseDlg response;
+    response.show();
+    EXPECT_EQ(Of(response), "title|ТЕСАЛИ Norvik - детайли за механизма на проверка\n217|Поле\n217|Стойност\n1|OK");
+    CPrintDlg print({}, u"a.p7m");
+    EXPECT_EQ(Of(print),
+              "title|ТЕСАЛИ Norvik - отпечатване на справка\n|Отпечатване на справка\n"
+              "|Горен колонтитул (header) :\n|Долен колонтитул (footer) :\n278|Страница %d\n"
+              "65535|Справката е на една страница и съдържа името на файла и по един ред за всеки подпис: ниво, "
+              "подписал, дата на подписване и състояние.\n"
+              "В долния колонтитул %d се заменя с номера на страницата.\n275|Отпечатай\n2|Отказ");
 }
 
 TEST_F(WindowTexts, OfTheSmallOnes) {

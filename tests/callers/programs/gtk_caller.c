@@ -1,6 +1,6 @@
 /* A GTK application with a main window of its own: gives its number to the library, calls a function from a button's
- * handler, as an application does, and goes on afterwards.
- * gtk_caller LIBRARY FUNCTION REQUEST [NUMBER OF ANOTHER OWNER] */
+ * handler, as an application does, and goes on afterwards. The function takes a request in JSON or, if it verifies, a
+ * file. gtk_caller LIBRARY FUNCTION REQUEST [NUMBER OF ANOTHER OWNER] */
 #include <dlfcn.h>
 #include <gdk/gdkx.h>
 #include <gtk/gtk.h>
@@ -8,6 +8,7 @@
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <string.h>
 #include <uchar.h>
 
 typedef void (*Answer)(uint64_t context, const char16_t* json);
@@ -34,9 +35,12 @@ static void Clicked(GtkButton* button, gpointer unused) {
     (void)button;
     (void)unused;
     bool (*call)(const char16_t*, Answer, uint64_t) = NULL;
-    *(void**)&call = dlsym(library, function);
+    int (*verify)(const char16_t*, int) = NULL;
+    const bool verifies = strcmp(function, "NorvikDecryptVerifyFile") == 0;
+    *(verifies ? (void**)&verify : (void**)&call) = dlsym(library, function);
     gunichar2* const text = g_utf8_to_utf16(request, -1, NULL, NULL, NULL);
-    printf("done %d\n", call((const char16_t*)text, Print, 0));
+    const char16_t* const given = (const char16_t*)text;
+    printf("done %d\n", verifies ? verify(given, 0) : call(given, Print, 0));
     g_free(text);
     gtk_label_set_text(GTK_LABEL(label), "after");
     g_timeout_add(300, Leave, NULL);
