@@ -1,17 +1,15 @@
-// Chains made by another project, with the faults that its own verifier finds in them.
+// Chains, CRLs and OCSP answers made by another project, with the verdicts of its own verifier. Where ours differ, and
+// why, stands in tests/data/corpora.
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
-#include <filesystem>
 #include <fstream>
 #include <iomanip>
 #include <iostream>
-#include <optional>
 #include <sstream>
 
-#include "platform/Chains.h"
+#include "platform/posix/Ocsp.h"
 #include "tests/support/ChainWorld.h"
 #include "tests/support/Corpora.h"
 #include "tests/support/PemFile.h"
@@ -21,51 +19,49 @@ namespace {
 using namespace platform;
 namespace fs = std::filesystem;
 
-const fs::path kCorpus = tests::Corpus("chains/verify_certificate_chain_unittest");
-
-struct Case {
-    std::string name;
-    fs::path chain;
-    std::string trust, time, purpose;
-    std::vector<std::string> errors;
-};
-
-Case ReadCase(const fs::path& file) {
-    Case result{.name = file.parent_path().filename() / file.stem(),
-                .chain = {},
-                .trust = {},
-                .time = {},
-                .purpose = {},
-                .errors = {}};
-    std::ifstream stream(file);
-    for (std::string line; std::getline(stream, line);) {
-        const auto value = [&](std::string_view key) -> std::optional<std::string> {
-            if (!line.starts_with(key)) return std::nullopt;
-            return line.substr(key.size());
-        };
-        if (const auto chain = value("chain: ")) result.chain = file.parent_path() / *chain;
-        if (const auto trust = value("last_cert_trust: ")) result.trust = *trust;
-        if (const auto time = value("utc_time: ")) result.time = *time;
-        if (const auto purpose = value("key_purpose: ")) result.purpose = *purpose;
-        if (const auto error = value("ERROR: ")) result.errors.push_back(*error);
-    }
-    return result;
+// What our own tables say of a case, by its name.
+using Expected = std::map<std::string, std::string>;
+Expected ReadExpected(const char* table) {
+    Expected expected;
+    for (const auto& row : tests::ReadTable(fs::path(NORVIK_SOURCE_DIR) / "tests/data/corpora" / table))
+        expected[row[0]] = row[1];
+    return expected;
 }
 
-std::vector<Case> ReadCases() {
-    std::vector<Case> cases;
-    for (const auto& entry : fs::recursive_directory_iterator(kCorpus)) {
-        if (entry.path().extension() == ".test") cases.push_back(ReadCase(entry.path()));
-    }
-    std::ranges::sort(cases, {}, &Case::name);
-    return cases;
+std::vector<fs::path> FilesBelow(const std::string& folder, const char* extension) {
+    std::vector<fs::path> files;
+    if (!fs::exists(tests::Corpus(folder))) return files;
+    for (const auto& entry : fs::recursive_directory_iterator(tests::Corpus(folder)))
+        if (entry.path().extension() == extension) files.push_back(entry.path());
+    std::ranges::sort(files);
+    return files;
 }
 
-struct ErrorMeaning {
-    std::string_view begin;
-    std::uint32_t bits;
-};
-constexpr std::array<ErrorMeaning, 15> kMeanings = {{
+// The verdict on each file beside what is expected, which a table of ours may say otherwise: then it must differ.
+template <typename Verdict>
+void Compare(const std::vector<fs::path>& files, const Expected& differences, Verdict verdict) {
+    std::size_t differed = 0;
+    for (const fs::path& file : files) {
+        const std::string name =
+            file.extension() == ".test" ? file.parent_path().filename() / file.stem() : file.stem();
+        const auto [ours, expected] = verdict(file);
+        const auto difference = differences.find(name);
+        EXPECT_EQ(ours, difference == differences.end() ? expected : difference->second) << name;
+        if (difference == differences.end()) continue;
+        EXPECT_NE(ours, expected) << name << " is listed as a difference and is none";
+        ++differed;
+    }
+    EXPECT_EQ(differed, differences.size());
+    std::cout << files.size() << " files, of which " << differed << " differ for a reason\n";
+}
+
+std::string Text(ErrorCode code) {
+    std::ostringstream text;
+    text << "0x" << std::hex << std::setw(8) << std::setfill('0') << code;
+    return text.str();
+}
+
+constexpr std::pair<std::string_view, std::uint32_t> kMeanings[] = {
     {"Time is ", CERT_TRUST_IS_NOT_TIME_VALID},
     {"VerifySignedData failed", CERT_TRUST_IS_NOT_SIGNATURE_VALID},
     {"Couldn't parse SubjectPublicKeyInfo", CERT_TRUST_IS_NOT_SIGNATURE_VALID},
@@ -81,186 +77,161 @@ constexpr std::array<ErrorMeaning, 15> kMeanings = {{
     {"The extended key usage ", CERT_TRUST_IS_NOT_VALID_FOR_USAGE},
     {"Certificate is not a trust anchor", CERT_TRUST_IS_UNTRUSTED_ROOT},
     {"Distrusted by trust store", CERT_TRUST_IS_EXPLICIT_DISTRUST},
-}};
+};
+constexpr std::pair<std::string_view, const char*> kUsages[] = {{"SERVER_AUTH", "1.3.6.1.5.5.7.3.1"},
+                                                                {"CLIENT_AUTH", "1.3.6.1.5.5.7.3.2"},
+                                                                {"C2PA_TIMESTAMPING", "1.3.6.1.5.5.7.3.8"},
+                                                                {"C2PA_MANIFEST", "1.3.6.1.5.5.7.3.36"}};
 
-// The code for what the other verifier found; nothing if it found what has no counterpart here.
-std::optional<ErrorCode> ExpectedCode(const Case& test) {
+// A description of a chain: "key: value" lines, some more than once.
+using Description = std::multimap<std::string, std::string>;
+std::string ValueOf(const Description& test, const char* key) {
+    const auto found = test.find(key);
+    return found == test.end() ? "" : found->second;
+}
+
+// The code for what the other verifier found; "none" for what has no counterpart here.
+std::string CodeFor(const Description& test) {
     ChainContext expected;
     expected.elements.emplace_back();
-    for (const std::string& error : test.errors) {
+    const auto [begin, end] = test.equal_range("ERROR");
+    for (auto error = begin; error != end; ++error) {
         const auto* meaning =
-            std::ranges::find_if(kMeanings, [&](const ErrorMeaning& row) { return error.starts_with(row.begin); });
-        if (meaning == kMeanings.end()) return std::nullopt;
-        expected.dwErrorStatus |= meaning->bits;
+            std::ranges::find_if(kMeanings, [&](const auto& row) { return error->second.starts_with(row.first); });
+        if (meaning == std::end(kMeanings)) return "none";
+        expected.dwErrorStatus |= meaning->second;
     }
-    return CertVerifyCertificateChainPolicy(expected);
+    return Text(CertVerifyCertificateChainPolicy(expected));
 }
 
-std::vector<std::string> UsageOf(const std::string& purpose) {
-    if (purpose.starts_with("SERVER_AUTH")) return {"1.3.6.1.5.5.7.3.1"};
-    if (purpose.starts_with("CLIENT_AUTH")) return {"1.3.6.1.5.5.7.3.2"};
-    if (purpose == "C2PA_TIMESTAMPING") return {"1.3.6.1.5.5.7.3.8"};
-    if (purpose == "C2PA_MANIFEST") return {"1.3.6.1.5.5.7.3.36"};
-    return {};
-}
+std::string OurCode(const Description& test, const fs::path& folder) {
+    std::vector<CertificateContext> chain;
+    for (const tests::PemBlock& block : tests::ReadPemFile(folder / ValueOf(test, "chain")))
+        chain.push_back(CertCreateCertificateContext(block.der));
+    if (chain.empty() || std::ranges::any_of(chain, std::logical_not())) return Text(CRYPT_E_BAD_ENCODE);
 
-FILETIME MomentOf(const std::string& text) {
-    std::istringstream stream("20" + (text == "DEFAULT" ? std::string("211005120000Z") : text));
-    std::tm parts{};
-    stream >> std::get_time(&parts, "%Y%m%d%H%M%SZ");
-    return FileTimeFromUnix(timegm(&parts));
-}
-
-ErrorCode OurCode(const Case& test) {
-    std::vector<CertificateContext> certificates;
-    for (const tests::PemBlock& block : tests::ReadPemFile(test.chain))
-        certificates.push_back(CertCreateCertificateContext(block.der));
-    if (certificates.empty() || std::ranges::any_of(certificates, [](const auto& each) { return !each; }))
-        return CRYPT_E_BAD_ENCODE;
-
-    const CertStore roots = CertOpenMemoryStore(), others = CertOpenMemoryStore(), distrusted = CertOpenMemoryStore();
-    for (const CertificateContext& certificate : certificates)
-        CertAddCertificateContextToStore(others, certificate, CERT_STORE_ADD_ALWAYS);
-    const bool isLeaf = certificates.size() == 1;
-    const bool trusted = test.trust == "DISTRUSTED" || test.trust.starts_with("TRUSTED_ANCHOR") ||
-                         (test.trust.starts_with("TRUSTED_LEAF") && isLeaf);
-    if (trusted) CertAddCertificateContextToStore(roots, certificates.back(), CERT_STORE_ADD_ALWAYS);
-    if (test.trust == "DISTRUSTED")
-        CertAddCertificateContextToStore(distrusted, certificates.back(), CERT_STORE_ADD_ALWAYS);
-
-    const ChainEngine engine{.roots = {roots}, .intermediates = {others}, .crls = {}, .distrusted = distrusted};
-    const auto chain = CertGetCertificateChain(certificates.front(), {.time = MomentOf(test.time),
-                                                                      .additionalStore = {},
-                                                                      .flags = 0,
-                                                                      .engine = &engine,
-                                                                      .requestedUsage = UsageOf(test.purpose),
-                                                                      .network = {.allowed = false}});
-    return chain ? CertVerifyCertificateChainPolicy(*chain) : GetLastError();
-}
-
-// Where Norvik answers otherwise, and why.
-struct Differences {
-    std::string_view reason;
-    ErrorCode ours;
-    std::vector<std::string_view> names;
-};
-const std::vector<Differences>& KnownDifferences() {
-    static const std::vector<Differences> differences = {
-        {"a root is held to its own validity, also where the other verifier is told not to look",
-         CERT_E_EXPIRED,
-         {"expired-root/not-after", "expired-root/not-after-ta-with-constraints", "expired-root/not-before"}},
-        {"a root is held to its own constraints, also where the other verifier is told not to look",
-         TRUST_E_BASIC_CONSTRAINTS,
-         {"root-basic-constraints-ca-false/main"}},
-        {"the same, path length", CERT_E_PATHLENCONST, {"violates-pathlen-1-from-root/main"}},
-        {"the same, usages",
-         CERT_E_WRONG_USAGE,
-         {"root-eku-clientauth/serverauth", "root-eku-clientauth/serverauth-strict",
-          "root-eku-clientauth/serverauth-ta-with-expiration", "root-lacks-keycertsign-key-usage/main"}},
-        {"the same, policy constraints",
-         CERT_E_INVALID_POLICY,
-         {"policies-inhibit-anypolicy-by-root-fail/main", "policies-inhibit-mapping-by-root-fail/main",
-          "policies-required-by-root-fail/main"}},
-        {"the policies that a root lists or maps are not part of the path (RFC 5280, 6.1.1 d), and a trusted root may "
-         "be "
-         "silent on being an authority",
-         ERROR_SUCCESS,
-         {"policies-on-root-wrong/ta-with-constraints", "policy-mappings-on-root-fail/ta-with-constraints",
-          "root-lacks-basic-constraints/ta-with-constraints-require-basic-constraints"}},
-        {"whoever is put among the roots is trusted, also a certificate that is not self-signed",
-         ERROR_SUCCESS,
-         {"target-only/trusted_anchor", "target-only/trusted_leaf_require_self_signed",
-          "target-selfissued/trusted_anchor", "target-selfissued/trusted_leaf_require_self_signed"}},
-        {"the key identifier tells that another key signed: the issuer is missing, not the signature broken",
-         CERT_E_CHAINING,
-         {"incorrect-trust-anchor/main", "intermediate-and-target-wrong-signature/main",
-          "target-wrong-signature/main"}},
-        {"SHA-1 is accepted: documents of its time must stay verifiable",
-         ERROR_SUCCESS,
-         {"intermediate-signed-with-sha1/main", "target-signed-with-sha1/main"}},
-        {"any usage is every usage; no usages are no restriction; further usages and CA bits in a leaf do no harm: the "
-         "strict rules are those of servers and browsers",
-         ERROR_SUCCESS,
-         {"intermediate-eku-any-and-clientauth/serverauth-strict", "target-eku-any/clientauth-strict",
-          "target-eku-any/clientauth-strict-leaf", "target-eku-any/mlsclientauth", "target-eku-any/serverauth-strict",
-          "target-eku-any/serverauth-strict-leaf", "target-eku-clientauth/clientauth-strict",
-          "target-eku-many/clientauth-strict", "target-eku-many/clientauth-strict-leaf",
-          "target-eku-many/mlsclientauth", "target-eku-many/serverauth-strict",
-          "target-eku-many/serverauth-strict-leaf", "target-eku-none/clientauth-strict",
-          "target-eku-none/clientauth-strict-leaf", "target-eku-none/mlsclientauth",
-          "target-eku-none/serverauth-strict", "target-has-ca-basic-constraints/strict", "target-not-end-entity/strict",
-          "target-not-end-entity/strict-leaf"}},
-        {"a usage that is asked for must be allowed by the authorities too, without exception",
-         CERT_E_WRONG_USAGE,
-         {"intermediate-eku-c2pamanifest/c2pamanifest", "intermediate-eku-c2patimestamping/c2patimestamp"}},
-        {"critical extensions of one application, which only it understands",
-         CERT_E_CRITICAL,
-         {"intermediate-eku-mlsclientauth-extra/mlsclientauth", "intermediate-eku-mlsclientauth/mlsclientauth",
-          "target-msapplicationpolicies-and-eku/main"}},
-        {"the bound on name comparisons counts all kinds of names together",
-         CERT_E_INVALID_NAME,
-         {"many-names/ok-all-types"}},
+    const tests::ChainWorld world;
+    const std::string trust = ValueOf(test, "last_cert_trust"), time = ValueOf(test, "utc_time");
+    for (const CertificateContext& certificate : chain)
+        CertAddCertificateContextToStore(world.others, certificate, CERT_STORE_ADD_ALWAYS);
+    const auto addLast = [&](const CertStore& store) {
+        CertAddCertificateContextToStore(store, chain.back(), CERT_STORE_ADD_ALWAYS);
     };
-    return differences;
-}
-
-std::optional<ErrorCode> KnownDifference(const std::string& name) {
-    for (const Differences& group : KnownDifferences()) {
-        if (std::ranges::find(group.names, name) != group.names.end()) return group.ours;
-    }
-    return std::nullopt;
+    if (trust == "DISTRUSTED") addLast(world.distrusted);
+    if (trust == "DISTRUSTED" || trust.starts_with("TRUSTED_ANCHOR") ||
+        (trust.starts_with("TRUSTED_LEAF") && chain.size() == 1))
+        addLast(world.roots);
+    std::istringstream stream("20" + (time == "DEFAULT" ? std::string("211005120000Z") : time));
+    std::tm moment{};
+    stream >> std::get_time(&moment, "%Y%m%d%H%M%SZ");
+    std::vector<std::string> usages;
+    for (const auto& [name, oid] : kUsages)
+        if (ValueOf(test, "key_purpose").starts_with(name)) usages.emplace_back(oid);
+    return Text(CertVerifyCertificateChainPolicy(world.Chain(chain.front(), timegm(&moment), 0, usages)));
 }
 
 TEST(ChainCorpus, ChainsOfAnotherVerifierGetItsVerdictOrAKnownOther) {
-    if (!fs::exists(kCorpus)) GTEST_SKIP() << "the corpus of chains is not here";
-    std::size_t agreed = 0, differed = 0;
-    const std::vector<Case> cases = ReadCases();
-    for (const Case& test : cases) {
-        const auto expected = ExpectedCode(test);
-        const ErrorCode ours = OurCode(test);
-        if (const auto difference = KnownDifference(test.name)) {
-            EXPECT_EQ(ours, *difference) << test.name;
-            EXPECT_NE(ours, expected) << test.name << " is listed as a difference and is none";
-            ++differed;
+    const auto files = FilesBelow("chains/verify_certificate_chain_unittest", ".test");
+    if (files.empty()) GTEST_SKIP() << "the corpus of chains is not here";
+    EXPECT_GE(files.size(), 150U);
+    Compare(files, ReadExpected("chains.tsv"), [](const fs::path& file) {
+        Description test;
+        std::ifstream lines(file);
+        for (std::string line; std::getline(lines, line);)
+            if (const auto colon = line.find(": "); colon != std::string::npos)
+                test.emplace(line.substr(0, colon), line.substr(colon + 2));
+        return std::pair(OurCode(test, file.parent_path()), CodeFor(test));
+    });
+}
+
+// What Norvik answers to the file's leaf under its CRL; the last authority in the file is trusted.
+std::string VerdictOnCrl(const fs::path& file) {
+    tests::ChainWorld world;
+    CertificateContext leaf, lastAuthority;
+    for (const tests::PemBlock& block : tests::ReadPemFile(file)) {
+        if (block.label == "CRL") {
+            if (const CrlContext crl = CertCreateCRLContext(block.der)) CertAddCRLContextToStore(world.crls, crl);
+        } else if (block.label == "CERTIFICATE") {
+            leaf = CertCreateCertificateContext(block.der);
         } else {
-            EXPECT_EQ(ours, expected) << test.name;
-            agreed += ours == expected;
+            lastAuthority = CertCreateCertificateContext(block.der);
+            CertAddCertificateContextToStore(world.others, lastAuthority, CERT_STORE_ADD_ALWAYS);
         }
     }
-    std::cout << "chains: " << agreed << " verdicts agree, " << differed << " differ for a reason, of " << cases.size()
-              << "\n";
-    EXPECT_GE(cases.size(), 150U);
+    CertAddCertificateContextToStore(world.roots, lastAuthority, CERT_STORE_ADD_ALWAYS);
+    const auto chain = world.Chain(leaf, 1'489'017'600, CERT_CHAIN_REVOCATION_CHECK_CHAIN, {});
+    const std::uint32_t status = chain.elements.at(0).dwErrorStatus;
+    if (status & CERT_TRUST_IS_REVOKED) return "revoked";
+    return status & CERT_TRUST_REVOCATION_STATUS_UNKNOWN ? "unknown" : "good";
+}
+
+// The file's name begins with what the CRL says of the leaf.
+TEST(ChainCorpus, CrlsOfAnotherVerifierGetItsVerdictOrAKnownOther) {
+    const auto files = FilesBelow("chains/crl_unittest", ".pem");
+    if (files.empty()) GTEST_SKIP() << "the corpus of CRLs is not here";
+    EXPECT_GE(files.size(), 60U);
+    Compare(files, ReadExpected("crl.tsv"), [](const fs::path& file) {
+        const std::string name = file.stem();
+        const bool good = name.starts_with("good_") || name == "good", revoked = name.starts_with("revoked");
+        return std::pair(VerdictOnCrl(file), std::string(good ? "good" : revoked ? "revoked" : "unknown"));
+    });
+}
+
+// As at its time.
+std::string VerdictOnOcsp(const fs::path& file) {
+    CertificateContext certificate, issuer;
+    Bytes response;
+    for (const tests::PemBlock& block : tests::ReadPemFile(file)) {
+        if (block.label == "CERTIFICATE") certificate = CertCreateCertificateContext(block.der);
+        if (block.label == "CA CERTIFICATE") issuer = CertCreateCertificateContext(block.der);
+        if (block.label == "OCSP RESPONSE") response = block.der;
+    }
+    const std::array path = {certificate, issuer};
+    const posix::OcspQuestion question(path);
+    if (response.empty()) return "no answer in the file";
+    if (!question) return "none";  // a certificate that does not decode
+    const ChainEngine none;
+    ChainParameters parameters;
+    parameters.engine = &none;
+    posix::ChainSources sources(certificate, parameters);
+    const auto answer =
+        question.Judge(response, posix::OcspQuestion::Nonce::compare, FileTimeFromUnix(1'488'672'000), sources);
+    if (!answer) return "none";
+    if (answer->status == posix::RevocationStatus::unknown) return "unknown";
+    return answer->status == posix::RevocationStatus::good ? "good" : "revoked";
+}
+
+TEST(ChainCorpus, OcspAnswersOfAnotherProjectGetTheirVerdict) {
+    const auto folder = tests::Corpus("chains/ocsp_unittest");
+    if (!fs::exists(folder)) GTEST_SKIP() << "the corpus of OCSP answers is not here";
+    const Expected all = ReadExpected("ocsp.tsv");
+    EXPECT_EQ(all.size(), 36U);
+    for (const auto& [name, verdict] : all)
+        EXPECT_EQ(VerdictOnOcsp(folder / (name + ".pem")), verdict) << name;
 }
 
 // Malformed certificates and CRLs, all in one heap: nothing in it may become valid, and none of it may do harm.
 TEST(ChainCorpus, NothingMalformedIsEverValid) {
-    const fs::path seeds = kCorpus / "../../fuzz";
+    const fs::path seeds = tests::Corpus("fuzz");
     if (!fs::exists(seeds / "x509")) GTEST_SKIP() << "the malformed certificates are not here";
     const tests::Certificate root = tests::Issue(tests::AuthoritySpec("Root", 0));
     const tests::ChainWorld world(root, {});
     std::vector<CertificateContext> leaves;
     for (const auto& entry : fs::directory_iterator(seeds / "x509")) {
-        const std::string bytes = tests::ReadFile(entry.path());
-        if (const CertificateContext certificate = CertCreateCertificateContext(AsBytes(bytes))) {
+        if (const auto certificate = CertCreateCertificateContext(AsBytes(tests::ReadFile(entry.path())))) {
             leaves.push_back(certificate);
             CertAddCertificateContextToStore(world.others, certificate, CERT_STORE_ADD_ALWAYS);
         }
     }
-    std::size_t crls = 0;
     for (const auto& entry : fs::directory_iterator(seeds / "crl")) {
-        const std::string bytes = tests::ReadFile(entry.path());
-        if (const CrlContext crl = CertCreateCRLContext(AsBytes(bytes))) {
+        if (const auto crl = CertCreateCRLContext(AsBytes(tests::ReadFile(entry.path()))))
             CertAddCRLContextToStore(world.crls, crl);
-            ++crls;
-        }
     }
     EXPECT_GT(leaves.size(), 20U);
-    EXPECT_GT(crls, 3U);
+    EXPECT_GT(CertEnumCRLsInStore(world.crls).size(), 3U);
     for (const CertificateContext& leaf : leaves)
         EXPECT_NE(world.VerdictWithCrls(leaf), 0U);
-    const tests::Certificate leaf = tests::Issue(tests::PersonSpec("Person", 2), root);
-    EXPECT_EQ(world.VerdictWithCrls(leaf), CRYPT_E_NO_REVOCATION_CHECK);
-    std::cout << "malformed: " << leaves.size() << " certificates and " << crls << " CRLs were read\n";
+    EXPECT_EQ(world.VerdictWithCrls(tests::Issue(tests::PersonSpec("Person", 2), root)), CRYPT_E_NO_REVOCATION_CHECK);
 }
 
 }  // namespace

@@ -17,6 +17,12 @@ using platform::ByteView;
 using platform::DerReader;
 using platform::DerRules;
 
+Bytes Joined(std::initializer_list<Bytes> parts) {
+    Bytes all;
+    for (const Bytes& part : parts)
+        all.insert(all.end(), part.begin(), part.end());
+    return all;
+}
 Bytes Repeat(std::size_t count, const Bytes& unit) {
     Bytes all;
     for (std::size_t i = 0; i < count; ++i)
@@ -25,12 +31,11 @@ Bytes Repeat(std::size_t count, const Bytes& unit) {
 }
 
 TEST(DerReader, LengthsThatBreakTheRulesOrLeadOutsideAreRefused) {
-    struct Case {
+    const struct {
         const char* name;
         Bytes bytes;
         bool der, ber;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"empty", {}, false, false},
         {"tag alone", {4}, false, false},
         {"length beyond the end", {4, 2, 1}, false, false},
@@ -69,44 +74,25 @@ TEST(DerReader, IndefiniteLengthsEndAtTheirOwnEnd) {
 }
 
 TEST(DerReader, DepthCostsNeitherStackNorTime) {
-    // A million levels open and closed, and a million never closed.
-    Bytes closed = Repeat(1'000'000, {0x30, 0x80});
-    const Bytes ends = Repeat(1'000'000, {0, 0});
-    EXPECT_FALSE(DerReader(closed, DerRules::ber).Next());
-    closed.insert(closed.end(), ends.begin(), ends.end());
+    // A million levels never closed, and a million opened and closed.
+    const Bytes opened = Repeat(1'000'000, {0x30, 0x80}), closed = Joined({opened, Repeat(1'000'000, {0, 0})});
+    EXPECT_FALSE(DerReader(opened, DerRules::ber).Next());
     EXPECT_TRUE(DerReader(closed, DerRules::ber).Next());
     EXPECT_FALSE(platform::ToDer(closed));
 }
 
 TEST(ToDer, GivesTheEncodingThatAnybodyWouldHaveWritten) {
-    struct Case {
-        const char* name;
-        Bytes ber, der;
+    Bytes pieces = Repeat(2, Joined({{4, 100}, Bytes(100, 7)}));
+    const std::pair<Bytes, Bytes> cases[] = {
+        {{0x30, 3, 2, 1, 5}, {0x30, 3, 2, 1, 5}},              // nothing to do
+        {{0x30, 0x83, 0, 0, 3, 2, 1, 5}, {0x30, 3, 2, 1, 5}},  // long length
+        {{0x31, 0x80, 0x30, 0x80, 5, 0, 0, 0, 0, 0}, {0x31, 4, 0x30, 2, 5, 0}},
+        {{0x24, 0x80, 4, 1, 'a', 0x24, 3, 4, 1, 'b', 4, 0, 0, 0}, {4, 2, 'a', 'b'}},
+        {{0x2C, 6, 0x0C, 1, 'a', 0x0C, 1, 'b'}, {0x0C, 2, 'a', 'b'}},
+        {Joined({{0x24, 0x80}, pieces, {0, 0}}), Joined({{4, 0x81, 200}, Bytes(200, 7)})},
     };
-    const Case cases[] = {
-        {"nothing to do", {0x30, 3, 2, 1, 5}, {0x30, 3, 2, 1, 5}},
-        {"long length", {0x30, 0x83, 0, 0, 3, 2, 1, 5}, {0x30, 3, 2, 1, 5}},
-        {"indefinite", {0x31, 0x80, 0x30, 0x80, 5, 0, 0, 0, 0, 0}, {0x31, 4, 0x30, 2, 5, 0}},
-        {"string in pieces", {0x24, 0x80, 4, 1, 'a', 0x24, 3, 4, 1, 'b', 4, 0, 0, 0}, {4, 2, 'a', 'b'}},
-        {"text in pieces", {0x2C, 6, 0x0C, 1, 'a', 0x0C, 1, 'b'}, {0x0C, 2, 'a', 'b'}},
-        {"a string that needs a long length",
-         [] {
-             Bytes ber{0x24, 0x80};
-             for (int i = 0; i < 2; ++i) {
-                 ber.insert(ber.end(), {4, 100});
-                 ber.insert(ber.end(), 100, 7);
-             }
-             ber.insert(ber.end(), {0, 0});
-             return ber;
-         }(),
-         [] {
-             Bytes der{4, 0x81, 200};
-             der.insert(der.end(), 200, 7);
-             return der;
-         }()},
-    };
-    for (const auto& [name, ber, der] : cases)
-        EXPECT_EQ(platform::ToDer(ber), der) << name;
+    for (const auto& [ber, der] : cases)
+        EXPECT_EQ(platform::ToDer(ber), der);
     // A piece of another type in a string, and a piece that does not end.
     EXPECT_FALSE(platform::ToDer(Bytes{0x24, 3, 2, 1, 5}));
     EXPECT_FALSE(platform::ToDer(Bytes{0x24, 3, 4, 9, 5}));

@@ -240,21 +240,5 @@ TEST_F(Files, AFullDiskIsToldAndLeavesTheOldFile) {
     EXPECT_EQ(status, 0);
 }
 
-TEST_F(Files, ASizeLimitIsToldAndLeavesNothing) {
-    EXPECT_EQ(InChild([&] {
-                  signal(SIGXFSZ, SIG_IGN);
-                  const rlimit limit{50'000, 50'000};
-                  if (setrlimit(RLIMIT_FSIZE, &limit) != 0) return 1;
-                  if (WriteWholeFile(folder / "file", Bytes(100'000))) return 2;
-                  if (GetLastError() != ERROR_FILE_TOO_LARGE) return 3;
-                  const Bytes part(30'000);
-                  const std::array<ByteView, 2> parts = {part, part};
-                  if (OutputFile::Create(folder / "parts")->Write(parts)) return 4;
-                  return GetLastError() == ERROR_FILE_TOO_LARGE ? 0 : 5;
-              }),
-              0);
-    EXPECT_TRUE(fs::is_empty(folder));
-}
-
 }  // namespace
 }  // namespace platform

@@ -3,11 +3,13 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <map>
 
 #include "platform/Keys.h"
 #include "platform/Stores.h"
 #include "platform/Text.h"
 #include "platform/posix/Native.h"
+#include "tests/support/Corpora.h"
 #include "tests/support/Pki.h"
 #include "tests/support/Process.h"
 
@@ -105,20 +107,6 @@ TEST(Pfx, KeysGoToTheCertificatesThatHaveTheirPublicKey) {
     EXPECT_FALSE(CertGetCertificateContextProperty(find(authority), CERT_FRIENDLY_NAME_PROP_ID));
 }
 
-TEST(Pfx, WhatIsImportedGoesIntoTheUsersStoreWithItsKeys) {
-    const tests::Profile profile;
-    const auto signer = Make("signer");
-    const auto store = Import(tests::MakePfx({.certificates = {signer, Certificate(Make("ca", 1).Der())}}), "");
-    const auto mine = CertOpenSystemStoreAt(StoreLocation::currentUser, u"MY", false);
-    for (const auto& certificate : CertEnumCertificatesInStore(store))
-        ASSERT_TRUE(CertAddCertificateContextToStore(mine, certificate, CERT_STORE_ADD_REPLACE_EXISTING));
-    int keyed = 0;
-    for (const auto& certificate : CertEnumCertificatesInStore(mine))
-        keyed += Signs(certificate) ? 1 : 0;
-    EXPECT_EQ(CertEnumCertificatesInStore(mine).size(), 2U);
-    EXPECT_EQ(keyed, 1);
-}
-
 TEST(Pfx, DamageIsNeitherAcceptedNorTakenForAWrongPassword) {
     const auto certificate = Make("x");
     const Bytes pfx = tests::MakePfx({.certificates = {certificate}, .password = "p", .cipher = PfxCipher::none});
@@ -146,19 +134,12 @@ TEST(Pfx, DamageIsNeitherAcceptedNorTakenForAWrongPassword) {
 }
 
 TEST(Pfx, EndlessWorkIsRefused) {
-    Bytes pfx = tests::MakePfx({.certificates = {Make("x")}, .password = "p"});
-    const Bytes iterations{0x02, 0x02, 0x08, 0x00};  // 2048, in the MAC and in each encrypted part
-    const auto last = std::find_end(pfx.begin(), pfx.end(), iterations.begin(), iterations.end());
-    ASSERT_NE(last, pfx.end());
-    const auto at = static_cast<std::size_t>(last - pfx.begin());
-    ASSERT_EQ(at + iterations.size(), pfx.size());
-    // 2^31 - 1: two octets more, so the lengths around it grow by two. The MacData and the outer SEQUENCE are definite.
-    pfx.resize(at);
+    const Bytes usual = tests::MakePfx({.certificates = {Make("x")}, .password = "p"});
+    // The last field are the iterations of the MAC, 2048; 2^31 - 1 is two octets more in two definite lengths around.
+    Bytes pfx(usual.begin(), usual.end() - 4);
     pfx.insert(pfx.end(), {0x02, 0x04, 0x7F, 0xFF, 0xFF, 0xFF});
     const Bytes macData{0x30, 0x41, 0x30, 0x31};  // SHA-256: SEQUENCE, its DigestInfo
-    const auto mac = std::find_end(pfx.begin(), pfx.end(), macData.begin(), macData.end());
-    ASSERT_NE(mac, pfx.end());
-    mac[1] += 2;
+    std::find_end(pfx.begin(), pfx.end(), macData.begin(), macData.end())[1] += 2;
     const unsigned total = (pfx[2] << 8 | pfx[3]) + 2U;
     pfx[2] = static_cast<std::uint8_t>(total >> 8);
     pfx[3] = static_cast<std::uint8_t>(total);
@@ -170,52 +151,98 @@ TEST(Pfx, EndlessWorkIsRefused) {
 TEST(Pfx, FilesOfOtherProgramsOpen) {
     const tests::Profile profile;
     const auto signer = tests::Issue({.subject = {{"CN", "Петър"}}, .key = tests::TestKey(KeyType::rsa2048)});
-    const auto pem = profile.Write("signer.pem", signer.Pem()).string();
-    const auto key = profile.Write("signer.key", signer.KeyPem()).string();
-    const auto file = (profile.Folder() / "out.p12").string();
-    const std::vector<std::vector<std::string>> commands = {
-        {"openssl", "pkcs12", "-export", "-in", pem, "-inkey", key, "-out", file, "-passout", "pass:парола"},
-        {"openssl", "pkcs12", "-export", "-legacy", "-in", pem, "-inkey", key, "-out", file, "-passout", "pass:парола"},
-        {"openssl", "pkcs12", "-export", "-nomac", "-in", pem, "-inkey", key, "-out", file, "-passout", "pass:парола"},
-        {"openssl",
-         "pkcs12",
-         "-export",
-         "-in",
-         pem,
-         "-inkey",
-         key,
-         "-out",
-         file,
-         "-passout",
-         "pass:парола",
-         "-macalg",
-         "sha512",
-         "-keypbe",
-         "PBE-SHA1-RC4-128",
-         "-certpbe",
-         "PBE-SHA1-RC2-128",
-         "-provider",
-         "legacy",
-         "-provider",
-         "default"},
-        {"certtool", "--to-p12", "--outder", "--load-certificate", pem, "--load-privkey", key, "--p12-name", "п",
-         "--password", "парола", "--outfile", file},
-        {"certtool", "--to-p12", "--outder", "--load-certificate", pem, "--load-privkey", key, "--p12-name", "п",
-         "--password", "парола", "--pkcs-cipher", "rc2-40", "--outfile", file},
-    };
-    for (const auto& command : commands) {
-        if (!tests::HasProgram(command[0])) continue;
-        const auto made = tests::RunProgram(command, {.environment = {{"LC_ALL", "C.UTF-8"}}});
+    profile.Write("signer.pem", signer.Pem());
+    profile.Write("signer.key", signer.KeyPem());
+    const std::string openssl =
+        "openssl pkcs12 -export -in signer.pem -inkey signer.key -out out -passout pass:парола ";
+    const std::string certtool =
+        "certtool --to-p12 --outder --load-certificate signer.pem --load-privkey signer.key "
+        "--p12-name п --password парола --outfile out ";
+    for (const std::string& command :
+         {openssl, openssl + "-legacy", openssl + "-nomac",
+          openssl + "-macalg sha512 -keypbe PBE-SHA1-RC4-128 -certpbe PBE-SHA1-RC2-128 -provider legacy -provider "
+                    "default",
+          certtool, certtool + "--pkcs-cipher rc2-40"}) {
+        if (command.starts_with("certtool") && !tests::HasProgram("certtool")) continue;
+        const auto made = tests::RunProgram({"sh", "-c", command},
+                                            {.environment = {{"LC_ALL", "C.UTF-8"}}, .folder = profile.Folder()});
         ASSERT_EQ(made.status, 0) << made.Summary();
-        const std::string pfx = tests::ReadFile(file);
-        const auto store = Import(AsBytes(pfx), "парола");
-        ASSERT_TRUE(store) << made.Summary() << std::hex << GetLastError();
-        const auto listed = CertEnumCertificatesInStore(store);
-        ASSERT_EQ(listed.size(), 1U);
+        const std::string pfx = tests::ReadFile(profile.Folder() / "out");
+        const auto listed = CertEnumCertificatesInStore(Import(AsBytes(pfx), "парола"));
+        ASSERT_EQ(listed.size(), 1U) << command;
         EXPECT_TRUE(Signs(listed[0]));
         EXPECT_FALSE(Import(AsBytes(pfx), "parola"));
-        EXPECT_EQ(GetLastError(), ERROR_INVALID_PASSWORD) << made.Summary();
+        EXPECT_EQ(GetLastError(), ERROR_INVALID_PASSWORD) << command;
     }
+}
+
+// --- Other makers' files with their INDEX ---
+
+struct Sample {
+    std::string file, content, opened, password;
+    bool mustFail = false;
+};
+std::vector<Sample> ReadIndex() {
+    std::vector<Sample> samples;
+    for (const auto& row : tests::ReadTable(tests::Corpus("pkcs12") / "INDEX.tsv")) {
+        if (row[0] == "path") continue;
+        const std::string password = row[4].starts_with("pass:") ? row[4].substr(5) : "";
+        samples.push_back(
+            {row[0], tests::ReadFile(tests::Corpus("pkcs12") / row[0]), row[3], password, row[6] == "MUST FAIL"});
+    }
+    return samples;
+}
+
+// 0 when a store came out.
+ErrorCode ErrorOf(const std::string& pfx, const std::string& password) {
+    SetLastError(ERROR_SUCCESS);
+    return Import(AsBytes(pfx), password) ? ERROR_SUCCESS : GetLastError();
+}
+
+// Where we answer otherwise than the program that made the index, and why, stands in tests/data/corpora.
+TEST(PfxCorpus, AgreesWithTheIndexAndTellsAWrongPassword) {
+    const auto samples = ReadIndex();
+    if (samples.empty()) GTEST_SKIP() << "no corpus of PFX files";
+    std::map<std::string, ErrorCode> known;
+    for (const auto& row : tests::ReadTable(NORVIK_SOURCE_DIR "/tests/data/corpora/pkcs12.tsv"))
+        known[row[0]] = static_cast<ErrorCode>(std::stoul(row[1], nullptr, 16));
+    int opened = 0, refused = 0;
+    for (const auto& [file, content, status, password, mustFail] : samples) {
+        SCOPED_TRACE(file);
+        if (mustFail) {
+            EXPECT_NE(ErrorOf(content, password), ERROR_SUCCESS);
+            ++refused;
+        } else if (status == "unopened") {
+            // Well-formed, and nobody told us the password, unless we know better.
+            ErrorCode error = ERROR_INVALID_PASSWORD;
+            for (const char* guess : {"", "1234", "password", "12345"})
+                if (error == ERROR_INVALID_PASSWORD) error = ErrorOf(content, guess);
+            EXPECT_EQ(error, known.contains(file) ? known[file] : ERROR_INVALID_PASSWORD);
+        } else {
+            EXPECT_EQ(ErrorOf(content, password), known.contains(file) ? known[file] : ERROR_SUCCESS);
+            const bool withoutAnyPassword = file == "botan__key_cert_spki_mismatch.pfx";
+            if (!known.contains(file) && status.starts_with("ok")) {
+                EXPECT_EQ(ErrorOf(content, "not this one"),
+                          withoutAnyPassword ? ERROR_SUCCESS : ERROR_INVALID_PASSWORD);
+            }
+            ++opened;
+        }
+    }
+    EXPECT_GT(opened, 0);
+    EXPECT_GT(refused, 0);
+}
+
+TEST(PfxCorpus, NoDamagedSeedOpensOrCrashes) {
+    if (!std::filesystem::exists(tests::Corpus("fuzz"))) GTEST_SKIP() << "no corpus of damaged files";
+    int tried = 0;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(tests::Corpus("fuzz"))) {
+        if (!entry.is_regular_file()) continue;
+        const std::string bytes = tests::ReadFile(entry.path());
+        EXPECT_NE(ErrorOf(bytes, "password"), ERROR_SUCCESS) << entry.path();
+        CertOpenBytesStore(AsBytes(bytes));
+        ++tried;
+    }
+    EXPECT_GT(tried, 0);
 }
 
 }  // namespace

@@ -73,22 +73,18 @@ int ExitStatus(pid_t child) {
 
 TEST_F(Registry, ValuesComeBackWithTypeAndBytesFromAnotherHandle) {
     const auto key = Create(u"software\\tessaly\\Tessaly Norvik\\TSA");
-    const Bytes withZeros = {0, 1, 0, 255};
-    ASSERT_EQ(RegSetValueExW(key, u"Password", REG_BINARY, withZeros), ERROR_SUCCESS);
-    ASSERT_EQ(RegSetValueExW(key, u"Име", REG_SZ, {}), ERROR_SUCCESS);
-    ASSERT_EQ(RegSetValueExW(key, u"", REG_DWORD, withZeros), ERROR_SUCCESS);
-
+    const std::tuple<const char16_t*, std::uint32_t, Bytes> values[] = {
+        {u"Password", REG_BINARY, {0, 1, 0, 255}}, {u"Име", REG_SZ, {}}, {u"", REG_DWORD, {0, 1, 0, 255}}};
+    for (const auto& [name, type, data] : values)
+        ASSERT_EQ(RegSetValueExW(key, name, type, data), ERROR_SUCCESS);
     RegistryKey other;
     ASSERT_EQ(RegOpenKeyExW(kUser, u"software\\tessaly\\Tessaly Norvik\\TSA", other), ERROR_SUCCESS);
     RegistryValue value;
-    ASSERT_EQ(RegQueryValueExW(other, u"Password", value), ERROR_SUCCESS);
-    EXPECT_EQ(value.type, REG_BINARY);
-    EXPECT_EQ(value.data, withZeros);
-    ASSERT_EQ(RegQueryValueExW(other, u"Име", value), ERROR_SUCCESS);
-    EXPECT_EQ(value.type, REG_SZ);
-    EXPECT_TRUE(value.data.empty());
-    ASSERT_EQ(RegQueryValueExW(other, u"", value), ERROR_SUCCESS);
-    EXPECT_EQ(value.type, REG_DWORD);
+    for (const auto& [name, type, data] : values) {
+        ASSERT_EQ(RegQueryValueExW(other, name, value), ERROR_SUCCESS);
+        EXPECT_EQ(value.type, type);
+        EXPECT_EQ(value.data, data);
+    }
     EXPECT_EQ(RegQueryValueExW(other, u"Missing", value), ERROR_FILE_NOT_FOUND);
 }
 
@@ -174,23 +170,15 @@ TEST_F(Registry, ADamagedHiveGivesACodeAndIsLeftAsItIs) {
     const std::string good = tests::ReadFile(file);
     std::string holed = good;
     holed.replace(4096, 2 * 4096, 2 * 4096, '\x5A');
-    const struct {
-        std::string content;
-        ErrorCode code;
-    } cases[] = {
-        {"this is no database, but somebody's text of more than a hundred bytes" + std::string(100, '.'),
-         ERROR_REGISTRY_CORRUPT},
-        {good.substr(0, 5000), ERROR_REGISTRY_CORRUPT},
-        {good.substr(0, 60), ERROR_REGISTRY_CORRUPT},
-        {holed, ERROR_REGISTRY_CORRUPT},
-    };
+    const std::string cases[] = {"somebody's text of more than a hundred bytes" + std::string(100, '.'),
+                                 good.substr(0, 5000), good.substr(0, 60), holed};
     static int remarks;
     remarks = 0;
     SetHostLog([](std::string_view text) { remarks += text.find("registry.db") != std::string_view::npos; });
-    for (const auto& [content, code] : cases) {
+    for (const std::string& content : cases) {
         profile.Write("config/norvik/registry.db", content);
-        EXPECT_EQ(OpenCode(u"software"), code);
-        EXPECT_EQ(CreateCode(u"software\\new"), code);
+        EXPECT_EQ(OpenCode(u"software"), ERROR_REGISTRY_CORRUPT);
+        EXPECT_EQ(CreateCode(u"software\\new"), ERROR_REGISTRY_CORRUPT);
         EXPECT_EQ(tests::ReadFile(file), content);
     }
     SetHostLog(nullptr);
@@ -259,20 +247,18 @@ TEST_F(Registry, ProcessesThatWriteAtOnceLoseNothing) {
 }
 
 TEST_F(Registry, OneThatOpensTheHiveWhileOthersMakeItSeesItWholeOrNotAtAll) {
-    constexpr int kRounds = 60, kThreads = 4;
-    for (int round = 0; round < kRounds; ++round) {
+    for (int round = 0; round < 60; ++round) {
         fs::remove(file);
-        std::array<ErrorCode, kThreads> codes{};
-        std::barrier start(kThreads);
-        std::vector<std::thread> threads;
-        for (int thread = 0; thread < kThreads; ++thread) {
-            threads.emplace_back([&, thread] {
-                start.arrive_and_wait();
-                codes[static_cast<std::size_t>(thread)] = CreateCode(u"software");
-            });
+        std::array<ErrorCode, 4> codes{};
+        std::barrier start(static_cast<std::ptrdiff_t>(codes.size()));
+        {
+            std::vector<std::jthread> threads;
+            for (ErrorCode& code : codes)
+                threads.emplace_back([&] {
+                    start.arrive_and_wait();
+                    code = CreateCode(u"software");
+                });
         }
-        for (auto& thread : threads)
-            thread.join();
         EXPECT_THAT(codes, testing::Each(ERROR_SUCCESS)) << "round " << round;
     }
 }
@@ -299,18 +285,6 @@ TEST_F(Registry, AKillInTheMiddleOfAWriteLeavesTheOldOrTheNewValue) {
         EXPECT_TRUE(value == a || value == b) << value.substr(0, 20) << value.size();
     }
     RecordProperty("killed_with_a_pending_journal", pending);
-}
-
-TEST_F(Registry, ThreadsMayShareCopiesOfAKey) {
-    const auto key = Create(u"software");
-    const auto write = [key](char name) {
-        for (int i = 0; i < 20; ++i)
-            Set(key, std::u16string(1, static_cast<char16_t>(name)), std::to_string(i));
-    };
-    std::thread first(write, 'a'), second(write, 'b');
-    first.join();
-    second.join();
-    EXPECT_EQ(Get(key, u"a") + Get(key, u"b"), "1919");
 }
 
 }  // namespace

@@ -129,17 +129,5 @@ TEST(Text, ANameOnOneLineCannotCommandATerminal) {
               "Иван\uFFFD\uFFFDПетров\uFFFD[2J\uFFFD\uFFFD|\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD|и");
 }
 
-TEST(Text, CodesHaveOneSentenceAndUnknownOnesNone) {
-    const ErrorCode codes[] = {ERROR_FILE_NOT_FOUND,       ERROR_ACCESS_DENIED,   NTE_BAD_SIGNATURE,
-                               CRYPT_E_REVOCATION_OFFLINE, TRUST_E_BAD_DIGEST,    CERT_E_UNTRUSTEDROOT,
-                               SCARD_W_CHV_BLOCKED,        ERROR_REGISTRY_CORRUPT};
-    for (const ErrorCode code : codes) {
-        const auto text = FormatMessageW(code);
-        EXPECT_TRUE(text.ends_with(u".\r\n")) << code;
-        EXPECT_EQ(text.find(u'\n'), text.size() - 1) << code;
-    }
-    EXPECT_EQ(FormatMessageW(0x12345678), u"");
-}
-
 }  // namespace
 }  // namespace platform

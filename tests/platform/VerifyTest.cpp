@@ -1,11 +1,10 @@
 #include <gtest/gtest.h>
-#include <openssl/core_names.h>
-#include <openssl/param_build.h>
 #include <openssl/rsa.h>
 
 #include <algorithm>
 
 #include "platform/Keys.h"
+#include "platform/formats/DerWriter.h"
 #include "platform/posix/OpenSsl.h"
 #include "platform/posix/SoftwareKey.h"
 #include "tests/support/Pki.h"
@@ -56,72 +55,58 @@ Bytes PublicKeyInfoOf(const Key& key) {
     return posix::EncodeDer<i2d_PUBKEY>(key.get());
 }
 
-struct VerifyCase {
-    const char* name;
-    KeyType key;
-    SignatureScheme scheme;
-};
-void PrintTo(const VerifyCase& value, std::ostream* out) {
-    *out << value.name;
-}
-
-class VerifyScheme : public testing::TestWithParam<VerifyCase> {};
-
-TEST_P(VerifyScheme, AcceptsTheSignatureAndNothingNearIt) {
-    const auto& [name, type, scheme] = GetParam();
-    const Key key = tests::TestKey(type);
-    const Bytes info = PublicKeyInfoOf(key);
-    const Bytes digest = Digest(scheme.hash, kContent);
-    const Bytes signature = SignContent(key, scheme);
-
-    // A certificate remembers what its key verified: that must not cover for anything else.
-    const auto certificate = CertCreateCertificateContext(tests::Issue({.key = key}).Der());
-    EXPECT_TRUE(CryptVerifySignature(info, scheme, digest, signature));
-
-    const auto refused = [&](const SignatureScheme& with, const Bytes& over, const Bytes& value, const char* what) {
-        SetLastError(ERROR_SUCCESS);
-        EXPECT_FALSE(CryptVerifySignature(info, with, over, value)) << what;
-        EXPECT_EQ(GetLastError(), NTE_BAD_SIGNATURE) << what;
-        EXPECT_TRUE(CryptVerifySignature(certificate, scheme, digest, signature)) << what;
-        EXPECT_FALSE(CryptVerifySignature(certificate, with, over, value)) << what;
+TEST(Verify, AcceptsTheSignatureAndNothingNearIt) {
+    const struct {
+        const char* name;
+        KeyType type;
+        SignatureScheme scheme;
+    } cases[] = {
+        {"RSA SHA-1", KeyType::rsa2048, {Kind::rsaPkcs1, HashAlgorithm::sha1}},
+        {"RSA SHA-256", KeyType::rsa3072, {Kind::rsaPkcs1, HashAlgorithm::sha256}},
+        {"RSA MD5", KeyType::rsa2048, {Kind::rsaPkcs1, HashAlgorithm::md5}},
+        {"RSA SHA-512", KeyType::rsa2048, {Kind::rsaPkcs1, HashAlgorithm::sha512}},
+        {"RSA SHA-3", KeyType::rsa2048, {Kind::rsaPkcs1, HashAlgorithm::sha3_256}},
+        {"PSS", KeyType::rsa2048, {Kind::rsaPss}},
+        {"PSS mixed", KeyType::rsa2048, {Kind::rsaPss, HashAlgorithm::sha384, HashAlgorithm::sha1, 20}},
+        {"PSS without salt", KeyType::rsa2048, {Kind::rsaPss, HashAlgorithm::sha256, HashAlgorithm::sha256, 0}},
+        {"P-256", KeyType::p256, {Kind::ecdsa, HashAlgorithm::sha256}},
+        {"P-256 SHA-512", KeyType::p256, {Kind::ecdsa, HashAlgorithm::sha512}},
+        {"P-384", KeyType::p384, {Kind::ecdsa, HashAlgorithm::sha384}},
+        {"DSA", KeyType::dsa2048, {Kind::dsa, HashAlgorithm::sha256}},
     };
-    for (const std::size_t position : {std::size_t{0}, signature.size() / 2, signature.size() - 1}) {
-        Bytes changed = signature;
-        changed[position] ^= 0x01;
-        refused(scheme, digest, changed, "one bit of the signature");
+    for (const auto& [name, type, scheme] : cases) {
+        SCOPED_TRACE(name);
+        const Bytes info = PublicKeyInfoOf(tests::TestKey(type)), other = PublicKeyInfoOf(tests::TestKey(type, 1));
+        const Bytes digest = Digest(scheme.hash, kContent), signature = SignContent(tests::TestKey(type), scheme);
+        EXPECT_TRUE(CryptVerifySignature(info, scheme, digest, signature));
+
+        // A certificate remembers what its key verified: that must not cover for anything else.
+        const auto certificate = CertCreateCertificateContext(tests::Issue({.key = tests::TestKey(type)}).Der());
+        const auto refused = [&, &scheme = scheme](const Bytes& over, const Bytes& value, const char* what) {
+            SetLastError(ERROR_SUCCESS);
+            EXPECT_FALSE(CryptVerifySignature(info, scheme, over, value)) << what;
+            EXPECT_EQ(GetLastError(), NTE_BAD_SIGNATURE) << what;
+            EXPECT_TRUE(CryptVerifySignature(certificate, scheme, digest, signature)) << what;
+            EXPECT_FALSE(CryptVerifySignature(certificate, scheme, over, value)) << what;
+        };
+        for (const std::size_t position : {std::size_t{0}, signature.size() / 2, signature.size() - 1}) {
+            Bytes changed = signature;
+            changed[position] ^= 0x01;
+            refused(digest, changed, "one bit of the signature");
+        }
+        Bytes changed = digest, longer = signature;
+        changed.front() ^= 0x80;
+        longer.push_back(0);
+        refused(changed, signature, "one bit of the digest");
+        refused(Bytes(digest.begin(), digest.end() - 1), signature, "a digest cut short");
+        refused(digest, Bytes(signature.begin(), signature.end() - 1), "a signature cut short");
+        refused(digest, longer, "a byte behind the signature");
+        refused(digest, {}, "no signature");
+        refused({}, signature, "no digest");
+        EXPECT_FALSE(CryptVerifySignature(other, scheme, digest, signature));
+        EXPECT_EQ(GetLastError(), NTE_BAD_SIGNATURE);
     }
-    Bytes changed = digest;
-    changed.front() ^= 0x80;
-    refused(scheme, changed, signature, "one bit of the digest");
-    refused(scheme, Bytes(digest.begin(), digest.end() - 1), signature, "a digest cut short");
-    refused(scheme, digest, Bytes(signature.begin(), signature.end() - 1), "a signature cut short");
-    Bytes longer = signature;
-    longer.push_back(0);
-    refused(scheme, digest, longer, "a byte behind the signature");
-    refused(scheme, digest, {}, "no signature");
-    refused(scheme, {}, signature, "no digest");
-
-    const Bytes other = PublicKeyInfoOf(tests::TestKey(type, 1));
-    EXPECT_FALSE(CryptVerifySignature(other, scheme, digest, signature));
-    EXPECT_EQ(GetLastError(), NTE_BAD_SIGNATURE);
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Schemes, VerifyScheme,
-    testing::Values(
-        VerifyCase{"RsaSha1", KeyType::rsa2048, {Kind::rsaPkcs1, HashAlgorithm::sha1}},
-        VerifyCase{"RsaSha256", KeyType::rsa3072, {Kind::rsaPkcs1, HashAlgorithm::sha256}},
-        VerifyCase{"RsaMd5", KeyType::rsa2048, {Kind::rsaPkcs1, HashAlgorithm::md5}},
-        VerifyCase{"RsaSha512", KeyType::rsa2048, {Kind::rsaPkcs1, HashAlgorithm::sha512}},
-        VerifyCase{"RsaSha3", KeyType::rsa2048, {Kind::rsaPkcs1, HashAlgorithm::sha3_256}},
-        VerifyCase{"Pss", KeyType::rsa2048, {Kind::rsaPss}},
-        VerifyCase{"PssMixed", KeyType::rsa2048, {Kind::rsaPss, HashAlgorithm::sha384, HashAlgorithm::sha1, 20}},
-        VerifyCase{"PssNoSalt", KeyType::rsa2048, {Kind::rsaPss, HashAlgorithm::sha256, HashAlgorithm::sha256, 0}},
-        VerifyCase{"EcdsaP256", KeyType::p256, {Kind::ecdsa, HashAlgorithm::sha256}},
-        VerifyCase{"EcdsaP256Sha512", KeyType::p256, {Kind::ecdsa, HashAlgorithm::sha512}},
-        VerifyCase{"EcdsaP384", KeyType::p384, {Kind::ecdsa, HashAlgorithm::sha384}},
-        VerifyCase{"Dsa", KeyType::dsa2048, {Kind::dsa, HashAlgorithm::sha256}}),
-    [](const auto& info) { return std::string(info.param.name); });
 
 TEST(Verify, TakesDigestInfoWithoutParametersButNothingElseThanDigestInfo) {
     const Key key = tests::TestKey(KeyType::rsa2048);
@@ -143,32 +128,22 @@ TEST(Verify, TakesDigestInfoWithoutParametersButNothingElseThanDigestInfo) {
         CryptVerifySignature(info, scheme, digest, SignBytes(key, posix::DigestInfo(HashAlgorithm::sha3_256, digest))));
 }
 
-// A public key with this modulus' size and exponent; nobody needs the private one.
-Key RsaKeyWithExponent(unsigned long exponent) {
-    const Key usual = tests::TestKey(KeyType::rsa2048);
-    BIGNUM* modulus = nullptr;
-    EVP_PKEY_get_bn_param(usual.get(), OSSL_PKEY_PARAM_RSA_N, &modulus);
-    BIGNUM* e = BN_new();
-    BN_set_word(e, exponent);
-    OSSL_PARAM_BLD* builder = OSSL_PARAM_BLD_new();
-    OSSL_PARAM_BLD_push_BN(builder, OSSL_PKEY_PARAM_RSA_N, modulus);
-    OSSL_PARAM_BLD_push_BN(builder, OSSL_PKEY_PARAM_RSA_E, e);
-    OSSL_PARAM* parameters = OSSL_PARAM_BLD_to_param(builder);
-    EVP_PKEY_CTX* context = EVP_PKEY_CTX_new_from_name(nullptr, "RSA", nullptr);
-    EVP_PKEY* key = nullptr;
-    const bool made =
-        EVP_PKEY_fromdata_init(context) == 1 && EVP_PKEY_fromdata(context, &key, EVP_PKEY_PUBLIC_KEY, parameters) == 1;
-    EVP_PKEY_CTX_free(context);
-    OSSL_PARAM_free(parameters);
-    OSSL_PARAM_BLD_free(builder);
-    BN_free(e);
-    BN_free(modulus);
-    if (!made) throw std::runtime_error("cannot make a key: " + posix::DrainErrorQueue());
-    return Key(key, EVP_PKEY_free);
+// A public key with exponent 1; nobody needs the private one.
+Bytes KeyWithExponentOne() {
+    DerWriter key;
+    key.Sequence([&] { key.UnsignedInteger(Bytes(256, 0xC1)).Integer(1); });
+    Bytes bits{0};
+    bits.insert(bits.end(), key.View().begin(), key.View().end());
+    DerWriter info;
+    info.Sequence([&] {
+        info.AlgorithmWithNull("1.2.840.113549.1.1.1");
+        info.Value(tag::kBitString, bits);
+    });
+    return info.Take();
 }
 
 TEST(Verify, RefusesTheSignatureThatAnybodyCanWriteForExponentOne) {
-    const Bytes info = PublicKeyInfoOf(RsaKeyWithExponent(1));
+    const Bytes info = KeyWithExponentOne();
     const Bytes digest = Digest(HashAlgorithm::sha256, kContent);
     const Bytes digestInfo = posix::DigestInfo(HashAlgorithm::sha256, digest);
     Bytes padded(256, 0xFF);

@@ -14,20 +14,23 @@ std::filesystem::path Corpus(const std::string& folder) {
     return base / folder;
 }
 
+std::vector<std::vector<std::string>> ReadTable(const std::filesystem::path& file) {
+    std::vector<std::vector<std::string>> rows;
+    std::ifstream lines(file);
+    for (std::string line; std::getline(lines, line);) {
+        auto& row = rows.emplace_back();
+        std::istringstream fields(line);
+        for (std::string field; std::getline(fields, field, '\t');)
+            row.push_back(field);
+        row.resize(std::max(row.size(), rows.front().size()));
+    }
+    return rows;
+}
+
 std::vector<PfxSample> PfxCorpus() {
     std::vector<PfxSample> samples;
-    std::ifstream index(Corpus("pkcs12") / "INDEX.tsv");
-    std::string line;
-    std::getline(index, line);  // the headings
-    while (std::getline(index, line)) {
-        std::istringstream fields(line);
-        std::string name, skipped, password;
-        std::getline(fields, name, '\t');
-        for (int i = 0; i < 3; ++i)
-            std::getline(fields, skipped, '\t');
-        std::getline(fields, password, '\t');
-        if (password.starts_with("pass:")) samples.push_back({Corpus("pkcs12") / name, password.substr(5)});
-    }
+    for (const auto& row : ReadTable(Corpus("pkcs12") / "INDEX.tsv"))
+        if (row[4].starts_with("pass:")) samples.push_back({Corpus("pkcs12") / row[0], row[4].substr(5)});
     return samples;
 }
 

@@ -10,6 +10,9 @@ namespace tests {
 // A folder of the collections: $NORVIK_CORPORA, else those beside the checkout. Need not exist.
 std::filesystem::path Corpus(const std::string& folder);
 
+// The lines of a file of columns between tabs, each at least as wide as the first line; empty without the file.
+std::vector<std::vector<std::string>> ReadTable(const std::filesystem::path& file);
+
 // The PFX files with the password that opens them; those whose password nobody knows are left out.
 struct PfxSample {
     std::filesystem::path file;

@@ -12,7 +12,7 @@ bool GpgSm::Available() {
     return HasProgram("gpgsm");
 }
 
-GpgSm::GpgSm(Profile& profile, const Certificate& root, const Certificate& signer,
+GpgSm::GpgSm(Profile& profile, const Certificate& root, const std::optional<Certificate>& signer,
              const std::vector<Certificate>& between)
     : profile_(profile) {
     const auto home = profile.Folder() / "gnupg";
@@ -24,11 +24,12 @@ GpgSm::GpgSm(Profile& profile, const Certificate& root, const Certificate& signe
     std::string authorities = root.Pem();
     for (const auto& certificate : between)
         authorities += certificate.Pem();
-    bool imported = Run({"--import", profile.Write("authorities.pem", authorities)});
+    const bool imported = Run({"--import", profile.Write("authorities.pem", authorities)});
+    if (imported && !signer) return;
     // One in forty PFX files gpgsm does not decrypt, whoever made it: another salt, another try.
     constexpr int tries = 5;
     for (int i = 0; imported && i < tries; ++i) {
-        const auto pfx = MakePfx({.certificates = {signer}, .password = "x", .cipher = PfxCipher::des3});
+        const auto pfx = MakePfx({.certificates = {*signer}, .password = "x", .cipher = PfxCipher::des3});
         if (Run({"--import", profile.Write("keyring.p12", platform::AsText(pfx))})) return;
     }
     throw std::runtime_error("gpgsm does not import the certificates");

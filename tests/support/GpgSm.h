@@ -1,6 +1,7 @@
 #pragma once
 // A keyring of gpgsm's for one test.
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,9 +13,9 @@ namespace tests {
 class GpgSm {
   public:
     static bool Available();
-    // Trusts the root and knows the signer with its key; `between` are the authorities in the middle. Throws
-    // std::runtime_error if gpgsm does not take them.
-    GpgSm(Profile& profile, const Certificate& root, const Certificate& signer,
+    // Trusts the root and knows the signer, if one is given, with its key; `between` are the authorities in the middle.
+    // Throws std::runtime_error if gpgsm does not take them.
+    GpgSm(Profile& profile, const Certificate& root, const std::optional<Certificate>& signer = {},
           const std::vector<Certificate>& between = {});
     // The agent keeps running and would keep the folder.
     ~GpgSm();

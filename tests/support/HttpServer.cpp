@@ -62,7 +62,7 @@ std::optional<HttpRequest> ReceiveRequest(int socket) {
     std::string text;
     std::size_t headEnd = std::string::npos;
     while ((headEnd = text.find("\r\n\r\n")) == std::string::npos)
-        if (!ReceiveSome(socket, text)) return std::nullopt;
+        if (!ReceiveSome(socket, text) || text.front() == '\x16') return std::nullopt;  // a TLS greeting
     HttpRequest request = ParseHead(text.substr(0, headEnd));
     const auto length = request.headers.find("content-length");
     const std::size_t size = length == request.headers.end() ? 0 : std::strtoull(length->second.c_str(), nullptr, 10);
@@ -127,7 +127,7 @@ HttpServer::HttpServer(Handler handler, std::uint16_t port) : handler_(std::move
         throw std::runtime_error("no port for the HTTP server");
     }
     port_ = ntohs(address.sin_port);
-    acceptor_ = std::thread([this] { Accept(); });
+    acceptor_ = std::jthread([this] { Accept(); });
 }
 
 HttpServer::~HttpServer() {
@@ -135,13 +135,12 @@ HttpServer::~HttpServer() {
         const std::lock_guard lock(mutex_);
         stopping_ = true;
         shutdown(listener_, SHUT_RDWR);
-        for (const Connection& connection : connections_)
-            if (!connection.over) shutdown(connection.socket, SHUT_RDWR);
+        for (const int socket : open_)
+            shutdown(socket, SHUT_RDWR);
     }
     ended_.notify_all();
     acceptor_.join();
-    for (Connection& connection : connections_)
-        connection.thread.join();
+    threads_.clear();
     close(listener_);
 }
 
@@ -161,45 +160,30 @@ void HttpServer::Accept() {
             if (!stopping_) std::this_thread::sleep_for(std::chrono::milliseconds(1));
             continue;
         }
-        JoinFinished();
         const std::lock_guard lock(mutex_);
         if (stopping_) {
             close(socket);
             return;
         }
-        Connection& connection = connections_.emplace_back();
-        connection.socket = socket;
-        connection.thread = std::thread([this, &connection] { Serve(connection); });
+        if (open_.empty()) threads_.clear();  // they have nothing left to do
+        open_.push_back(socket);
+        threads_.emplace_back([this, socket] { Serve(socket); });
     }
 }
 
-void HttpServer::JoinFinished() {
-    std::list<Connection> finished;
-    {
-        const std::lock_guard lock(mutex_);
-        for (auto each = connections_.begin(); each != connections_.end();) {
-            const auto next = std::next(each);
-            if (each->over) finished.splice(finished.end(), connections_, each);
-            each = next;
-        }
-    }
-    for (Connection& connection : finished)
-        connection.thread.join();
-}
-
-void HttpServer::Serve(Connection& connection) {
-    if (const std::optional<HttpRequest> request = ReceiveRequest(connection.socket)) {
+void HttpServer::Serve(int socket) {
+    if (const std::optional<HttpRequest> request = ReceiveRequest(socket)) {
         {
             const std::lock_guard lock(mutex_);
             requests_.push_back(*request);
         }
-        Answer(connection.socket, *request);
+        Answer(socket, *request);
         // Closing with unread input would reset the connection and take the answer from the peer.
-        shutdown(connection.socket, SHUT_WR);
+        shutdown(socket, SHUT_WR);
     }
     const std::lock_guard lock(mutex_);
-    close(connection.socket);
-    connection.over = true;
+    std::erase(open_, socket);
+    close(socket);
 }
 
 void HttpServer::Answer(int socket, const HttpRequest& request) {
@@ -208,7 +192,9 @@ void HttpServer::Answer(int socket, const HttpRequest& request) {
         const std::lock_guard lock(handlerMutex_);
         answer = handler_(request);
     }
-    if (!Wait(answer.delay) || answer.drop || !SendAll(socket, Head(answer)) || request.method == "HEAD") return;
+    if (!Wait(answer.delay) || answer.drop) return;
+    if (!answer.raw.empty()) return static_cast<void>(SendAll(socket, answer.raw));
+    if (!SendAll(socket, Head(answer)) || request.method == "HEAD") return;
     if (answer.endless) return SendEndless(socket, answer.body);
     const std::string_view body = answer.body;
     const std::size_t first = answer.pauseInBody.count() > 0 ? body.size() / 2 : body.size();

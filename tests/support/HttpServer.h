@@ -10,7 +10,6 @@
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
-#include <list>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -40,6 +39,7 @@ struct HttpAnswer {
     bool endless = false;                             // repeats the body without an end, chunked
     std::optional<std::uint64_t> claimedLength = {};  // a Content-Length that is not the body's
     std::chrono::milliseconds pauseInBody{0};         // after the first half of the body
+    std::string raw = {};                             // sent in place of an answer
 
     static HttpAnswer Redirect(const std::string& location, int status = 302);
 };
@@ -60,17 +60,11 @@ class HttpServer {
     [[nodiscard]] std::vector<HttpRequest> Requests() const;
 
   private:
-    struct Connection {
-        int socket = -1;
-        bool over = false;
-        std::thread thread;
-    };
     void Accept();
-    void Serve(Connection& connection);
+    void Serve(int socket);
     void Answer(int socket, const HttpRequest& request);
     void SendEndless(int socket, const std::string& body);
     bool Wait(std::chrono::milliseconds time);  // false: the server ends
-    void JoinFinished();
 
     Handler handler_;
     int listener_ = -1;
@@ -80,8 +74,9 @@ class HttpServer {
     std::condition_variable ended_;
     std::atomic<bool> stopping_ = false;
     std::vector<HttpRequest> requests_;
-    std::list<Connection> connections_;
-    std::thread acceptor_;
+    std::vector<int> open_;  // sockets that are served
+    std::vector<std::jthread> threads_;
+    std::jthread acceptor_;
 };
 
 }  // namespace tests

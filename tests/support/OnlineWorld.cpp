@@ -1,5 +1,7 @@
 #include "tests/support/OnlineWorld.h"
 
+#include <algorithm>
+
 namespace tests {
 
 void OnlineServer::Serve(const std::string& path, HttpServer::Handler handler) {
@@ -33,16 +35,23 @@ HttpAnswer OnlineServer::Answer(const HttpRequest& request) {
     return handler(request);
 }
 
-OnlineWorld::OnlineWorld(const std::function<void(CertificateSpec&, const OnlineServer&)>& addresses) {
+OnlineWorld::OnlineWorld(const std::vector<std::string>& crls, const std::vector<std::string>& responders) {
+    const auto urlOf = [this](const std::string& path) { return path.starts_with("/") ? server.Url(path) : path; };
     CertificateSpec spec = PersonSpec("Person", 2);
-    addresses(spec, server);
+    std::ranges::transform(crls, std::back_inserter(spec.crlUrls), urlOf);
+    std::ranges::transform(responders, std::back_inserter(spec.ocspUrls), urlOf);
     leaf = Issue(spec, ca);
     world.AddCrl(MakeCrl(root));
     world.network.allowed = true;
 }
 
-CrlSpec OnlineWorld::Listing(int reason) const {
-    return {.revoked = {{leaf.Serial(), std::time(nullptr) - 2 * kDay, reason}}};
+platform::ErrorCode OnlineWorld::FreshVerdict(const Profile& profile) const {
+    std::filesystem::remove_all(profile.Folder() / "cache/norvik");
+    return Verdict();
+}
+
+CrlSpec OnlineWorld::Listing() const {
+    return {.revoked = {{leaf.Serial(), std::time(nullptr) - 2 * kDay, 1}}};
 }
 
 }  // namespace tests

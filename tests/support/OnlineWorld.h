@@ -13,7 +13,6 @@ class OnlineServer {
     void Serve(const std::string& path, HttpAnswer answer);
     void Serve(const std::string& path, ByteView body);
     [[nodiscard]] std::string Url(const std::string& path) const { return server_.Url(path); }
-    [[nodiscard]] std::uint16_t Port() const { return server_.Port(); }
     [[nodiscard]] std::vector<std::string> Asked() const;  // paths, in order
 
   private:
@@ -24,8 +23,8 @@ class OnlineServer {
 };
 
 struct OnlineWorld {
-    // The person's certificate gets what `addresses` adds to it.
-    explicit OnlineWorld(const std::function<void(CertificateSpec&, const OnlineServer&)>& addresses);
+    // The person's certificate names these addresses of CRLs and of OCSP responders; paths are those of the server.
+    explicit OnlineWorld(const std::vector<std::string>& crls, const std::vector<std::string>& responders = {});
 
     OnlineServer server;
     Certificate root = Issue(AuthoritySpec("Root", 0));
@@ -35,7 +34,9 @@ struct OnlineWorld {
     ChainWorld world{root, {ca}};
 
     [[nodiscard]] platform::ErrorCode Verdict() const { return world.VerdictWithCrls(leaf); }
-    [[nodiscard]] CrlSpec Listing(int reason = 1) const;
+    // Nobody remembers an answer.
+    [[nodiscard]] platform::ErrorCode FreshVerdict(const Profile& profile) const;
+    [[nodiscard]] CrlSpec Listing() const;
 };
 
 }  // namespace tests

@@ -2,10 +2,8 @@
 // The words that people read for each status word, letter by letter (tests/data/status.tsv).
 
 #include <cstdint>
-#include <fstream>
-#include <sstream>
-#include <string>
-#include <vector>
+
+#include "tests/support/Corpora.h"
 
 namespace tests {
 
@@ -16,18 +14,8 @@ struct StatusRow {
 
 inline std::vector<StatusRow> StatusRows() {
     std::vector<StatusRow> rows;
-    std::ifstream file(NORVIK_SOURCE_DIR "/tests/data/status.tsv");
-    for (std::string line; std::getline(file, line);) {
-        std::istringstream fields(line);
-        std::string number;
-        StatusRow row;
-        std::getline(fields, number, '\t');
-        std::getline(fields, row.symbol, '\t');
-        std::getline(fields, row.verdict, '\t');
-        std::getline(fields, row.text);
-        row.status = static_cast<std::uint32_t>(std::stoul(number, nullptr, 16));
-        rows.push_back(std::move(row));
-    }
+    for (const auto& row : ReadTable(NORVIK_SOURCE_DIR "/tests/data/status.tsv"))
+        rows.push_back({static_cast<std::uint32_t>(std::stoul(row[0], nullptr, 16)), row[1], row[2], row[3]});
     return rows;
 }
 

@@ -6,7 +6,6 @@
 #include "tests/support/Pki.h"
 #include "tests/support/Process.h"
 #include "tests/support/Profile.h"
-#include "tests/toolkit/VerifySupport.h"
 
 namespace testing_support {
 
@@ -16,15 +15,18 @@ inline void WritePem(const tests::Profile& profile, const std::string& name, con
     profile.Write(name + ".key", certificate.KeyPem());
 }
 
+inline platform::Bytes FileIn(const tests::Profile& profile, const std::string& name) {
+    return platform::CopyOf(platform::AsBytes(tests::ReadFile(profile.Folder() / name)));
+}
+
 // Runs a program in the profile's folder; its failure is the test's.
-inline bool RunIn(const tests::Profile& profile, const std::vector<std::string>& command,
-                  const std::string& input = {}) {
-    const auto result = tests::RunProgram(command, {.input = input, .folder = profile.Folder()});
+inline bool RunIn(const tests::Profile& profile, const std::vector<std::string>& command) {
+    const auto result = tests::RunProgram(command, {.folder = profile.Folder()});
     EXPECT_EQ(result.status, 0) << command.front() << ' ' << command.at(1) << ": " << result.Summary();
     return result.status == 0;
 }
 
-// `openssl cms -sign` of the file "content" by "signer", with more options; empty on failure.
+// `openssl cms -sign` of the file "content" by "signer" into the file "message", with more options; empty on failure.
 inline platform::Bytes OpenSslSign(const tests::Profile& profile, const std::vector<std::string>& options = {},
                                    const std::string& signer = "signer") {
     std::vector<std::string> command{"openssl",  "cms",     "-sign",         "-binary", "-in",
@@ -32,7 +34,7 @@ inline platform::Bytes OpenSslSign(const tests::Profile& profile, const std::vec
                                      "-outform", "DER",     "-out",          "message"};
     command.insert(command.end(), options.begin(), options.end());
     if (!RunIn(profile, command)) return {};
-    return ReadFile(profile.Folder() / "message");
+    return FileIn(profile, "message");
 }
 
 }  // namespace testing_support

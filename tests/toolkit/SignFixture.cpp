@@ -4,6 +4,7 @@
 #include "platform/formats/Der.h"
 #include "platform/formats/Oid.h"
 #include "tests/support/SoftToken.h"
+#include "tests/toolkit/MessageParts.h"
 
 namespace tests {
 
@@ -70,32 +71,18 @@ constexpr std::uint8_t kContext0 = 0xA0;
 std::string ShapeOfRow(ByteView bytes);
 
 std::string ShapeOf(const platform::DerElement& element) {
-    const auto nested = [&](std::string name) {
-        return name.append("(").append(ShapeOfRow(element.contents)).append(")");
-    };
-    switch (element.tag) {
-        case platform::tag::kSequence:
-            return nested("S");
-        case platform::tag::kSet:
-            return nested("T");
-        case platform::tag::kOid:
-            return platform::OidToText(element.contents).value_or("bad identifier");
-        case platform::tag::kInteger:
-            return std::string("int ").append(Hex(element.contents));
-        case platform::tag::kBoolean:
-            return std::string("boolean ").append(Hex(element.contents));
-        case platform::tag::kNull:
-            return "null";
-        case platform::tag::kOctetString:
-            return std::string("octets ").append(std::to_string(element.contents.size()));
-        case platform::tag::kUtcTime:
-            return std::string("utc ").append(std::to_string(element.contents.size()));
-        default:
-            break;
-    }
-    if ((element.tag & 0xE0) == kContext0)
-        return nested(std::string("[").append(std::to_string(element.tag & 0x1F)).append("]"));
-    return std::string("tag ").append(std::to_string(element.tag));
+    const auto nested = [&](const std::string& name) { return name + "(" + ShapeOfRow(element.contents) + ")"; };
+    using namespace platform::tag;
+    if (element.tag == kSequence) return nested("S");
+    if (element.tag == kSet) return nested("T");
+    if ((element.tag & 0xE0) == kContext0) return nested("[" + std::to_string(element.tag & 0x1F) + "]");
+    if (element.tag == kOid) return platform::OidToText(element.contents).value_or("bad identifier");
+    if (element.tag == kInteger) return "int " + Hex(element.contents);
+    if (element.tag == kBoolean) return "boolean " + Hex(element.contents);
+    if (element.tag == kNull) return "null";
+    if (element.tag == kOctetString) return "octets " + std::to_string(element.contents.size());
+    if (element.tag == kUtcTime) return "utc " + std::to_string(element.contents.size());
+    return "tag " + std::to_string(element.tag);
 }
 
 bool IsCertificate(const platform::DerElement& element) {
@@ -115,14 +102,14 @@ std::string ShapeOfRow(ByteView bytes) {
     return row.AtEnd() ? shape : shape + " malformed";
 }
 
-void ReadAttributes(const std::optional<platform::DerElement>& set, std::vector<Bytes>& attributes,
-                    std::vector<std::string>& types) {
-    if (!set) return;
-    DerReader row(set->contents);
-    while (const auto attribute = row.Next(platform::tag::kSequence)) {
-        attributes.emplace_back(attribute->encoded.begin(), attribute->encoded.end());
-        types.push_back(DerReader(attribute->contents).Oid().value_or("malformed"));
-    }
+Bytes Content(const Bytes& element) {
+    return platform::CopyOf(platform::SoleElement(element, element[0]).value().contents);
+}
+
+void ReadAttributes(const Bytes& set, std::vector<Bytes>& attributes, std::vector<std::string>& types) {
+    attributes = testing_support::ElementsOf(set);
+    for (const Bytes& attribute : attributes)
+        types.push_back(DerReader(Content(attribute)).Oid().value_or("malformed"));
 }
 
 }  // namespace
@@ -132,37 +119,23 @@ std::string Shape(ByteView der) {
 }
 
 SignerParts ReadSigner(const std::filesystem::path& message) {
-    SignerParts parts;
     const std::string bytes = ReadFile(message);
-    DerReader outer(platform::AsBytes(bytes));
-    auto contentInfo = outer.Enter(platform::tag::kSequence).value();
-    contentInfo.Oid().value();
-    auto fields = contentInfo.Enter(kContext0).value().Enter(platform::tag::kSequence).value();
-    fields.Next().value();  // version
-    fields.Next().value();  // digestAlgorithms
-    fields.Next().value();  // encapContentInfo
-    auto certificates = fields.Enter(kContext0).value();
-    while (const auto certificate = certificates.Next())
-        parts.certificates.emplace_back(certificate->encoded.begin(), certificate->encoded.end());
-    auto signer = fields.Enter(platform::tag::kSet).value().Enter(platform::tag::kSequence).value();
-    signer.Next().value();  // version
-    signer.Next().value();  // sid
-    signer.Next().value();  // digestAlgorithm
-    ReadAttributes(signer.Next(kContext0), parts.signedAttributes, parts.signedTypes);
-    parts.signatureOid = signer.Enter(platform::tag::kSequence).value().Oid().value();
-    const auto signature = signer.Next(platform::tag::kOctetString).value();
-    parts.signature.assign(signature.contents.begin(), signature.contents.end());
-    ReadAttributes(signer.Next(kContext0 + 1), parts.unsignedAttributes, parts.unsignedTypes);
+    const testing_support::MessageParts whole(platform::AsBytes(bytes));
+    SignerParts parts;
+    parts.certificates = whole.certificates;
+    for (const Bytes& field : whole.signers.at(0)) {
+        if (field[0] == kContext0) ReadAttributes(field, parts.signedAttributes, parts.signedTypes);
+        if (field[0] == kContext0 + 1) ReadAttributes(field, parts.unsignedAttributes, parts.unsignedTypes);
+        if (field[0] == platform::tag::kOctetString) parts.signature = Content(field);
+        if (field[0] == platform::tag::kSequence) parts.signatureOid = DerReader(Content(field)).Oid().value_or("");
+    }
     return parts;
 }
 
 Bytes AttributeValue(const std::vector<Bytes>& attributes, const std::string& oid) {
-    for (const Bytes& attribute : attributes) {
-        auto fields = DerReader(attribute).Enter(platform::tag::kSequence).value();
-        if (fields.Oid() != oid) continue;
-        const auto value = fields.Enter(platform::tag::kSet).value().Next().value();
-        return {value.encoded.begin(), value.encoded.end()};
-    }
+    for (const Bytes& attribute : attributes)
+        if (DerReader(Content(attribute)).Oid() == oid)
+            return testing_support::ElementsOf(testing_support::ElementsOf(attribute).at(1)).at(0);
     return {};
 }
 

@@ -4,6 +4,7 @@
 
 #include "tests/toolkit/MessageParts.h"
 #include "tests/toolkit/PeerMessages.h"
+#include "tests/toolkit/VerifySupport.h"
 #include "toolkit/ClsBinData.h"
 #include "toolkit/ClsCrypt2.h"
 #include "toolkit/ClsJsonObject.h"

@@ -3,10 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <string>
-
-#include "platform/Files.h"
 #include "platform/Messages.h"
 #include "toolkit/cms/MessageVerifier.h"
 #include "toolkit/cms/TextMessage.h"
@@ -17,29 +13,29 @@ struct Verdict {
     bool valid = false;
     std::string log;
     toolkit::cms::Findings findings;
-    platform::Bytes content;  // what went out, valid or not
+    platform::Bytes content;                         // what went out, valid or not
+    std::vector<platform::ErrorCode> serviceStatus;  // of each signer, by the host's message service
 };
 
 // The host's message service must come to the same verdict on every signer, whatever the message. Where the signer's
 // name is damaged one of the two may still recognise the certificate and the other not.
-inline void ExpectSameFromMessageService(platform::ByteSource& binary, const platform::Bytes* detachedContent,
-                                         const toolkit::cms::Findings& findings) {
+inline void AskMessageService(platform::ByteSource& binary, const platform::Bytes* detachedContent, Verdict& verdict) {
     const auto flags = detachedContent != nullptr ? platform::CMSG_DETACHED_FLAG : 0U;
     const auto message = platform::CryptMsgOpenToDecode(platform::PKCS_7_ASN_ENCODING, flags);
     const auto bytes = binary.Copy(0, static_cast<std::size_t>(binary.Size()));
     const bool read = bytes && platform::CryptMsgUpdate(message, *bytes, true) &&
                       (detachedContent == nullptr || platform::CryptMsgUpdate(message, *detachedContent, true));
     if (!read) {
-        EXPECT_FALSE(findings.valid) << "refused by the message service: " << platform::GetLastError();
+        EXPECT_FALSE(verdict.findings.valid) << "refused by the message service: " << platform::GetLastError();
         return;
     }
     const std::vector stores = {platform::CertOpenMessageStore(message)};
-    for (std::size_t i = 0; i < findings.signers.size(); ++i) {
-        const auto signer = platform::CryptMsgGetAndVerifySigner(message, static_cast<std::uint32_t>(i), stores);
-        const bool bothFound = signer && signer->certificate && findings.signers[i].certificate;
-        if (!bothFound) continue;
-        EXPECT_EQ(signer->status == platform::ERROR_SUCCESS, findings.signers[i].passed)
-            << "signer " << i << ": " << signer->status;
+    for (const auto& finding : verdict.findings.signers) {
+        const auto index = static_cast<std::uint32_t>(verdict.serviceStatus.size());
+        const auto signer = platform::CryptMsgGetAndVerifySigner(message, index, stores);
+        const auto status = verdict.serviceStatus.emplace_back(signer ? signer->status : platform::GetLastError());
+        if (!signer || !signer->certificate || !finding.certificate) continue;
+        EXPECT_EQ(status == platform::ERROR_SUCCESS, finding.passed) << "signer " << index << ": " << status;
     }
 }
 
@@ -60,18 +56,10 @@ inline Verdict Verify(platform::ByteView message, const toolkit::cms::VerifyOpti
             return true;
         });
     }
-    ExpectSameFromMessageService(binary, detachedContent, verdict.findings);
+    AskMessageService(binary, detachedContent, verdict);
     verdict.valid = verdict.findings.valid;
     verdict.log = log.Text();
     return verdict;
-}
-
-inline platform::Bytes ReadFile(const std::filesystem::path& path) {
-    return platform::ReadWholeFile(path).value_or(platform::Bytes{});
-}
-
-inline std::filesystem::path Corpora() {
-    return std::filesystem::path(NORVIK_SOURCE_DIR).parent_path() / "shared" / "corpora";
 }
 
 }  // namespace testing_support

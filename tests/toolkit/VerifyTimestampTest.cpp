@@ -3,6 +3,7 @@
 #include "tests/support/TsaServer.h"
 #include "tests/toolkit/MessageParts.h"
 #include "tests/toolkit/PeerMessages.h"
+#include "tests/toolkit/VerifySupport.h"
 #include "toolkit/ClsJsonObject.h"
 #include "toolkit/cms/FindingsJson.h"
 
