@@ -11,6 +11,7 @@
 #include "platform/posix/CertificateFile.h"
 #include "platform/posix/Native.h"
 #include "tests/support/Corpora.h"
+#include "tests/support/LastError.h"
 #include "tests/support/Pki.h"
 
 namespace {
@@ -143,15 +144,11 @@ TEST(CertificateContext, FieldsOfOthersCertificatesAgreeWithTheCryptoLibrary) {
 TEST(CertificateContext, EveryTruncationAndEveryTrailingByteIsRefused) {
     Bytes der = tests::Issue({.key = tests::TestKey(tests::KeyType::p256)}).Der();
     for (std::size_t size = 0; size < der.size(); ++size) {
-        SetLastError(0);
-        ASSERT_FALSE(CertCreateCertificateContext(ByteView(der).first(size))) << size;
-        ASSERT_EQ(GetLastError(), CRYPT_E_ASN1_EOD) << size;
+        EXPECT_FAILS(CertCreateCertificateContext(ByteView(der).first(size)), CRYPT_E_ASN1_EOD) << size;
     }
     der.push_back(0);
-    EXPECT_FALSE(CertCreateCertificateContext(der));
-    EXPECT_EQ(GetLastError(), CRYPT_E_BAD_ENCODE);
-    EXPECT_FALSE(CertCreateCertificateContext(AsBytes("not a certificate")));
-    EXPECT_EQ(GetLastError(), CRYPT_E_ASN1_BADTAG);
+    EXPECT_FAILS(CertCreateCertificateContext(der), CRYPT_E_BAD_ENCODE);
+    EXPECT_FAILS(CertCreateCertificateContext(AsBytes("not a certificate")), CRYPT_E_ASN1_BADTAG);
 }
 
 TEST(CertificateContext, PropertiesAreComputedOrSharedByCopies) {
@@ -164,8 +161,7 @@ TEST(CertificateContext, PropertiesAreComputedOrSharedByCopies) {
     EXPECT_TRUE(CertSetCertificateContextProperty(context, CERT_FRIENDLY_NAME_PROP_ID, Bytes{1, 2}));
     EXPECT_EQ(CertGetCertificateContextProperty(copy, CERT_FRIENDLY_NAME_PROP_ID), (Bytes{1, 2}));
     EXPECT_TRUE(CertSetCertificateContextProperty(copy, CERT_FRIENDLY_NAME_PROP_ID, std::nullopt));
-    EXPECT_FALSE(CertGetCertificateContextProperty(context, CERT_FRIENDLY_NAME_PROP_ID));
-    EXPECT_EQ(GetLastError(), CRYPT_E_NOT_FOUND);
+    EXPECT_FAILS(CertGetCertificateContextProperty(context, CERT_FRIENDLY_NAME_PROP_ID), CRYPT_E_NOT_FOUND);
     const auto withId = Context({.key = tests::TestKey(tests::KeyType::p256)});
     EXPECT_EQ(CertGetCertificateContextProperty(withId, CERT_KEY_IDENTIFIER_PROP_ID),
               DecodeOctetString(CertFindExtension(withId, "2.5.29.14")->Value));
@@ -174,8 +170,7 @@ TEST(CertificateContext, PropertiesAreComputedOrSharedByCopies) {
 TEST(Extensions, KeyUsageBitsStandAsEncoded) {
     EXPECT_EQ(CertGetIntendedKeyUsage(Context({.keyUsage = "digitalSignature,nonRepudiation"})), 0x00C0);
     EXPECT_EQ(CertGetIntendedKeyUsage(Context({.keyUsage = "keyAgreement,decipherOnly"})), 0x8008);
-    EXPECT_FALSE(CertGetIntendedKeyUsage(Context({.keyUsage = ""})));
-    EXPECT_EQ(GetLastError(), CRYPT_E_NOT_FOUND);
+    EXPECT_FAILS(CertGetIntendedKeyUsage(Context({.keyUsage = ""})), CRYPT_E_NOT_FOUND);
 }
 
 TEST(ObjectIdentifiers, AreFoundByNumberAndGroup) {

@@ -4,6 +4,7 @@
 
 #include "platform/Download.h"
 #include "platform/Http.h"
+#include "tests/support/LastError.h"
 #include "tests/support/OnlineWorld.h"
 #include "tests/support/Process.h"
 
@@ -75,9 +76,9 @@ TEST_F(CrlFetch, TheNextAddressIsAskedWhenOneTellsNothing) {
 TEST_F(CrlFetch, ADeltaIsAskedForWhereTheCertificateOrTheCrlNamesOne) {
     // One distribution point with /delta of this server.
     const std::string url = online_.server.Url("/delta");
-    const auto n = [&](std::size_t more) { return static_cast<std::uint8_t>(url.size() + more); };
-    Extension freshest{"2.5.29.46", false, {0x30, n(8), 0x30, n(6), 0xA0, n(4), 0xA0, n(2), 0x86, n(0)}};
-    freshest.value.insert(freshest.value.end(), url.begin(), url.end());
+    const auto n = [&](std::size_t more) { return static_cast<char>(url.size() + more); };
+    const std::string der = {'\x30', n(8), '\x30', n(6), '\xA0', n(4), '\xA0', n(2), '\x86', n(0)};
+    const Extension freshest{"2.5.29.46", false, CopyOf(AsBytes(der + url))};
     CrlSpec base, delta = online_.Listing();
     delta.revoked[0].serial = {0x42};
     delta.number = 2;
@@ -154,8 +155,7 @@ TEST_F(CrlFetch, WithoutANetworkNobodyIsAskedAndNobodyAnswered) {
     EXPECT_EQ(Download(online_.server.Url("/crl")).state, DownloadResult::State::failed);
     platform::HttpRequest request;
     request.url = online_.server.Url("/crl");
-    EXPECT_FALSE(HttpSend(request));
-    EXPECT_EQ(GetLastError(), ERROR_INTERNET_DISCONNECTED);
+    EXPECT_FAILS(HttpSend(request), ERROR_INTERNET_DISCONNECTED);
     AllowNetwork(true);
     EXPECT_THAT(online_.server.Asked(), IsEmpty());
     EXPECT_EQ(online_.Verdict(), 0U);

@@ -13,6 +13,7 @@
 #include <csignal>
 #include <fstream>
 
+#include "tests/support/LastError.h"
 #include "tests/support/Profile.h"
 
 namespace platform {
@@ -61,8 +62,7 @@ TEST_F(Files, ReadsAnyPieceAndTellsTheEnd) {
     EXPECT_TRUE(file->ReadExactly(6, piece));
     EXPECT_EQ(AsText(piece), "6789");
     fs::resize_file(path, 8);
-    EXPECT_FALSE(file->ReadExactly(6, piece));
-    EXPECT_EQ(GetLastError(), ERROR_HANDLE_EOF);
+    EXPECT_FAILS(file->ReadExactly(6, piece), ERROR_HANDLE_EOF);
 }
 
 TEST_F(Files, OnlyRegularFilesAreOpened) {
@@ -105,8 +105,7 @@ TEST_F(Files, TheResultStandsUnderItsNameOnlyWhenCommitted) {
         OutputFile moved = std::move(*file);
         ASSERT_TRUE(moved.Write(AsBytes(" text")));
         EXPECT_TRUE(moved.Commit());
-        EXPECT_FALSE(moved.Commit());
-        EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
+        EXPECT_FAILS(moved.Commit(), ERROR_INVALID_HANDLE);
     }
     EXPECT_EQ(tests::ReadFile(target), "all new text");
     { ASSERT_TRUE(OutputFile::Create(folder / "never")->Write(AsBytes("half"))); }

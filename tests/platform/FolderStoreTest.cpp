@@ -5,6 +5,7 @@
 
 #include "platform/posix/FolderContent.h"
 #include "tests/platform/StoreFixture.h"
+#include "tests/support/LastError.h"
 
 namespace {
 
@@ -109,8 +110,7 @@ TEST_F(FolderStore, DispositionsHoldAndNoKeyIsLost) {
         EXPECT_EQ(CertHasPrivateKey(listed[0]), hasKey);
     };
     ASSERT_TRUE(Add(my_, WithKey(older)));
-    EXPECT_FALSE(Add(my_, ContextOf(newer)));
-    EXPECT_EQ(GetLastError(), CRYPT_E_EXISTS);
+    EXPECT_FAILS(Add(my_, ContextOf(newer)), CRYPT_E_EXISTS);
     // The same certificate without its key, as somebody sends it: the key that is here stays.
     EXPECT_TRUE(Add(my_, ContextOf(older), CERT_STORE_ADD_REPLACE_EXISTING));
     expectOnly(older, true);
@@ -145,8 +145,7 @@ TEST_F(FolderStore, RemovingTakesTheKeyAndLeavesTheNeighbours) {
     EXPECT_EQ(ModeOf(bundle), 0600U);
     EXPECT_TRUE(Remove(my_, b_));
     EXPECT_EQ(ReadFile(bundle), "my notes\nmore notes\n" + b_.KeyPem()) << "a private key was lost";
-    EXPECT_FALSE(Remove(my_, b_));
-    EXPECT_EQ(GetLastError(), CRYPT_E_NOT_FOUND);
+    EXPECT_FAILS(Remove(my_, b_), CRYPT_E_NOT_FOUND);
 }
 
 TEST_F(FolderStore, OneIsTakenOutOfABinaryBundle) {
@@ -160,8 +159,7 @@ TEST_F(FolderStore, OneIsTakenOutOfABinaryBundle) {
 
 TEST_F(FolderStore, WhatLiesElsewhereIsNotRemoved) {
     PutForAll("CA/a.pem", a_.Pem());
-    EXPECT_FALSE(Remove(CertOpenSystemStoreW(u"CA"), a_));
-    EXPECT_EQ(GetLastError(), CRYPT_E_NOT_FOUND);
+    EXPECT_FAILS(Remove(CertOpenSystemStoreW(u"CA"), a_), CRYPT_E_NOT_FOUND);
     EXPECT_TRUE(Remove(CertOpenSystemStoreAt(StoreLocation::localMachine, u"CA", false), a_));
 }
 

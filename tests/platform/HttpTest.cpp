@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include "tests/support/HttpServer.h"
+#include "tests/support/LastError.h"
 #include "tests/support/Profile.h"
 
 namespace {
@@ -35,9 +36,7 @@ class Http : public testing::Test {
     }
     static void ExpectFailure(const HttpRequest& request, ErrorCode code) {
         HttpFailure failure;
-        SetLastError(0);
-        EXPECT_FALSE(HttpSend(request, &failure)) << request.url;
-        EXPECT_EQ(GetLastError(), code) << request.url << ": " << failure.reason;
+        EXPECT_FAILS(HttpSend(request, &failure), code) << request.url << ": " << failure.reason;
         EXPECT_NE(failure.reason, "");
         EXPECT_EQ(failure.timedOut, code == ERROR_INTERNET_TIMEOUT);
     }
@@ -129,7 +128,8 @@ TEST_F(Http, ASilentServerAndABrokenAnswerAreTold) {
     ExpectFailure(Get(cut.Url()), ERROR_INTERNET_CONNECTION_ABORTED);
     ExpectFailure(Get(noHttp.Url()), ERROR_INTERNET_CONNECTION_ABORTED);
     ExpectFailure(Get("https" + noHttp.Url().substr(4)), ERROR_INTERNET_SECURE_FAILURE);
-    ExpectFailure(Get(HttpServer(nullptr).Url()), ERROR_INTERNET_CANNOT_CONNECT);  // gone by now
+    const std::string gone = HttpServer(nullptr).Url();
+    ExpectFailure(Get(gone), ERROR_INTERNET_CANNOT_CONNECT);
 }
 
 TEST_F(Http, OnlyAddressesOfTheWebAreAsked) {

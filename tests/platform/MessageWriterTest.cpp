@@ -4,6 +4,7 @@
 
 #include "platform/cms/SignedDataWriter.h"
 #include "tests/platform/MessageFixture.h"
+#include "tests/support/LastError.h"
 #include "tests/support/PemFile.h"
 
 namespace {
@@ -47,8 +48,7 @@ TEST_F(MessageWriter, AnAttachedSignatureBecomesADetachedOneWithTheSameSignerInf
         const auto type = CryptMsgGetParam(attached, CMSG_INNER_CONTENT_TYPE_PARAM).value();
         auto detached = CryptMsgOpenToEncode(tests::kMessageEncoding, CMSG_DETACHED_FLAG, CMSG_SIGNED, info, type);
         ASSERT_TRUE(detached);
-        EXPECT_FALSE(CryptMsgGetParam(detached, CMSG_ENCODED_MESSAGE).has_value()) << "no content was given yet";
-        EXPECT_EQ(GetLastError(), CRYPT_E_MSG_ERROR);
+        EXPECT_FAILS(CryptMsgGetParam(detached, CMSG_ENCODED_MESSAGE), CRYPT_E_MSG_ERROR) << "no content was given yet";
         ASSERT_TRUE(CryptMsgUpdate(detached, File("content"), true));
         const auto written = CryptMsgGetParam(detached, CMSG_ENCODED_MESSAGE).value_or(Bytes{});
         EXPECT_TRUE(Holds(written, info.rgSigners[0].Encoded));

@@ -8,6 +8,7 @@
 #include "platform/Hash.h"
 #include "platform/cms/ContentDigests.h"
 #include "tests/platform/MessageFixture.h"
+#include "tests/support/LastError.h"
 #include "tests/toolkit/MessageParts.h"
 
 namespace {
@@ -43,7 +44,6 @@ TEST_F(Messages, AttachedAndDetachedSignaturesInDerAndBerAreGood) {
     const auto detached = Read(Sign({}), &content);
     EXPECT_EQ(Judge(detached).status, ERROR_SUCCESS);
     EXPECT_FALSE(CryptMsgGetContentSize(detached).has_value());
-    EXPECT_EQ(GetLastError(), ERROR_SUCCESS);
     EXPECT_EQ(ContentOf(detached), "");
     EXPECT_EQ(Judge(Read(File("message"), &other)).status, CRYPT_E_HASH_VALUE);
     EXPECT_EQ(Judge(Read(File("message"))).status, CRYPT_E_HASH_VALUE) << "nobody gave the data";
@@ -61,8 +61,7 @@ TEST_F(Messages, PiecesOfAnySizeMakeTheSameMessage) {
     };
     auto message = CryptMsgOpenToDecode(tests::kMessageEncoding, 0);
     feed(message, Sign({"-nodetach", "-stream"}), 7'777'777, false);
-    EXPECT_FALSE(CryptMsgGetParam(message, CMSG_TYPE_PARAM).has_value());
-    EXPECT_EQ(GetLastError(), CRYPT_E_MSG_ERROR);
+    EXPECT_FAILS(CryptMsgGetParam(message, CMSG_TYPE_PARAM), CRYPT_E_MSG_ERROR);
     ASSERT_TRUE(CryptMsgUpdate(message, ByteView(), true));
     EXPECT_EQ(CryptMsgGetContentSize(message), 20'000'003U);
     EXPECT_EQ(Judge(message).status, ERROR_SUCCESS);
@@ -163,11 +162,9 @@ TEST_F(Messages, EveryTypeIsToldAndOnlySignedOnesHaveSigners) {
     for (const auto& [bytes, type] : types) {
         const auto message = Read(bytes);
         EXPECT_EQ(CryptMsgGetParam(message, CMSG_TYPE_PARAM), type);
-        EXPECT_FALSE(CryptMsgGetParam(message, CMSG_SIGNER_COUNT_PARAM).has_value());
-        EXPECT_EQ(GetLastError(), CRYPT_E_UNEXPECTED_MSG_TYPE);
+        EXPECT_FAILS(CryptMsgGetParam(message, CMSG_SIGNER_COUNT_PARAM), CRYPT_E_UNEXPECTED_MSG_TYPE);
         EXPECT_EQ(Judge(message).status, CRYPT_E_UNEXPECTED_MSG_TYPE);
-        EXPECT_FALSE(Read(ByteView(bytes).first(bytes.size() - 1)));
-        EXPECT_EQ(GetLastError(), CRYPT_E_ASN1_EOD);
+        EXPECT_FAILS(Read(ByteView(bytes).first(bytes.size() - 1)), CRYPT_E_ASN1_EOD);
     }
     EXPECT_EQ(ContentOf(Read(plain)), "pay 100");
 }
@@ -202,8 +199,7 @@ TEST_F(Messages, WhatIsNoMessageSaysWhy) {
     huge.fields.push_back(std::move(endless));
     EXPECT_EQ(failure(huge.Assemble()), ERROR_FILE_INVALID) << "certificates of 18 MiB";
     EXPECT_FALSE(CryptMsgOpenToDecode(X509_ASN_ENCODING, 0));
-    EXPECT_FALSE(CryptMsgUpdate({}, ByteView(), true));
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
+    EXPECT_FAILS(CryptMsgUpdate({}, ByteView(), true), ERROR_INVALID_HANDLE);
 }
 
 TEST_F(Messages, ABundleWithoutSignersGivesItsCertificatesAndLists) {
@@ -218,8 +214,7 @@ TEST_F(Messages, ABundleWithoutSignersGivesItsCertificatesAndLists) {
     EXPECT_EQ(CryptMsgGetParam(bundle, CMSG_CERT_COUNT_PARAM), 2U);
     EXPECT_EQ(CryptMsgGetParam(bundle, CMSG_CERT_PARAM, 1), root.Der());
     EXPECT_EQ(CryptMsgGetParam(bundle, CMSG_CRL_COUNT_PARAM), 1U);
-    EXPECT_FALSE(CryptMsgGetParam(bundle, CMSG_CRL_PARAM, 1).has_value());
-    EXPECT_EQ(GetLastError(), CRYPT_E_INVALID_INDEX);
+    EXPECT_FAILS(CryptMsgGetParam(bundle, CMSG_CRL_PARAM, 1), CRYPT_E_INVALID_INDEX);
     const auto store = CertOpenMessageStore(bundle);
     EXPECT_EQ(CertEnumCertificatesInStore(store).size(), 2U);
     EXPECT_EQ(CertEnumCRLsInStore(store).size(), 1U);
@@ -237,8 +232,7 @@ TEST_F(Messages, TheSignersCertificateIsTheOneWhoseKeySigned) {
         {{}, ERROR_INVALID_PARAMETER},
         {{.dwSignerIndex = 1, .pvSigner = wrong}, CRYPT_E_INVALID_INDEX}};
     for (const auto& [para, error] : cases) {
-        EXPECT_FALSE(CryptMsgControl(both, 0, CMSG_CTRL_VERIFY_SIGNATURE_EX, para));
-        EXPECT_EQ(GetLastError(), error);
+        EXPECT_FAILS(CryptMsgControl(both, 0, CMSG_CTRL_VERIFY_SIGNATURE_EX, para), error);
     }
     // It may lie elsewhere.
     parts.certificates.clear();

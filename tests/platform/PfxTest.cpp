@@ -10,6 +10,7 @@
 #include "platform/Text.h"
 #include "platform/posix/Native.h"
 #include "tests/support/Corpora.h"
+#include "tests/support/LastError.h"
 #include "tests/support/Pki.h"
 #include "tests/support/Process.h"
 
@@ -58,8 +59,7 @@ TEST(Pfx, OpensWithEveryCipherAndPassword) {
             ASSERT_EQ(listed.size(), 1U);
             EXPECT_EQ(CopyOf(listed[0].Encoded()), certificate.Der());
             EXPECT_TRUE(Signs(listed[0]));
-            EXPECT_FALSE(Import(pfx, password + "x"));
-            EXPECT_EQ(GetLastError(), ERROR_INVALID_PASSWORD) << password;
+            EXPECT_FAILS(Import(pfx, password + "x"), ERROR_INVALID_PASSWORD) << password;
         }
     }
     EXPECT_EQ(OSSL_PROVIDER_available(nullptr, "legacy"), 0) << "old algorithms are now open to the whole process";
@@ -111,12 +111,10 @@ TEST(Pfx, DamageIsNeitherAcceptedNorTakenForAWrongPassword) {
     const auto certificate = Make("x");
     const Bytes pfx = tests::MakePfx({.certificates = {certificate}, .password = "p", .cipher = PfxCipher::none});
     for (std::size_t size = 0; size < pfx.size(); ++size) {
-        ASSERT_FALSE(Import(ByteView(pfx).first(size), "p"));
-        ASSERT_EQ(GetLastError(), CRYPT_E_BAD_ENCODE) << size;
+        EXPECT_FAILS(Import(ByteView(pfx).first(size), "p"), CRYPT_E_BAD_ENCODE) << size;
         ASSERT_FALSE(PFXIsPFXBlob(ByteView(pfx).first(size)));
     }
-    EXPECT_FALSE(Import(certificate.Der(), "p"));
-    EXPECT_EQ(GetLastError(), CRYPT_E_BAD_ENCODE);
+    EXPECT_FAILS(Import(certificate.Der(), "p"), CRYPT_E_BAD_ENCODE);
     EXPECT_FALSE(PFXIsPFXBlob(certificate.Der()));
     // A changed byte either shows or changes nothing that comes out.
     for (std::size_t i = 0; i < pfx.size(); ++i) {
@@ -144,8 +142,7 @@ TEST(Pfx, EndlessWorkIsRefused) {
     pfx[2] = static_cast<std::uint8_t>(total >> 8);
     pfx[3] = static_cast<std::uint8_t>(total);
     ASSERT_TRUE(PFXIsPFXBlob(pfx));
-    EXPECT_FALSE(Import(pfx, "p"));
-    EXPECT_EQ(GetLastError(), NTE_BAD_ALGID);
+    EXPECT_FAILS(Import(pfx, "p"), NTE_BAD_ALGID);
 }
 
 TEST(Pfx, FilesOfOtherProgramsOpen) {
@@ -171,8 +168,7 @@ TEST(Pfx, FilesOfOtherProgramsOpen) {
         const auto listed = CertEnumCertificatesInStore(Import(AsBytes(pfx), "парола"));
         ASSERT_EQ(listed.size(), 1U) << command;
         EXPECT_TRUE(Signs(listed[0]));
-        EXPECT_FALSE(Import(AsBytes(pfx), "parola"));
-        EXPECT_EQ(GetLastError(), ERROR_INVALID_PASSWORD) << command;
+        EXPECT_FAILS(Import(AsBytes(pfx), "parola"), ERROR_INVALID_PASSWORD) << command;
     }
 }
 

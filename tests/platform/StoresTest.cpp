@@ -4,6 +4,7 @@
 
 #include "platform/HostLog.h"
 #include "tests/platform/StoreFixture.h"
+#include "tests/support/LastError.h"
 
 namespace {
 
@@ -52,8 +53,7 @@ TEST_F(MemoryStore, KnowsItsCertificatesAlsoAfterOthersWentAway) {
     }
     for (const std::size_t place : {2U, 0U}) {
         EXPECT_TRUE(CertDeleteCertificateFromStore(store_, kept[place]));
-        EXPECT_FALSE(CertDeleteCertificateFromStore(store_, kept[place]));
-        EXPECT_EQ(GetLastError(), CRYPT_E_NOT_FOUND);
+        EXPECT_FAILS(CertDeleteCertificateFromStore(store_, kept[place]), CRYPT_E_NOT_FOUND);
         kept.erase(kept.begin() + static_cast<std::ptrdiff_t>(place));
     }
     for (const auto& certificate : kept)
@@ -82,10 +82,8 @@ TEST_F(MemoryStore, AnswersLookupsAndTellsWhereAContextIsFrom) {
     EXPECT_EQ(CertFindBySha1(store_, Sha1(b_)).Store(), store_);
     EXPECT_EQ(CertFindByIssuerAndSerial(store_, found.Info().Issuer, found.Info().SerialNumber), found);
     EXPECT_EQ(CertFindBySubject(store_, found.Info().Subject), std::vector{found});
-    EXPECT_FALSE(CertFindBySha1(store_, Bytes(20)));
-    EXPECT_EQ(GetLastError(), CRYPT_E_NOT_FOUND);
-    EXPECT_TRUE(CertEnumCertificatesInStore({}).empty());
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
+    EXPECT_FAILS(CertFindBySha1(store_, Bytes(20)), CRYPT_E_NOT_FOUND);
+    EXPECT_FAILS(CertEnumCertificatesInStore({}), ERROR_INVALID_HANDLE);
     // A store that held a context pointing back to it would live for ever.
     std::weak_ptr<CertStore::Impl> watch;
     {
@@ -160,9 +158,7 @@ TEST_F(FileStore, WhatHoldsNoneFailsWithAReason) {
         {profile_.Write("key", a_.KeyPem()), CRYPT_E_BAD_ENCODE},
     };
     for (const auto& [path, error] : cases) {
-        SetLastError(0);
-        EXPECT_FALSE(CertOpenFileStore(path)) << path;
-        EXPECT_EQ(GetLastError(), error) << path;
+        EXPECT_FAILS(CertOpenFileStore(path), error) << path;
     }
 }
 
@@ -205,9 +201,7 @@ TEST_F(SystemStore, BrokenFilesHideNothingAndAreLogged) {
 TEST_F(SystemStore, OnlyNamesBelowTheFolderOpen) {
     using namespace std::string_literals;
     for (const std::u16string& name : {u""s, u".."s, u"."s, u"../MY"s, u"a/b"s, u"a\\b"s, u".hidden"s, u"a\0b"s}) {
-        SetLastError(0);
-        EXPECT_FALSE(CertOpenSystemStoreW(name));
-        EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
+        EXPECT_FAILS(CertOpenSystemStoreW(name), ERROR_INVALID_PARAMETER);
     }
     EXPECT_TRUE(CertOpenSystemStoreW(u"Мои сертификати"));
     Put("CA/a.pem", a_.Pem());

@@ -156,15 +156,5 @@ TEST_F(TempPath, RefusesAnotherUsersFolder) {
     ExpectRefused();
 }
 
-TEST(System, ModulesAreFoundByTheirAddress) {
-    EXPECT_EQ(GetModuleFileNameW(), fs::canonical("/proc/self/exe"));
-    EXPECT_EQ(ModuleOfAddress(reinterpret_cast<const void*>(&ModeOf)), GetModuleFileNameW());
-    EXPECT_THAT(ModuleOfAddress(reinterpret_cast<const void*>(&chmod)).filename().string(),
-                testing::StartsWith("libc"));
-    SetLastError(0);
-    EXPECT_EQ(ModuleOfAddress(nullptr), "");
-    EXPECT_NE(GetLastError(), ERROR_SUCCESS);
-}
-
 }  // namespace
 }  // namespace platform

@@ -10,6 +10,7 @@
 #include "platform/posix/Native.h"
 #include "tests/support/FakeToken.h"
 #include "tests/support/KeyUse.h"
+#include "tests/support/LastError.h"
 #include "tests/support/Pki.h"
 #include "tests/support/SoftToken.h"
 
@@ -99,16 +100,14 @@ TEST_F(Tokens, ShowTheCertificatesWhoseKeyTheyHold) {
         EXPECT_EQ(keys[0].pszAlgid, u"RSA");
         EXPECT_EQ(CopyOf(keys[0].certificate.Encoded()), signer.Der());
     }
-    EXPECT_TRUE(NCryptEnumKeys(u"Друга карта").empty());
-    EXPECT_EQ(GetLastError(), NTE_KEYSET_NOT_DEF);
+    EXPECT_FAILS(NCryptEnumKeys(u"Друга карта"), NTE_KEYSET_NOT_DEF);
 }
 
 TEST_F(Tokens, RefuseAWrongPinOnceAndGiveAnErrorWhenTheyVanish) {
     const auto key = PutAndAcquire();
     ASSERT_TRUE(key);
     ScriptedPins user({"111111", token_->Pin(), token_->Pin()});
-    EXPECT_TRUE(SignContent(*key).empty());
-    EXPECT_EQ(GetLastError(), SCARD_W_WRONG_CHV);
+    EXPECT_FAILS(SignContent(*key), SCARD_W_WRONG_CHV);
     EXPECT_EQ(TokenErrorDetail(), u"CKR_PIN_INCORRECT (0xa0)");
     EXPECT_EQ(user.asked.size(), 1U);
     EXPECT_FALSE(SignContent(*key).empty());
@@ -212,21 +211,18 @@ TEST_F(Cards, WarnBeforeTheLastTryAndAreNotTriedWhenBlocked) {
     const PrivateKey key = Key();
     {
         ScriptedPins nobody({""});
-        EXPECT_TRUE(SignContent(key).empty());
-        EXPECT_EQ(GetLastError(), SCARD_E_INVALID_CHV) << "an empty one costs no try";
+        EXPECT_FAILS(SignContent(key), SCARD_E_INVALID_CHV) << "an empty one costs no try";
     }
     ScriptedPins user({"0000", "0000", "0000", "1234"});
     for (const ErrorCode code : {SCARD_W_WRONG_CHV, SCARD_W_WRONG_CHV, SCARD_W_CHV_BLOCKED}) {
-        EXPECT_TRUE(SignContent(key).empty());
-        EXPECT_EQ(GetLastError(), code);
+        EXPECT_FAILS(SignContent(key), code);
     }
     ASSERT_EQ(user.asked.size(), 3U);
     EXPECT_FALSE(user.asked[0].fewTriesLeft || user.asked[0].lastTry);
     EXPECT_TRUE(user.asked[1].fewTriesLeft && !user.asked[1].lastTry);
     EXPECT_TRUE(user.asked[2].fewTriesLeft && user.asked[2].lastTry);
 
-    EXPECT_TRUE(SignContent(key).empty());
-    EXPECT_EQ(GetLastError(), SCARD_W_CHV_BLOCKED);
+    EXPECT_FAILS(SignContent(key), SCARD_W_CHV_BLOCKED);
     EXPECT_EQ(user.asked.size(), 3U);
     EXPECT_EQ(card_->wrongPins, 3);
     EXPECT_TRUE(TokenErrorMessage(SCARD_W_CHV_BLOCKED).starts_with(u"Картата е блокирана"));
@@ -260,8 +256,7 @@ TEST_F(Cards, TellEachFaultByItsOwnName) {
         ScriptedPins user({"1234"});
         card_->failingCall = call;
         card_->fault = value;
-        EXPECT_TRUE(SignContent(key).empty()) << call;
-        EXPECT_EQ(GetLastError(), code) << call << " " << std::hex << value;
+        EXPECT_FAILS(SignContent(key), code) << call << " " << std::hex << value;
         EXPECT_EQ(TokenErrorDetail(), detail);
         EXPECT_FALSE(TokenErrorMessage(code).empty());
         card_->failingCall.clear();
@@ -294,8 +289,7 @@ TEST_F(Cards, PulledOutAtAnyMomentGiveAnErrorAndWorkAgainWhenPutBack) {
     const PrivateKey key = Key();
     card_->present = false;
     EXPECT_TRUE(posix::CertificatesOnTokens().empty());
-    EXPECT_TRUE(SignContent(key).empty());
-    EXPECT_EQ(GetLastError(), SCARD_W_REMOVED_CARD);
+    EXPECT_FAILS(SignContent(key), SCARD_W_REMOVED_CARD);
 }
 
 // The card says that the key is the certificate's; only the signature shows that it is not.
@@ -304,8 +298,7 @@ TEST_F(Cards, ThatSignWithAnotherKeyGiveNoSignature) {
     const tests::Key other = tests::TestKey(KeyType::rsa2048, 1);
     card_->signingKey = other.get();
     ScriptedPins user({"1234"});
-    EXPECT_TRUE(SignContent(key).empty());
-    EXPECT_EQ(GetLastError(), NTE_BAD_KEY_STATE);
+    EXPECT_FAILS(SignContent(key), NTE_BAD_KEY_STATE);
     EXPECT_EQ(card_->signatures, 1);
 }
 
@@ -343,10 +336,8 @@ TEST(Modules, ThatCannotBeLoadedHideNothing) {
     profile.Write("pkcs11/modules/garbage.module",
                   "module: " + profile.Write("garbage.so", "no library").string() + "\n");
     EXPECT_TRUE(FindOnTokens(signer));
-    EXPECT_TRUE(NCryptEnumKeys(u"/nonexistent/driver.so").empty());
-    EXPECT_EQ(GetLastError(), NTE_KEYSET_NOT_DEF);
-    EXPECT_TRUE(NCryptEnumKeys(u"/etc/hostname").empty());
-    EXPECT_EQ(GetLastError(), SCARD_E_NO_SERVICE);
+    EXPECT_FAILS(NCryptEnumKeys(u"/nonexistent/driver.so"), NTE_KEYSET_NOT_DEF);
+    EXPECT_FAILS(NCryptEnumKeys(u"/etc/hostname"), SCARD_E_NO_SERVICE);
 
     tests::UseNoPkcs11Modules(profile);
     EXPECT_TRUE(posix::CertificatesOnTokens().empty());

@@ -7,6 +7,7 @@
 #include "platform/formats/DerWriter.h"
 #include "platform/posix/OpenSsl.h"
 #include "platform/posix/SoftwareKey.h"
+#include "tests/support/LastError.h"
 #include "tests/support/Pki.h"
 
 namespace {
@@ -83,9 +84,7 @@ TEST(Verify, AcceptsTheSignatureAndNothingNearIt) {
         // A certificate remembers what its key verified: that must not cover for anything else.
         const auto certificate = CertCreateCertificateContext(tests::Issue({.key = tests::TestKey(type)}).Der());
         const auto refused = [&, &scheme = scheme](const Bytes& over, const Bytes& value, const char* what) {
-            SetLastError(ERROR_SUCCESS);
-            EXPECT_FALSE(CryptVerifySignature(info, scheme, over, value)) << what;
-            EXPECT_EQ(GetLastError(), NTE_BAD_SIGNATURE) << what;
+            EXPECT_FAILS(CryptVerifySignature(info, scheme, over, value), NTE_BAD_SIGNATURE) << what;
             EXPECT_TRUE(CryptVerifySignature(certificate, scheme, digest, signature)) << what;
             EXPECT_FALSE(CryptVerifySignature(certificate, scheme, over, value)) << what;
         };
@@ -103,8 +102,7 @@ TEST(Verify, AcceptsTheSignatureAndNothingNearIt) {
         refused(digest, longer, "a byte behind the signature");
         refused(digest, {}, "no signature");
         refused({}, signature, "no digest");
-        EXPECT_FALSE(CryptVerifySignature(other, scheme, digest, signature));
-        EXPECT_EQ(GetLastError(), NTE_BAD_SIGNATURE);
+        EXPECT_FAILS(CryptVerifySignature(other, scheme, digest, signature), NTE_BAD_SIGNATURE);
     }
 }
 
@@ -180,19 +178,15 @@ TEST(Verify, TellsAKeyOfAnotherKindAndAKeyThatDoesNotDecode) {
     const Bytes rsa = PublicKeyInfoOf(tests::TestKey(KeyType::rsa2048));
     const Bytes ec = PublicKeyInfoOf(tests::TestKey(KeyType::p256));
     const Bytes signature(256, 1);
-    EXPECT_FALSE(CryptVerifySignature(ec, {.kind = Kind::rsaPkcs1}, digest, signature));
-    EXPECT_EQ(GetLastError(), NTE_BAD_ALGID);
-    EXPECT_FALSE(CryptVerifySignature(rsa, {.kind = Kind::dsa}, digest, signature));
-    EXPECT_EQ(GetLastError(), NTE_BAD_ALGID);
+    EXPECT_FAILS(CryptVerifySignature(ec, {.kind = Kind::rsaPkcs1}, digest, signature), NTE_BAD_ALGID);
+    EXPECT_FAILS(CryptVerifySignature(rsa, {.kind = Kind::dsa}, digest, signature), NTE_BAD_ALGID);
 
     Bytes trailing = rsa;
     trailing.push_back(0);
     for (const Bytes& broken : {Bytes(), Bytes{0x30}, Bytes(rsa.begin(), rsa.end() - 1), trailing}) {
-        EXPECT_FALSE(CryptVerifySignature(broken, {}, digest, signature));
-        EXPECT_EQ(GetLastError(), CRYPT_E_BAD_ENCODE);
+        EXPECT_FAILS(CryptVerifySignature(broken, {}, digest, signature), CRYPT_E_BAD_ENCODE);
     }
-    EXPECT_FALSE(CryptVerifySignature(CertificateContext(), {}, digest, signature));
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
+    EXPECT_FAILS(CryptVerifySignature(CertificateContext(), {}, digest, signature), ERROR_INVALID_PARAMETER);
 }
 
 }  // namespace

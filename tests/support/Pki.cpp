@@ -120,7 +120,6 @@ void AddExtensions(X509* certificate, X509* issuer, const CertificateSpec& spec)
     if (spec.authorityKeyId && issuerHasId) AddByText(certificate, issuer, NID_authority_key_identifier, "keyid");
     AddByText(certificate, issuer, NID_subject_alt_name, spec.subjectAltName);
     AddByText(certificate, issuer, NID_name_constraints, spec.nameConstraints);
-    AddByText(certificate, issuer, NID_certificate_policies, spec.policies);
     AddByText(certificate, issuer, NID_policy_constraints, spec.policyConstraints);
     AddByText(certificate, issuer, NID_crl_distribution_points, Joined(spec.crlUrls, "URI:"));
     std::vector<std::string> access;

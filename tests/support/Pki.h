@@ -32,7 +32,7 @@ enum class KeyType { rsa2048, rsa3072, rsa4096, p256, p384, dsa2048 };
 // The key number `index` of its type; the same one on every call of a process. RSA and DSA come from tests/data/keys
 // (RSA-2048: 0 to 4, RSA-3072 and DSA: 0 and 1, RSA-4096: 0), elliptic curves are made and take any index.
 Key TestKey(KeyType type, unsigned index = 0);
-Key GenerateKey(KeyType type);
+Key GenerateKey(KeyType type);  // no DSA
 
 // --- Names ---
 struct NameEntry {
@@ -65,7 +65,6 @@ struct CertificateSpec {
     std::string extendedKeyUsage = {};  // "emailProtection", "critical,timeStamping", "1.2.3.4"
     std::string subjectAltName = {};    // "email:a@example.bg,DNS:b.bg"
     std::string nameConstraints = {};   // "critical,permitted;email:.bg"
-    std::string policies = {};          // "1.2.3.4,1.2.3.5"
     std::string policyConstraints = {};  // "critical,requireExplicitPolicy:0"
     std::vector<std::string> crlUrls = {}, ocspUrls = {}, caIssuersUrls = {};
     bool subjectKeyId = true;

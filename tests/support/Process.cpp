@@ -1,13 +1,13 @@
 #include "tests/support/Process.h"
 
-#include <fcntl.h>
 #include <poll.h>
+#include <spawn.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
-#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
@@ -17,29 +17,31 @@
 namespace tests {
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-class Pipe {
+// A file in memory: what a program reads, or all that it writes, however much.
+class MemoryFile {
   public:
-    Pipe() {
-        if (pipe2(ends_.data(), O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
+    explicit MemoryFile(std::string_view content = {}) : descriptor_(memfd_create("stream", MFD_CLOEXEC)) {
+        while (!content.empty()) {
+            const ssize_t written = write(descriptor_, content.data(), content.size());
+            if (written <= 0) throw std::runtime_error("no file in memory");
+            content.remove_prefix(static_cast<std::size_t>(written));
+        }
+        lseek(descriptor_, 0, SEEK_SET);
     }
-    ~Pipe() {
-        Close(0);
-        Close(1);
-    }
-    Pipe(const Pipe&) = delete;
-    Pipe& operator=(const Pipe&) = delete;
+    ~MemoryFile() { close(descriptor_); }
+    MemoryFile(const MemoryFile&) = delete;
+    MemoryFile& operator=(const MemoryFile&) = delete;
 
-    [[nodiscard]] int Read() const { return ends_[0]; }
-    [[nodiscard]] int Write() const { return ends_[1]; }
-    void Close(std::size_t end) {
-        if (ends_[end] >= 0) close(ends_[end]);
-        ends_[end] = -1;
+    [[nodiscard]] int Descriptor() const { return descriptor_; }
+    [[nodiscard]] std::string Content() const {
+        std::string content(static_cast<std::size_t>(std::max<off_t>(lseek(descriptor_, 0, SEEK_END), 0)), '\0');
+        content.resize(
+            static_cast<std::size_t>(std::max<ssize_t>(pread(descriptor_, content.data(), content.size(), 0), 0)));
+        return content;
     }
 
   private:
-    std::array<int, 2> ends_{-1, -1};
+    int descriptor_;
 };
 
 std::vector<std::string> Environment(const ProcessOptions& options) {
@@ -61,77 +63,30 @@ std::vector<char*> Pointers(const std::vector<std::string>& texts) {
     return pointers;
 }
 
-// Between fork and exec only what is safe in a process with threads; everything else is prepared before.
-[[noreturn]] void BecomeProgram(char* const* arguments, char* const* environment, const char* folder, Pipe& input,
-                                Pipe& output, Pipe& errors, int failure) {
-    setpgid(0, 0);
-    dup2(input.Read(), STDIN_FILENO);
-    dup2(output.Write(), STDOUT_FILENO);
-    dup2(errors.Write(), STDERR_FILENO);
-    signal(SIGPIPE, SIG_DFL);
-    if (*folder == '\0' || chdir(folder) == 0) execvpe(arguments[0], arguments, environment);
-    const int reason = errno;
-    static_cast<void>(!write(failure, &reason, sizeof reason));
-    _exit(127);
-}
-
-void WriteSome(Pipe& pipe, std::string_view& rest) {
-    const ssize_t written = write(pipe.Write(), rest.data(), rest.size());
-    if (written > 0) rest.remove_prefix(static_cast<std::size_t>(written));
-    // A program that does not read its input to the end is no fault of the test's.
-    if (rest.empty() || (written < 0 && errno != EAGAIN && errno != EINTR)) pipe.Close(1);
-}
-
-void ReadSome(Pipe& pipe, std::string& text) {
-    std::array<char, 65536> buffer{};
-    const ssize_t got = read(pipe.Read(), buffer.data(), buffer.size());
-    if (got > 0) {
-        text.append(buffer.data(), static_cast<std::size_t>(got));
-    } else if (got == 0 || (errno != EAGAIN && errno != EINTR)) {
-        pipe.Close(0);
-    }
-}
-
-// Feeds and drains until both outputs are closed; false when the time is over.
-bool Talk(Pipe& input, Pipe& output, Pipe& errors, std::string_view rest, ProcessResult& result,
-          Clock::time_point deadline) {
-    if (rest.empty()) input.Close(1);
-    while (output.Read() >= 0 || errors.Read() >= 0) {
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
-        if (left <= 0) return false;
-        std::array<pollfd, 3> waits{
-            {{input.Write(), POLLOUT, 0}, {output.Read(), POLLIN, 0}, {errors.Read(), POLLIN, 0}}};
-        if (poll(waits.data(), waits.size(), static_cast<int>(left)) < 0 && errno != EINTR) return false;
-        if (waits[0].revents != 0) WriteSome(input, rest);
-        if (waits[1].revents != 0) ReadSome(output, result.output);
-        if (waits[2].revents != 0) ReadSome(errors, result.errors);
-    }
-    return true;
+// As the leader of a group of its own, so that what it starts can be ended with it.
+pid_t Start(const std::vector<std::string>& command, const ProcessOptions& options, const MemoryFile& input,
+            const MemoryFile& output, const MemoryFile& errors) {
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, input.Descriptor(), STDIN_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, output.Descriptor(), STDOUT_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, errors.Descriptor(), STDERR_FILENO);
+    if (!options.folder.empty()) posix_spawn_file_actions_addchdir_np(&actions, options.folder.c_str());
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
+    const auto environment = Environment(options);
+    pid_t child = 0;
+    const int reason = posix_spawnp(&child, command.front().c_str(), &actions, &attributes, Pointers(command).data(),
+                                    Pointers(environment).data());
+    posix_spawn_file_actions_destroy(&actions);
+    posix_spawnattr_destroy(&attributes);
+    if (reason != 0) throw std::runtime_error("cannot start " + command.front() + ": " + std::strerror(reason));
+    return child;
 }
 
 std::chrono::microseconds Duration(const timeval& time) {
     return std::chrono::seconds(time.tv_sec) + std::chrono::microseconds(time.tv_usec);
-}
-
-// A program may close its outputs and live on, so the deadline holds for its end too.
-void Collect(pid_t child, ProcessResult& result, Clock::time_point deadline) {
-    int status = 0;
-    rusage usage{};
-    useconds_t pause = 200;
-    while (wait4(child, &status, result.timedOut ? 0 : WNOHANG, &usage) == 0) {
-        if (Clock::now() < deadline) {
-            usleep(pause);
-            pause = std::min<useconds_t>(pause * 2, 5000);
-            continue;
-        }
-        result.timedOut = true;
-        kill(-child, SIGKILL);
-    }
-    if (WIFEXITED(status)) result.status = WEXITSTATUS(status);
-    if (WIFSIGNALED(status)) result.signal = WTERMSIG(status);
-    if (result.timedOut) result.status = -1;
-    result.cpu = Duration(usage.ru_utime) + Duration(usage.ru_stime);
-    result.peakKiB = usage.ru_maxrss;
 }
 
 }  // namespace
@@ -146,36 +101,24 @@ std::string ProcessResult::Summary() const {
 }
 
 ProcessResult RunProgram(const std::vector<std::string>& command, const ProcessOptions& options) {
-    Pipe input, output, errors, failure;
-    const std::vector<std::string> environment = Environment(options);
-    const std::vector<char*> arguments = Pointers(command), variables = Pointers(environment);
-    const std::string folder = options.folder.string();
-    const auto start = Clock::now();
-    const pid_t child = fork();
-    if (child < 0) throw std::runtime_error("cannot fork");
-    if (child == 0)
-        BecomeProgram(arguments.data(), variables.data(), folder.c_str(), input, output, errors, failure.Write());
-    setpgid(child, child);
-    input.Close(0);
-    output.Close(1);
-    errors.Close(1);
-    failure.Close(1);
-    int reason = 0;
-    const bool failed = read(failure.Read(), &reason, sizeof reason) == sizeof reason;
-    fcntl(input.Write(), F_SETFL, O_NONBLOCK);
-    struct sigaction ignore = {}, before = {};
-    ignore.sa_handler = SIG_IGN;
-    sigaction(SIGPIPE, &ignore, &before);
+    const MemoryFile input(options.input), output, errors;
+    const auto start = std::chrono::steady_clock::now();
+    const pid_t child = Start(command, options, input, output, errors);
+    pollfd ended{static_cast<int>(syscall(SYS_pidfd_open, child, 0)), POLLIN, 0};
     ProcessResult result;
-    const auto deadline = start + options.timeout;
-    if (!failed && !Talk(input, output, errors, options.input, result, deadline)) {
-        result.timedOut = true;
-        kill(-child, SIGKILL);
-    }
-    Collect(child, result, deadline);
-    sigaction(SIGPIPE, &before, nullptr);
-    result.wall = std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - start);
-    if (failed) throw std::runtime_error("cannot start " + command.front() + ": " + std::strerror(reason));
+    result.timedOut = poll(&ended, 1, static_cast<int>(options.timeout.count())) == 0;
+    if (result.timedOut) kill(-child, SIGKILL);
+    int status = 0;
+    rusage usage{};
+    wait4(child, &status, 0, &usage);
+    close(ended.fd);
+    result.wall = std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - start);
+    if (WIFEXITED(status)) result.status = WEXITSTATUS(status);
+    if (WIFSIGNALED(status)) result.signal = WTERMSIG(status);
+    if (result.timedOut) result.status = -1;
+    result.cpu = Duration(usage.ru_utime) + Duration(usage.ru_stime);
+    result.output = output.Content();
+    result.errors = errors.Content();
     return result;
 }
 

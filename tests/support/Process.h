@@ -24,7 +24,6 @@ struct ProcessResult {
     std::string output;  // standard output
     std::string errors;  // standard error
     std::chrono::microseconds wall{}, cpu{};
-    long peakKiB = 0;  // largest resident set
 
     // For a failed expectation: how it ended and what it wrote.
     [[nodiscard]] std::string Summary() const;

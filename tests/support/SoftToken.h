@@ -27,7 +27,6 @@ class SoftToken {
     // The certificate and its private key, or only the certificate.
     void Put(const Certificate& certificate, const std::string& hexId, bool withKey = true);
     [[nodiscard]] const std::string& Pin() const { return pin_; }
-    [[nodiscard]] const std::string& Label() const { return label_; }
     [[nodiscard]] static std::filesystem::path Module();
     // The folder that is the token: without it there is none.
     [[nodiscard]] std::filesystem::path Folder() const { return profile_.Folder() / "softhsm"; }

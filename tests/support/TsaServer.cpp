@@ -87,7 +87,7 @@ void Prepare(TS_RESP_CTX* context, const Certificate& authority, const std::vect
     const StackPtr certificates(sk_X509_new_null());
     for (const Certificate& each : chain)
         sk_X509_push(certificates.get(), each.Native());
-    const ObjectPtr policy(OBJ_txt2obj(behaviour.policy.c_str(), 1));
+    const ObjectPtr policy(OBJ_txt2obj("1.3.6.1.4.1.55555.1.1", 1));
     bool ready = policy != nullptr && TS_RESP_CTX_set_signer_cert(context, authority.Native()) == 1 &&
                  TS_RESP_CTX_set_signer_key(context, authority.PrivateKey().get()) == 1 &&
                  TS_RESP_CTX_set_certs(context, certificates.get()) == 1 &&

@@ -40,7 +40,6 @@ struct TsaBehaviour {
     std::optional<std::int64_t> genTime = {};     // microseconds since 1970; none: now
     unsigned fractionDigits = 0;                  // of genTime, at most 6
     const char* signatureHash = "SHA256";
-    std::string policy = "1.3.6.1.4.1.55555.1.1";
     std::string contentType = "application/timestamp-reply";
 };
 

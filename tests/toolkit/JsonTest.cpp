@@ -298,5 +298,16 @@ TEST(CkJsonObject, CarriesTextThroughItsWideSide) {
     EXPECT_EQ(again.Size(), 0);
 }
 
+TEST(CkJsonObject, KeepsAResultForNineMore) {
+    CkJsonObjectW json;
+    json.UpdateString(u"first", u"первый");
+    const char16_t* first = json.StringOf(u"first");
+    for (int i = 0; i < 9; ++i)
+        EXPECT_NE(json.Emit(), first);
+    EXPECT_EQ(std::u16string(first), u"первый");
+    EXPECT_NE(json.Emit(), nullptr);
+    EXPECT_NE(std::u16string(json.Emit()), u"первый");
+}
+
 }  // namespace
 }  // namespace toolkit

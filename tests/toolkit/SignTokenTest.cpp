@@ -1,6 +1,6 @@
 // Signing with a key that stays on a token.
 
-#include "platform/Keys.h"
+#include "tests/support/KeyUse.h"
 #include "tests/support/SoftToken.h"
 #include "tests/toolkit/SignFixture.h"
 
@@ -9,20 +9,6 @@ namespace {
 using namespace tests;
 using testing::HasSubstr;
 using testing::Not;
-
-class FixedPin final : public platform::PinPrompt {
-  public:
-    explicit FixedPin(std::optional<std::string> pin) : pin_(std::move(pin)) {}
-    std::optional<platform::Secret> AskPin(const platform::PinRequest&) override {
-        ++asked;
-        if (!pin_) return std::nullopt;
-        return platform::Secret(*pin_);
-    }
-    int asked = 0;
-
-  private:
-    std::optional<std::string> pin_;
-};
 
 class SignTokenTest : public SignFixture {
   protected:
@@ -40,24 +26,22 @@ class SignTokenTest : public SignFixture {
 };
 
 TEST_F(SignTokenTest, SignatureIsMadeOnTheToken) {
-    FixedPin pin(token_->Pin());
-    const platform::PinPromptScope scope(pin);
+    const ScriptedPins user({token_->Pin()});
     ASSERT_TRUE(TrySign(input_, Scratch("o"))) << log_;
     EXPECT_THAT(log_, HasSubstr("The private key is not exportable, will use MS CNG..."));
-    EXPECT_EQ(pin.asked, 1);
+    EXPECT_EQ(user.asked.size(), 1U);
     toolkit::CkCrypt2W ours;
     EXPECT_TRUE(ours.Implementation().VerifyFile(Scratch("o"))) << Narrow(ours.lastErrorText());
 }
 
 TEST_F(SignTokenTest, PinThatIsWrongOrRefusedLeavesNoFileAndNoTraceOfIt) {
     for (const auto& text : {std::optional<std::string>("135791"), std::optional<std::string>()}) {
-        FixedPin pin(text);
-        const platform::PinPromptScope scope(pin);
+        const ScriptedPins user({text});
         EXPECT_FALSE(TrySign(input_, Scratch("o")));
         EXPECT_THAT(log_, HasSubstr("Failed to RSA sign digest of authenticated attributes using CNG."));
         EXPECT_THAT(log_, HasSubstr(text ? "0x8010006b" : "0x8010006e"));
         EXPECT_THAT(log_, Not(HasSubstr("135791")));
-        EXPECT_EQ(pin.asked, 1);
+        EXPECT_EQ(user.asked.size(), 1U);
         EXPECT_FALSE(std::filesystem::exists(Scratch("o")));
     }
 }

@@ -108,22 +108,24 @@ TEST_F(TimestampTest, WhatIsNoGoodTokenFailsTheSignature) {
     const std::string refused = "Timestamp server reply does not indicate success.";
     ExpectFailure({.reply = Reply::rejected, .failure = TS_INFO_UNACCEPTED_POLICY, .statusText = "няма да стане"},
                   refused);
-    EXPECT_THAT(log_, HasSubstr("rejection"));
-    EXPECT_THAT(log_, HasSubstr("unacceptedPolicy"));
-    EXPECT_THAT(log_, HasSubstr("няма да стане"));
+    for (const char* words : {"rejection", "unacceptedPolicy", "няма да стане"})
+        EXPECT_THAT(log_, HasSubstr(words));
     ExpectFailure({.reply = Reply::waiting}, refused);
     EXPECT_THAT(log_, HasSubstr("waiting"));
-
-    ExpectFailure({.reply = Reply::garbage}, "not a timestamp response");
-    ExpectFailure({.reply = Reply::empty}, "not a timestamp response");
-    ExpectFailure({.reply = Reply::wrongImprint}, "its imprint is another one");
-    ExpectFailure({.reply = Reply::wrongNonce}, "its nonce is another one");
-    ExpectFailure({.reply = Reply::noNonce}, "its nonce is another one");
-    ExpectFailure({.reply = Reply::noCertificates}, "holds no certificates although they were requested");
-    ExpectFailure({.reply = Reply::brokenSignature}, "signature of the timestamp token does not verify");
-    ExpectFailure({.httpStatus = 500}, "httpStatus: 500");
-    ExpectFailure({.httpStatus = 404}, "httpStatus: 404");
-    ExpectFailure({.drop = true}, "The HTTP exchange failed.");
+    const std::pair<TsaBehaviour, const char*> cases[] = {
+        {{.reply = Reply::garbage}, "not a timestamp response"},
+        {{.reply = Reply::empty}, "not a timestamp response"},
+        {{.reply = Reply::wrongImprint}, "its imprint is another one"},
+        {{.reply = Reply::wrongNonce}, "its nonce is another one"},
+        {{.reply = Reply::noNonce}, "its nonce is another one"},
+        {{.reply = Reply::noCertificates}, "holds no certificates although they were requested"},
+        {{.reply = Reply::brokenSignature}, "signature of the timestamp token does not verify"},
+        {{.httpStatus = 500}, "httpStatus: 500"},
+        {{.httpStatus = 404}, "httpStatus: 404"},
+        {{.drop = true}, "The HTTP exchange failed."},
+    };
+    for (const auto& [behaviour, reason] : cases)
+        ExpectFailure(behaviour, reason);
 }
 
 TEST_F(TimestampTest, AddressThatLeadsNowhereFailsTheSignature) {
@@ -152,51 +154,31 @@ TEST_F(TimestampTest, SlowAuthorityIsGivenUp) {
 }
 
 TEST_F(TimestampTest, CredentialsAreSentOnlyWithBasicAuthAndNeverLogged) {
-    constexpr const char* kPassword = "s3cret-pass";
-    TsaBehaviour guarded;
-    guarded.credentials = std::string("ivan:").append(kPassword);
-
-    toolkit::CkHttpW right;
-    right.put_BasicAuth(true);
-    right.put_Login(u"ivan");
-    right.put_Password(u"s3cret-pass");
-    EXPECT_TRUE(TrySignWith(guarded, &right)) << log_;
-    EXPECT_THAT(log_, Not(HasSubstr(kPassword)));
+    const TsaBehaviour guarded{.credentials = "ivan:s3cret-pass"};
+    const auto http = [](bool basic, const char16_t* password) {
+        auto made = std::make_unique<toolkit::CkHttpW>();
+        made->put_BasicAuth(basic);
+        made->put_Login(u"ivan");
+        made->put_Password(password);
+        return made;
+    };
+    EXPECT_TRUE(TrySignWith(guarded, http(true, u"s3cret-pass").get())) << log_;
+    EXPECT_THAT(log_, Not(HasSubstr("s3cret-pass")));
     std::filesystem::remove(Scratch("out.p7m"));
-
-    toolkit::CkHttpW off;
-    off.put_Login(u"ivan");
-    off.put_Password(u"s3cret-pass");
-    ExpectFailure(guarded, "httpStatus: 401", &off);
+    ExpectFailure(guarded, "httpStatus: 401", http(false, u"s3cret-pass").get());
     EXPECT_EQ(tsa_.Requests().back().Credentials(), std::nullopt);
-
-    toolkit::CkHttpW wrong;
-    wrong.put_BasicAuth(true);
-    wrong.put_Login(u"ivan");
-    wrong.put_Password(u"wrong-pass");
-    ExpectFailure(guarded, "httpStatus: 401", &wrong);
+    ExpectFailure(guarded, "httpStatus: 401", http(true, u"wrong-pass").get());
     EXPECT_THAT(log_, Not(HasSubstr("wrong-pass")));
-}
 
-TEST_F(TimestampTest, ClientOutlivesTheObjectItCameFrom) {
-    TsaBehaviour guarded;
-    guarded.credentials = "ivan:pass";
-    tsa_.Behave(guarded);
+    // The client outlives the object it came from.
     toolkit::CkCertW certificate;
     ASSERT_TRUE(certificate.LoadByThumbprint(Wide(pki_.signer.Thumbprint()).c_str(), u"hex"));
     toolkit::CkCrypt2W crypt;
     crypt.SetSigningCert(certificate);
     crypt.put_SigningAttributes(Wide(UsualAttributes(tsa_.Url())).c_str());
-    {
-        toolkit::CkHttpW http;
-        http.put_BasicAuth(true);
-        http.put_Login(u"ivan");
-        http.put_Password(u"pass");
-        crypt.SetTsaHttpObj(http);
-    }
-    const auto input = profile_.Write("document.bin", "content");
-    EXPECT_TRUE(crypt.CreateP7S(Wide(input.string()).c_str(), Wide(Scratch("o").string()).c_str()))
-        << Narrow(crypt.lastErrorText());
+    crypt.SetTsaHttpObj(*http(true, u"s3cret-pass"));
+    const auto input = Wide(Scratch("document.bin").string());
+    EXPECT_TRUE(crypt.CreateP7S(input.c_str(), Wide(Scratch("o").string()).c_str())) << Narrow(crypt.lastErrorText());
 }
 
 TEST_F(TimestampTest, AuthorityWithAnEllipticCurveKeyIsAccepted) {
