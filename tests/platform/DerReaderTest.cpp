@@ -41,6 +41,8 @@ TEST(DerReader, LengthsThatBreakTheRulesOrLeadOutsideAreRefused) {
         {"length beyond the end", {4, 2, 1}, false, false},
         {"exact", {4, 1, 7}, true, true},
         {"longer form than needed", {4, 0x81, 1, 7}, false, true},
+        {"a byte less than the longer form is for", Joined({{4, 0x81, 0x7F}, Bytes(0x7F)}), false, true},
+        {"just enough for it", Joined({{4, 0x81, 0x80}, Bytes(0x80)}), true, true},
         {"leading zero in the length", {4, 0x82, 0, 0x80}, false, false},
         {"length octets missing", {4, 0x82, 1}, false, false},
         {"2^63", {4, 0x88, 0x80, 0, 0, 0, 0, 0, 0, 0}, false, false},

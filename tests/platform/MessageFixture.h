@@ -29,9 +29,12 @@ class MessageFixture : public testing::Test {
     explicit MessageFixture(const std::string& content = "pay 100") { profile_.Write("content", content); }
 
     // A certificate NAME.pem with its key NAME.key.
+    void WriteSigner(const std::string& name, const Certificate& certificate) {
+        testing_support::WritePem(profile_, name, certificate);
+    }
     Certificate MakeSigner(const std::string& name, KeyType type = KeyType::p256) {
         auto certificate = Issue({.subject = {{"CN", name}}, .key = TestKey(type)});
-        testing_support::WritePem(profile_, name, certificate);
+        WriteSigner(name, certificate);
         return certificate;
     }
     void Run(const std::vector<std::string>& command) { testing_support::RunIn(profile_, command); }

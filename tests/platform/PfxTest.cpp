@@ -8,6 +8,8 @@
 #include "platform/Keys.h"
 #include "platform/Stores.h"
 #include "platform/Text.h"
+#include "platform/formats/Der.h"
+#include "platform/formats/DerWriter.h"
 #include "platform/posix/Native.h"
 #include "tests/support/Corpora.h"
 #include "tests/support/LastError.h"
@@ -131,18 +133,34 @@ TEST(Pfx, DamageIsNeitherAcceptedNorTakenForAWrongPassword) {
     }
 }
 
+// The encoding with one element replaced wherever it stands, also in octet strings that hold encodings.
+Bytes Replaced(ByteView der, const Bytes& from, const Bytes& to) {
+    DerWriter out;
+    for (DerReader reader(der); !reader.AtEnd();) {
+        const auto element = reader.Next();
+        if (!element) return {};
+        const bool nested = (element->tag & tag::kConstructed) != 0 || element->tag == tag::kOctetString;
+        const Bytes inner = nested ? Replaced(element->contents, from, to) : Bytes();
+        if (inner.empty()) {
+            out.Raw(std::ranges::equal(element->encoded, from) ? ByteView(to) : element->encoded);
+        } else {
+            out.Value(element->tag, inner);
+        }
+    }
+    return out.Take();
+}
+
 TEST(Pfx, EndlessWorkIsRefused) {
-    const Bytes usual = tests::MakePfx({.certificates = {Make("x")}, .password = "p"});
-    // The last field are the iterations of the MAC, 2048; 2^31 - 1 is two octets more in two definite lengths around.
-    Bytes pfx(usual.begin(), usual.end() - 4);
-    pfx.insert(pfx.end(), {0x02, 0x04, 0x7F, 0xFF, 0xFF, 0xFF});
-    const Bytes macData{0x30, 0x41, 0x30, 0x31};  // SHA-256: SEQUENCE, its DigestInfo
-    std::find_end(pfx.begin(), pfx.end(), macData.begin(), macData.end())[1] += 2;
-    const unsigned total = (pfx[2] << 8 | pfx[3]) + 2U;
-    pfx[2] = static_cast<std::uint8_t>(total >> 8);
-    pfx[3] = static_cast<std::uint8_t>(total);
-    ASSERT_TRUE(PFXIsPFXBlob(pfx));
-    EXPECT_FAILS(Import(pfx, "p"), NTE_BAD_ALGID);
+    const tests::Profile profile;
+    const auto signer = Make("x");
+    const auto pem = profile.Write("all.pem", signer.Pem() + signer.KeyPem());
+    const auto peer = tests::RunProgram({"openssl", "pkcs12", "-export", "-nomac", "-in", pem, "-passout", "pass:p"});
+    // 2048 iterations, in the MAC of the one and in the encrypted parts of the other, become 2^31 - 1.
+    for (const Bytes& pfx : {tests::MakePfx({.certificates = {signer}, .password = "p", .cipher = PfxCipher::none}),
+                             CopyOf(AsBytes(peer.output))}) {
+        ASSERT_TRUE(Import(pfx, "p"));
+        EXPECT_FAILS(Import(Replaced(pfx, {2, 2, 8, 0}, {2, 4, 0x7F, 0xFF, 0xFF, 0xFF}), "p"), NTE_BAD_ALGID);
+    }
 }
 
 TEST(Pfx, FilesOfOtherProgramsOpen) {
