@@ -107,6 +107,8 @@ TEST(Chains, FaultsOfTimeTrustAndSignatureAreToldAtTheirElement) {
         {"authority missing", {Set(&Trio::knowCa, false)}, 0, kPartial},
         {"leaf broken", {Set(kLeaf, &S::breakSignature, true)}, 0, kSignature},
         {"authority broken", {Set(kCa, &S::breakSignature, true)}, 1, kSignature},
+        {"leaf signed with PSS", {rsa, Set(kLeaf, &S::pss, true)}},
+        {"the same, broken", {rsa, Set(kLeaf, &S::pss, true), Set(kLeaf, &S::breakSignature, true)}, 0, kSignature},
         {"leaf signed over MD5", {rsa, Set(kLeaf, &S::hash, "MD5")}, 0, kSignature},
         {"untrusted root broken", {rootBroken, Set(&Trio::trustRoot, false)}, 2, kBrokenRoot},
         {"trusted root broken", {rootBroken}},  // who puts it there vouches for name and key
