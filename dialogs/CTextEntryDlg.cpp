@@ -6,6 +6,7 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
+#include "dialogs/Icons.h"
 #include "platform/Secret.h"
 
 namespace {
@@ -18,6 +19,7 @@ constexpr int kWidth = 358;
 CTextEntryDlg::CTextEntryDlg(const QString& title, const QString& prompt, const QString& start, bool hidden)
     : edit_(new QLineEdit(this)), hidden_(hidden) {
     setWindowTitle(title);
+    if (hidden) setWindowIcon(dialogs::Icon("key"));
     auto* const label = new QLabel(prompt, this);
     label->setObjectName(QString::number(kPrompt));
     label->setTextFormat(Qt::PlainText);

@@ -8,7 +8,8 @@ using testing::EndsWith;
 class Scripts : public tests::SigningDocuments {
   protected:
     [[nodiscard]] tests::ProcessResult Run(const std::string& script, const std::vector<std::string>& rest) const {
-        std::vector<std::string> command{"python3", NORVIK_SOURCE_DIR "/tests/callers/programs/" + script, library_};
+        std::vector<std::string> command{"python3", "-B", NORVIK_SOURCE_DIR "/tests/callers/programs/" + script,
+                                         library_};
         command.insert(command.end(), rest.begin(), rest.end());
         return tests::RunProgram(
             command, {.environment = {{"DISPLAY", {}}, {"WAYLAND_DISPLAY", {}}, {"PYTHONIOENCODING", "utf-8"}}});

@@ -26,7 +26,8 @@ std::vector<std::string> SigningWindows::WithoutTokens(const std::vector<std::st
 }
 
 std::vector<std::string> SigningWindows::Script(const std::vector<std::string>& arguments) const {
-    std::vector<std::string> line{"/usr/bin/python3", NORVIK_SOURCE_DIR "/tests/callers/programs/caller.py", library_};
+    std::vector<std::string> line{"/usr/bin/python3", "-B", NORVIK_SOURCE_DIR "/tests/callers/programs/caller.py",
+                                  library_};
     line.insert(line.end(), arguments.begin(), arguments.end());
     return WithoutTokens(line);
 }

@@ -76,20 +76,4 @@ TEST_F(SigningWindows, TheCommandOpensTheListOfCertificatesAndPrintsTheOneThatIs
     EXPECT_EQ(running.get().status, 1);
 }
 
-TEST_F(SigningWindows, WithoutAScreenTheCommandSaysSo) {
-    const auto message = document_.string() + ".p7m";
-    ASSERT_EQ(tests::RunProgram(WithoutTokens({kCommand, "sign", document_})).status, 0);
-    const std::vector<std::string> lines[] = {
-        {"sign", "--dialog", document_}, {"select", "--dialog"}, {"verify", "--dialog", "--offline", message}};
-    for (auto line : lines) {
-        line.insert(line.begin(), kCommand);
-        const auto result = tests::RunProgram(
-            WithoutTokens(line),
-            {.environment = {
-                 {"DISPLAY", std::nullopt}, {"WAYLAND_DISPLAY", std::nullopt}, {"QT_QPA_PLATFORM", std::nullopt}}});
-        EXPECT_EQ(result.status, 1) << result.Summary();
-        EXPECT_THAT(result.errors, HasSubstr("Няма достъпен екран"));
-    }
-}
-
 }  // namespace

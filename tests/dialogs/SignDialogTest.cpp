@@ -129,23 +129,6 @@ TEST_F(SignDialog, EveryControlIsReachedByTabAndByAnAltKeyOfItsOwnAndHasAName) {
     EXPECT_FALSE(CSignDlg(Question(2)).Ask());
 }
 
-TEST_F(SignDialog, LongNamesAreElidedAndMarkupInThemStaysText) {
-    auto question = Question(1);
-    const std::string name = "<b>Много</b> дълго име на притежател с няколко фамилии";
-    question.certificates = {Certificate(name)};
-    question.authorities[0].title = std::u16string(200, u'Щ');
-    question.authorities[0].selected = true;
-    WhenShown([&](QDialog& shown) {
-        auto& list = Control<CColorListCtrl>(shown, "271");
-        const auto cell = list.visualRect(list.model()->index(0, 0)).center();
-        EXPECT_EQ(list.ToolTipAt(cell), QString::fromStdString(name));
-        EXPECT_LT(shown.width(), 1000);
-        Photograph(shown, "sign-long-names");
-        QTest::keyClick(&shown, Qt::Key_Escape);
-    });
-    EXPECT_FALSE(CSignDlg(question).Ask());
-}
-
 TEST_F(SignDialog, ClicksDuringALongOperationReachNoOtherWindow) {
     QPushButton other(QStringLiteral("Подпис"));
     int clicked = 0;

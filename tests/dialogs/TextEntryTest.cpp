@@ -55,14 +55,4 @@ TEST_F(TextEntry, AsksForAPinWithTheWarningBeforeTheLastTry) {
     EXPECT_EQ(pin->Text(), "1234");
 }
 
-TEST_F(TextEntry, ShowsMessagesWithTheirTitleAndText) {
-    WhenShown([](QDialog& shown) {
-        EXPECT_EQ(shown.windowTitle(), QStringLiteral("Грешка"));
-        Photograph(shown, "message-error");
-        Control<QPushButton>(shown, "1").click();
-    });
-    dialogs::QtInterface windows;
-    windows.ShowMessage({u"Грешни параметри за подписване", u"Грешка", ui::Message::Icon::error});
-}
-
 }  // namespace

@@ -5,15 +5,10 @@ import json
 import os
 import sys
 
+from texts import text_at, wide
+
 library = ctypes.CDLL(sys.argv[1])
 ANSWER = ctypes.CFUNCTYPE(None, ctypes.c_uint64, ctypes.c_void_p)
-
-
-def text_at(address):
-    length = 0
-    while ctypes.c_uint16.from_address(address + 2 * length).value != 0:
-        length += 1
-    return ctypes.string_at(address, 2 * length).decode("utf-16-le")
 
 
 def answer(context, address):
@@ -25,7 +20,7 @@ call = getattr(library, sys.argv[2])
 if len(sys.argv) > 3:
     call.argtypes = [ctypes.c_char_p, ANSWER, ctypes.c_uint64]
     call.restype = ctypes.c_bool
-    print("done", call(sys.argv[3].encode("utf-16-le") + b"\0\0", ANSWER(answer), 0xFEDCBA9876543210))
+    print("done", call(wide(sys.argv[3]), ANSWER(answer), 0xFEDCBA9876543210))
 else:
     call.restype = None
     call()

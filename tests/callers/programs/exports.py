@@ -5,24 +5,13 @@ import json
 import sys
 from ctypes import c_bool, c_char_p, c_int, c_uint16, c_uint64, c_void_p
 
+from texts import text_at, wide
+
 library = ctypes.CDLL(sys.argv[1])
 CONTEXT = 0xFEDCBA9876543210
 JSON = ctypes.CFUNCTYPE(None, c_uint64, c_void_p)
 RECORD = ctypes.CFUNCTYPE(None, c_uint64, c_bool, *[c_void_p] * 6)
 FLAGGED = ctypes.CFUNCTYPE(None, c_uint64, c_bool, *[c_void_p] * 6, c_bool)
-
-
-def wide(text):
-    return text.encode("utf-16-le") + b"\0\0"
-
-
-def text_at(address):
-    if not address:
-        return None
-    length = 0
-    while c_uint16.from_address(address + 2 * length).value != 0:
-        length += 1
-    return ctypes.string_at(address, 2 * length).decode("utf-16-le")
 
 
 def heard_json(context, address):

@@ -4,6 +4,8 @@ import ctypes
 import json
 import sys
 
+from texts import text_at, wide
+
 library = ctypes.CDLL(sys.argv[1])
 attached, detached, data = sys.argv[2:]
 CONTEXT = 0xFEDCBA9876543210
@@ -12,37 +14,24 @@ INFO = ctypes.CFUNCTYPE(None, ctypes.c_uint64, ctypes.c_int, ctypes.c_void_p, ct
                         *[ctypes.c_void_p] * 6)
 
 
-def wide(text):
-    return ctypes.create_string_buffer(text.encode('utf-16-le') + b'\0\0')
-
-
-def read(address):
-    if not address:
-        return None
-    length = 0
-    while ctypes.c_uint16.from_address(address + length).value:
-        length += 2
-    return ctypes.string_at(address, length).decode('utf-16-le')
-
-
 def context(number):
     return ctypes.c_uint64(number)
 
 
 @JSON
 def hear_json(given, text):
-    for one in json.loads(read(text)):
+    for one in json.loads(text_at(text)):
         print('json', given == CONTEXT, one.get('SignStatus'), one.get('CertStatus'), one['Certificate']['CommonName'])
 
 
 @JSON
 def hear_error(given, text):
-    print('error', given == CONTEXT, read(text))
+    print('error', given == CONTEXT, text_at(text))
 
 
 @INFO
 def hear_info(given, error, message, reserved, time, failed, text, subject, *rest):
-    print('info', given == CONTEXT, error, read(message), reserved, failed, read(text), read(subject), len(rest))
+    print('info', given == CONTEXT, error, text_at(message), reserved, failed, text_at(text), text_at(subject), len(rest))
 
 
 for name in ('NorvikSignInfoJson', 'NorvikIsP7S', 'NorvikP7M2P7S'):
@@ -57,8 +46,8 @@ print('detached', library.NorvikIsP7S(wide(detached), hear_error, context(CONTEX
       library.NorvikIsP7S(wide(data), hear_error, context(CONTEXT)))
 path, text = ctypes.create_string_buffer(8192), ctypes.create_string_buffer(8192)
 print('extracted', library.NorvikExtractFile(wide(attached), path, text, 1))
-print('content', open(read(ctypes.addressof(path)), encoding='utf-8').read())
-print(read(ctypes.addressof(text)).splitlines()[3])
+print('content', open(text_at(ctypes.addressof(path)), encoding='utf-8').read())
+print(text_at(ctypes.addressof(text)).splitlines()[3])
 print('converted', library.NorvikP7M2P7S(wide(attached), wide(attached + '.p7s')))
 # Nobody is there to look at a window: the calls fail and the program goes on.
 print('shown', library.NorvikDecryptVerifyFile(wide(attached), 0))
