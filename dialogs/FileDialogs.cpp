@@ -45,25 +45,31 @@ class BulgarianCells : public QIdentityProxyModel {
     }
 };
 
-// Where the toolkit's own dialog stands in for the desktop's: room for the words in its list.
-void FitList(QFileDialog& dialog) {
-    dialog.setProxyModel(new BulgarianCells(&dialog));
-    const int unit = dialog.fontMetrics().height();
-    if (const auto* const list = dialog.findChild<QTreeView*>(QStringLiteral("treeView"))) {
-        list->header()->setSectionResizeMode(QHeaderView::ResizeToContents);
-        list->header()->setSectionResizeMode(kName, QHeaderView::Stretch);
-        dialog.resize(58 * unit, 32 * unit);
-    }
+// The list of the toolkit's own dialog; null where the desktop's stands in for it.
+QTreeView* OwnList(const QFileDialog& dialog) {
+    return dialog.findChild<QTreeView*>(QStringLiteral("treeView"));
 }
 
-std::optional<std::filesystem::path> Choose(QFileDialog& dialog, const QString& acceptText) {
+// Room for the words in the list.
+void FitList(QFileDialog& dialog, const QTreeView& list) {
+    dialog.setProxyModel(new BulgarianCells(&dialog));
+    list.header()->setSectionResizeMode(QHeaderView::ResizeToContents);
+    list.header()->setSectionResizeMode(kName, QHeaderView::Stretch);
+    const int unit = dialog.fontMetrics().height();
+    dialog.resize(58 * unit, 32 * unit);
+}
+
+// Desktops show the sign before an Alt key as it stands.
+std::optional<std::filesystem::path> Choose(QFileDialog& dialog, QString acceptText) {
+    const auto* const list = OwnList(dialog);
+    if (list == nullptr) acceptText.remove(QLatin1Char('&'));
     dialog.setWindowIcon(Icon("open"));
     dialog.setLabelText(QFileDialog::LookIn, QStringLiteral("Папка:"));
     dialog.setLabelText(QFileDialog::FileName, QStringLiteral("&Име на файла:"));
     dialog.setLabelText(QFileDialog::FileType, QStringLiteral("Файлове от тип:"));
     dialog.setLabelText(QFileDialog::Accept, acceptText);
     dialog.setLabelText(QFileDialog::Reject, QStringLiteral("Отказ"));
-    FitList(dialog);
+    if (list != nullptr) FitList(dialog, *list);
     if (RunDialog(dialog) != QDialog::Accepted || dialog.selectedFiles().isEmpty()) return std::nullopt;
     return QFile::encodeName(dialog.selectedFiles().front()).toStdString();
 }

@@ -46,7 +46,9 @@ static void Clicked(GtkButton* button, gpointer unused) {
     g_timeout_add(300, Leave, NULL);
 }
 
+/* As a person does: when the window has the keyboard. Earlier, the library's window could lose it to this one. */
 static gboolean Click(gpointer button) {
+    if (!gtk_window_is_active(GTK_WINDOW(gtk_widget_get_toplevel(GTK_WIDGET(button))))) return G_SOURCE_CONTINUE;
     gtk_button_clicked(GTK_BUTTON(button));
     return G_SOURCE_REMOVE;
 }
@@ -74,7 +76,7 @@ int main(int count, char** arguments) {
     *(void**)&init = dlsym(library, "NorvikInit");
     init((void*)(uintptr_t)(count > 4 ? strtoul(arguments[4], NULL, 0) : own));
     printf("owner %#lx\n", own);
-    g_timeout_add(300, Click, button);
+    g_timeout_add(50, Click, button);
     gtk_main();
     return 3;
 }
