@@ -49,6 +49,14 @@ bool SignatureHolds(const verification::SignatureEntry& entry, const SignerFindi
     return entry.signStatus == 0 && (findings == nullptr || findings->passed);
 }
 
+// An algorithm that nobody here knows proves nothing either way, as long as the content is what the signer says.
+Verdict SignatureVerdict(const verification::SignatureEntry& entry, const SignerFindings* findings) {
+    if (SignatureHolds(entry, findings)) return Verdict::good;
+    const bool untried =
+        findings != nullptr && findings->unsupported && entry.signStatus != platform::CRYPT_E_HASH_VALUE;
+    return untried ? Verdict::unchecked : Verdict::bad;
+}
+
 bool TimestampsHold(const SignerFindings& findings) {
     return std::ranges::all_of(findings.unsignedAttributes, [](const auto& attribute) {
         return !attribute.timestamp || attribute.timestamp->validated;
@@ -98,11 +106,11 @@ Verdict CertificateVerdict(const verification::SignatureEntry& entry) {
 }
 
 std::string SignatureLine(const verification::SignatureEntry& entry, const SignerFindings* findings) {
-    const bool holds = SignatureHolds(entry, findings);
-    std::string line = "   подпис: " + Word(holds ? Verdict::good : Verdict::bad);
+    const auto verdict = SignatureVerdict(entry, findings);
+    std::string line = "   подпис: " + Word(verdict);
     if (findings != nullptr) line += ", " + findings->signingAlgName + " " + findings->digestAlgName;
     line += ", " + platform::ToUtf8(entry.profile) + "\n";
-    if (holds) return line;
+    if (verdict == Verdict::good) return line;
     if (entry.signStatus != 0) line += "   " + platform::ToUtf8(entry.signMessage) + "\n";
     if (entry.signStatus == platform::CRYPT_E_HASH_VALUE) line += "   данните не са тези, които са подписани\n";
     if (findings != nullptr && findings->unsupported)
@@ -157,7 +165,9 @@ std::string FileLine(const JudgedFile& file) {
         case Verdict::good:
             return "подписите са верни";
         case Verdict::unchecked:
-            return "НЕ Е ПРОВЕРЕН: подписите отговарят на данните, но не всеки сертификат можа да бъде проверен";
+            return SignedByAll(file)
+                       ? "НЕ Е ПРОВЕРЕН: подписите отговарят на данните, но не всеки сертификат можа да бъде проверен"
+                       : "НЕ Е ПРОВЕРЕН: не всеки подпис можа да бъде проверен";
         case Verdict::bad:
             break;
     }
@@ -209,8 +219,8 @@ JudgedFile JudgeAttached(const std::string& file) {
 }
 
 Verdict VerdictOn(const verification::SignatureEntry& entry, const SignerFindings* findings) {
-    if (!SignatureHolds(entry, findings) || (findings != nullptr && !TimestampsHold(*findings))) return Verdict::bad;
-    return CertificateVerdict(entry);
+    if (findings != nullptr && !TimestampsHold(*findings)) return Verdict::bad;
+    return std::max(SignatureVerdict(entry, findings), CertificateVerdict(entry));
 }
 
 Verdict VerdictOn(const verification::SignatureEntries& entries, const Findings* findings) {
