@@ -30,6 +30,13 @@ QString SuffixOf(const QString& filter) {
     return filter.section(QStringLiteral("(*."), 1).section(QLatin1Char(')'), 0, 0);
 }
 
+// Small sizes in the form that stands behind a number, which the toolkit's translation does not use.
+QString SizeText(qint64 size) {
+    if (size == 1) return QStringLiteral("1 байт");
+    if (size < 1024) return QStringLiteral("%1 байта").arg(size);
+    return QLocale(QLocale::Bulgarian).formattedDataSize(size, 1, QLocale::DataSizeTraditionalFormat);
+}
+
 // Sizes and types, for which the toolkit takes the words from the language of the process.
 class BulgarianCells : public QIdentityProxyModel {
   public:
@@ -40,8 +47,7 @@ class BulgarianCells : public QIdentityProxyModel {
         const bool ours = role == Qt::DisplayRole && (index.column() == kSize || index.column() == kType);
         if (!ours || files == nullptr || files->isDir(source)) return QIdentityProxyModel::data(index, role);
         if (index.column() == kType) return TypeName(QFile::encodeName(files->filePath(source)).toStdString());
-        return QLocale(QLocale::Bulgarian)
-            .formattedDataSize(files->size(source), 1, QLocale::DataSizeTraditionalFormat);
+        return SizeText(files->size(source));
     }
 };
 

@@ -39,15 +39,20 @@ NumberPtr NumberOf(ByteView digits) {
     return read ? std::move(number) : nullptr;
 }
 
-EvpKeyPtr MakeKey(std::span<const ByteView> numbers, int selection) {
-    std::array<NumberPtr, kNames.size()> read;  // which outlive the builder's use of them
+// Null if a number cannot be taken.
+ParamsPtr ParamsOf(std::span<const ByteView> numbers) {
+    std::array<NumberPtr, kNames.size()> read;  // the builder copies them only at the end
     const BuilderPtr builder(OSSL_PARAM_BLD_new());
     if (!builder) return nullptr;
     for (std::size_t i = 0; i < numbers.size(); ++i) {
         read[i] = NumberOf(numbers[i]);
         if (!read[i] || OSSL_PARAM_BLD_push_BN(builder.get(), kNames[i], read[i].get()) != 1) return nullptr;
     }
-    const ParamsPtr params(OSSL_PARAM_BLD_to_param(builder.get()));
+    return ParamsPtr(OSSL_PARAM_BLD_to_param(builder.get()));
+}
+
+EvpKeyPtr MakeKey(std::span<const ByteView> numbers, int selection) {
+    const ParamsPtr params = ParamsOf(numbers);
     const EvpKeyContextPtr context(EVP_PKEY_CTX_new_from_name(nullptr, "RSA", nullptr));
     EVP_PKEY* key = nullptr;
     const bool made = params && context && EVP_PKEY_fromdata_init(context.get()) == 1 &&
