@@ -285,8 +285,7 @@ TEST_F(ResultsDialog, AsksForAFileWithButtonsInItsOwnLanguage) {
                     if (list.model()->index(row, column, list.rootIndex()).data().toString() == text) return true;
                 return false;
             };
-            EXPECT_TRUE(QTest::qWaitFor([&] { return says(1, QStringLiteral("1 байт")); }))
-                << "the size of the file";
+            EXPECT_TRUE(QTest::qWaitFor([&] { return says(1, QStringLiteral("1 байт")); })) << "the size of the file";
             EXPECT_TRUE(says(2, QStringLiteral("Папка")));
             EXPECT_TRUE(says(2, QStringLiteral("Документ с неформатиран текст")));
             Photograph(files, "open-file");
