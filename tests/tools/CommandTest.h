@@ -7,6 +7,7 @@
 
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/support/Pki.h"
@@ -14,19 +15,28 @@
 
 namespace tests {
 
+namespace fs = std::filesystem;
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
 // A program on a terminal of its own; ended with the object.
 class Terminal {
   public:
-    explicit Terminal(const std::vector<std::string>& command);
+    explicit Terminal(const std::string& line);  // of the shell
     // The function's result becomes the exit status. It runs in a copy of this process.
     explicit Terminal(const std::function<int()>& program);
     ~Terminal();
     Terminal(const Terminal&) = delete;
     Terminal& operator=(const Terminal&) = delete;
 
-    // Waits until the program has written the text, behind what was expected before. False after some seconds.
+    // Waits until the program has written the text, behind what was expected before. After some seconds the test fails.
     bool Expect(const std::string& text);
-    void Type(const std::string& keys);
+    void Type(const std::string& keys) const;
+    // For each pair: waits for the first text and types the second.
+    void Answer(const std::vector<std::pair<std::string, std::string>>& answers);
     [[nodiscard]] bool ShowsKeys() const;  // as terminals do unless told otherwise
     [[nodiscard]] pid_t Id() const { return child_; }
     // Reads on until the end; the exit status, or minus the signal.
@@ -34,8 +44,7 @@ class Terminal {
     [[nodiscard]] const std::string& Seen() const { return seen_; }
 
   private:
-    void Fork();
-    bool ReadMore(int milliseconds);
+    bool ReadMore();
     int terminal_ = -1;
     pid_t child_ = -1;
     std::string seen_;
@@ -44,35 +53,40 @@ class Terminal {
 
 class CommandTest : public testing::Test {
   protected:
+    // The test stands in the folder of the documents: names of files count from there.
     CommandTest();
-    void TearDown() override { std::filesystem::current_path("/"); }
+    ~CommandTest() override { fs::current_path("/"); }
 
-    // The command line that runs `norvik` with these arguments and knows no token but the test's.
-    [[nodiscard]] std::vector<std::string> Line(const std::vector<std::string>& arguments) const;
-    // Runs it without a terminal, in the folder Documents().
-    [[nodiscard]] ProcessResult Run(const std::vector<std::string>& arguments, const std::string& input = {}) const;
-    // The same below another program ("sh", "-c", ...).
-    [[nodiscard]] ProcessResult RunBelow(std::vector<std::string> program, const std::vector<std::string>& arguments,
-                                         const ProcessOptions& options = {}) const;
-
-    // One run after the other, each behind the words in `first`; told in output or errors.
+    // A line of the shell, in which `norvik` is the command and knows no token but the test's. Nobody sits at a
+    // terminal.
+    [[nodiscard]] static ProcessResult Shell(const std::string& line, const std::string& input = {});
+    [[nodiscard]] static ProcessResult Run(const std::string& arguments, const std::string& input = {}) {
+        return Shell("norvik " + arguments, input);
+    }
+    // One run after the other, each behind the words in `first`. Told in output or errors; what begins with "!" is not
+    // told there, and what begins with "=" is all of the output.
     struct Step {
-        std::vector<std::string> arguments;
+        std::string line;
         int status;
-        std::string told = {};
+        std::vector<std::string> told = {};
         std::string input = {};
     };
-    void Walk(const std::vector<Step>& steps, const std::vector<std::string>& first = {}) const;
+    static void Walk(const std::vector<Step>& steps, const std::string& first = "norvik ");
 
-    [[nodiscard]] std::filesystem::path Documents() const { return profile_.Folder() / "documents"; }
-    std::filesystem::path Document(const std::string& name, std::string_view content = "words") const {
+    fs::path Document(const std::string& name, std::string_view content = "words") const {
         return profile_.Write("documents/" + name, content);
     }
-    [[nodiscard]] std::vector<std::string> FilesIn(const std::filesystem::path& folder) const;  // names, sorted
-    [[nodiscard]] std::string Log() const;
+    fs::path Document(const std::string& name, const Bytes& content) const {
+        return Document(name, platform::AsText(content));
+    }
+    [[nodiscard]] static std::vector<std::string> FilesIn(const fs::path& folder = ".");  // names, sorted
     // What openssl takes out of a message that it accepts; "refused: ..." otherwise.
-    [[nodiscard]] std::string AcceptedContent(const std::filesystem::path& message,
-                                              const std::filesystem::path& detachedData = {}) const;
+    [[nodiscard]] std::string AcceptedContent(const std::string& message, const std::string& detachedData = {}) const;
+
+    // Somebody whose certificate can be checked has signed a.txt, attached and detached.
+    void SignADocument() const;
+    // The file with another content than was signed.
+    void Change(const std::string& from, const std::string& to) const;
 
     Profile profile_;
     StandardPki pki_;

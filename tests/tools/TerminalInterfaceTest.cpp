@@ -8,82 +8,66 @@
 // What an operation asks at a terminal. The answers are read in a process of its own, which prints what it got.
 namespace {
 
-using testing::HasSubstr;
-using tests::Terminal;
+using namespace tests;
 
-class TerminalInterfaceTest : public tests::CommandTest {
+class TerminalInterfaceTest : public CommandTest {
   protected:
-    [[nodiscard]] ui::SignQuestion Question() const {
-        ui::SignQuestion question;
-        const auto second = tests::Issue({.subject = {{"CN", "Мария\nИванова"}}});
+    TerminalInterfaceTest() {
+        auto second = Issue({.subject = {{"CN", "Мария\nИванова"}}});
         for (const auto* const certificate : {&pki_.signer, &second})
-            question.certificates.emplace_back(platform::CertCreateCertificateContext(certificate->Der()), true);
-        question.authorities.resize(2);
-        question.authorities[0].title = u"Първи";
-        question.authorities[1].title = u"Втори";
-        question.authorities[1].selected = true;
-        return question;
+            question_.certificates.emplace_back(platform::CertCreateCertificateContext(certificate->Der()), true);
+        question_.authorities.resize(2);
+        question_.authorities[0].title = u"Първи";
+        question_.authorities[1].title = u"Втори";
+        question_.authorities[1].selected = true;
     }
     // The status is 1 for a decision, 0 for none.
-    static int Ask(const ui::SignQuestion& question) {
+    [[nodiscard]] int Ask() const {
         CNorvikApp::Start(std::make_unique<ui::TerminalInterface>());
-        const auto decision = CNorvikApp::Current()->Interface().AskSign(question);
+        const auto decision = CNorvikApp::Current()->Interface().AskSign(question_);
         if (decision) {
             const auto authority = decision->authority ? platform::ToUtf8(decision->authority->title) : "none";
-            const bool first = decision->certificate == question.certificates[0].Context();
+            const bool first = decision->certificate == question_.certificates[0].Context();
             std::printf("decided: %s, %s, %s.\n", first ? "first" : "second", authority.c_str(),
                         decision->detached ? "detached" : "attached");
         }
         CNorvikApp::Stop();
         return decision ? 1 : 0;
     }
+    using Answers = std::vector<std::pair<std::string, std::string>>;
+    // `decided` nothing: the person gave up.
+    void ExpectDecision(const Answers& answers, const std::string& decided) const {
+        Terminal terminal([this] { return Ask(); });
+        terminal.Answer(answers);
+        if (!decided.empty()) terminal.Expect("decided: " + decided);
+        EXPECT_EQ(terminal.Wait(), decided.empty() ? 0 : 1) << terminal.Seen();
+    }
+    ui::SignQuestion question_;
 };
 
-TEST_F(TerminalInterfaceTest, TakesCertificateAuthorityAndFormByNumber) {
-    struct Case {
+TEST_F(TerminalInterfaceTest, TakesCertificateAuthorityAndFormByNumberAndGivesUpAtAnyQuestion) {
+    const struct {
         std::string certificate, authority, form, decided;
-    };
-    const Case cases[] = {{"1", "0", "1", "first, none, detached."},
-                          {"2", "1", "0", "second, Първи, attached."},
-                          {"2", "", "", "second, Втори, attached."}};
+    } cases[] = {{"1\n", "0\n", "1\n", "first, none, detached."},
+                 {"2\n", "1\n", "0\n", "second, Първи, attached."},
+                 {"2\n", "\n", "\n", "second, Втори, attached."},
+                 {"\n", "", "", ""},
+                 {"\x04", "", "", ""},
+                 {"1\n", "\x03", "", ""},
+                 {"1\n", "1\n", "\x04", ""}};
     for (const auto& [certificate, authority, form, decided] : cases) {
-        Terminal terminal([this] { return Ask(Question()); });
-        ASSERT_TRUE(terminal.Expect("1. Иван Петров")) << terminal.Seen();
-        ASSERT_TRUE(terminal.Expect("2. Мария")) << terminal.Seen();
-        ASSERT_TRUE(terminal.Expect("Номер: "));
-        terminal.Type("3\n");
-        ASSERT_TRUE(terminal.Expect("Номер: ")) << "there is no third";
-        terminal.Type(certificate + "\n");
-        ASSERT_TRUE(terminal.Expect("Номер (Enter: 2): ")) << "the one that is marked";
-        terminal.Type(authority + "\n");
-        ASSERT_TRUE(terminal.Expect("Enter: 0. Номер: ")) << terminal.Seen();
-        terminal.Type(form + "\n");
-        EXPECT_TRUE(terminal.Expect("decided: " + decided)) << terminal.Seen();
-        EXPECT_EQ(terminal.Wait(), 1);
+        Answers answers{{"1. Иван Петров", ""}, {"2. Мария", ""}, {"Номер: ", "3\n"}, {"Номер: ", certificate}};
+        if (!authority.empty()) answers.emplace_back("Номер (Enter: 2): ", authority);
+        if (!form.empty()) answers.emplace_back("Enter: 0. Номер: ", form);
+        ExpectDecision(answers, decided);
     }
 }
 
-TEST_F(TerminalInterfaceTest, AsksOnlyWhatIsOpenAndGivesUpAtAnyQuestion) {
-    auto question = Question();
-    question.authorities.clear();
-    question.showDetachedBox = false;
-    question.detached = true;
-    Terminal one([&] { return Ask(question); });
-    ASSERT_TRUE(one.Expect("Номер: "));
-    one.Type("1\n");
-    EXPECT_TRUE(one.Expect("decided: first, none, detached.")) << one.Seen();
-    EXPECT_EQ(one.Wait(), 1);
-
-    const std::vector<std::string> given[] = {{""}, {"\x04"}, {"1\n", "\x03"}, {"1\n", "1\n", "\x04"}};
-    for (const auto& keys : given) {
-        Terminal terminal([this] { return Ask(Question()); });
-        for (const auto& key : keys) {
-            ASSERT_TRUE(terminal.Expect("омер")) << terminal.Seen();
-            ASSERT_TRUE(terminal.Expect(": ")) << terminal.Seen();
-            terminal.Type(key.empty() ? "\n" : key);
-        }
-        EXPECT_EQ(terminal.Wait(), 0) << terminal.Seen();
-    }
+TEST_F(TerminalInterfaceTest, AsksOnlyWhatIsOpen) {
+    question_.authorities.clear();
+    question_.showDetachedBox = false;
+    question_.detached = true;
+    ExpectDecision({{"Номер: ", "1\n"}}, "first, none, detached.");
 }
 
 TEST_F(TerminalInterfaceTest, ShowsProgressOnALineThatGoesAgain) {
@@ -94,9 +78,8 @@ TEST_F(TerminalInterfaceTest, ShowsProgressOnALineThatGoesAgain) {
         return 0;
     });
     EXPECT_EQ(terminal.Wait(), 0);
-    EXPECT_THAT(terminal.Seen(), HasSubstr("овор.pdf: 75 %\r\033[K"));
-    EXPECT_THAT(terminal.Seen(), testing::Not(HasSubstr("\a")));
-    EXPECT_THAT(terminal.Seen(), testing::Not(HasSubstr("/folder")));
+    EXPECT_THAT(terminal.Seen(),
+                AllOf(HasSubstr("овор.pdf: 75 %\r\033[K"), Not(HasSubstr("\a")), Not(HasSubstr("/folder"))));
 }
 
 }  // namespace

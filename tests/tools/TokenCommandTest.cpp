@@ -7,12 +7,7 @@
 
 namespace {
 
-namespace fs = std::filesystem;
 using namespace tests;
-using testing::AllOf;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::Not;
 
 class TokenCommandTest : public CommandTest {
   protected:
@@ -28,105 +23,79 @@ class TokenCommandTest : public CommandTest {
         profile_.Set("NORVIK_FAKE_TOKEN", profile_.Write("card.pem", pki_.signer.Pem() + pki_.signer.KeyPem()));
         profile_.Set("NORVIK_FAKE_TOKEN_TRIES", std::to_string(tries));
     }
-    void ExpectNothingSigned() const { EXPECT_THAT(FilesIn(Documents()), ElementsAre("a.txt", "b.txt")); }
+    static void ExpectNothingSigned() { EXPECT_THAT(FilesIn(), ElementsAre("a.txt", "b.txt")); }
+
+    const Certificate maria_ = Issue({.subject = {{"CN", "Мария"}}, .key = TestKey(KeyType::p256)}, pki_.ca);
 };
 
 TEST_F(TokenCommandTest, SignsOnTheCardWithThePinFromStandardInput) {
     if (!SoftToken::Available()) GTEST_SKIP() << "SoftHSM2 or pkcs11-tool is not installed";
     SoftToken token(profile_);
     token.Put(pki_.signer, "01");
-    const auto maria = Issue({.subject = {{"CN", "Мария"}}, .key = TestKey(KeyType::p256)}, pki_.ca);
-    token.Put(maria, "02");
-    for (const auto& certificate : {pki_.signer, maria}) {
-        const auto result = Run({"sign", "a.txt", "b.txt", "--pin-stdin", "--certificate", certificate.Thumbprint()},
-                                token.Pin() + "\n");
-        EXPECT_EQ(result.status, 0) << result.Summary();
+    token.Put(maria_, "02");
+    for (const auto& [certificate, name] : {std::pair{pki_.signer, "Иван Петров"}, {maria_, "Мария"}}) {
+        Walk({{"sign a.txt b.txt --pin-stdin --certificate " + certificate.Thumbprint(), 0, {}, token.Pin() + "\n"}});
         EXPECT_EQ(AcceptedContent("a.txt.p7m"), "first");
         EXPECT_EQ(AcceptedContent("b.txt.p7m"), "second");
-        EXPECT_THAT(Run({"verify", "b.txt.p7m"}).output,
-                    HasSubstr(certificate.Der() == maria.Der() ? "Мария" : "Иван Петров"));
+        EXPECT_THAT(Run("verify b.txt.p7m").output, HasSubstr(name));
     }
-    EXPECT_EQ(Run({"sign", "a.txt"}).status, 2) << "two keys on the card need a choice";
-}
-
-TEST_F(TokenCommandTest, OffersCardsBesideFoldersOnlyWhenAsked) {
-    if (!SoftToken::Available()) GTEST_SKIP() << "SoftHSM2 or pkcs11-tool is not installed";
-    SoftToken token(profile_);
-    token.Put(pki_.signer, "01");
-    InstallCertificate(profile_, "MY", Issue({.subject = {{"CN", "Мария"}}, .key = TestKey(KeyType::p256)}, pki_.ca),
-                       true);
-    EXPECT_EQ(Run({"sign", "a.txt"}).status, 0);
-    const auto both = Run({"sign", "a.txt", "--tokens"});
-    EXPECT_EQ(both.status, 2);
-    EXPECT_THAT(both.errors, AllOf(HasSubstr("Мария"), HasSubstr("Иван Петров")));
+    // Two keys on the card need a choice, and cards are offered beside folders only when asked for.
+    Walk({{"sign a.txt", 2}});
+    InstallCertificate(profile_, "MY", pki_.signer, true);
+    Walk({{"sign a.txt", 0}, {"sign a.txt --tokens", 2, {"Мария", "Иван Петров"}}});
 }
 
 TEST_F(TokenCommandTest, TriesAWrongPinOnceForAllFiles) {
     InsertFakeCard(2);  // a second try would block it
-    const auto result = Run({"sign", "a.txt", "b.txt", "--pin-stdin"}, "9999\n");
-    EXPECT_EQ(result.status, 1);
-    EXPECT_THAT(result.errors, AllOf(HasSubstr("a.txt: не е подписан. Грешен ПИН код."),
-                                     HasSubstr("не са подписани: 1"), Not(HasSubstr("блокирана"))));
+    const std::string line = "sign a.txt b.txt --pin-stdin";
+    Walk({{line, 1, {"a.txt: не е подписан. Грешен ПИН код.", "не са подписани: 1", "!блокирана"}, "9999\n"}});
     ExpectNothingSigned();
-    EXPECT_EQ(Run({"sign", "a.txt", "b.txt", "--pin-stdin"}, "1234\n").status, 0);
+    Walk({{line, 0, {}, "1234\n"}});
 }
 
 TEST_F(TokenCommandTest, NeverGivesTheLastTryToAScript) {
     InsertFakeCard(1);
-    const auto right = Run({"sign", "a.txt", "--pin-stdin"}, "1234\n");
-    EXPECT_EQ(right.status, 1);
-    EXPECT_THAT(right.errors, HasSubstr("Остава последен опит за ПИН"));
+    Walk({{"sign a.txt --pin-stdin", 1, {"Остава последен опит за ПИН"}, "1234\n"}});
     ExpectNothingSigned();
-    fs::current_path(Documents());
-    Terminal terminal(Line({"sign", "a.txt"}));
-    ASSERT_TRUE(terminal.Expect("това е последният опит")) << terminal.Seen();
-    ASSERT_TRUE(terminal.Expect("ПИН за „Fake card“: "));
-    terminal.Type("1234\n");
+    Terminal terminal("exec norvik sign a.txt");
+    terminal.Answer({{"това е последният опит", ""}, {"ПИН за „Fake card“: ", "1234\n"}});
     EXPECT_EQ(terminal.Wait(), 0) << terminal.Seen();
 }
 
 TEST_F(TokenCommandTest, SaysThatACardIsBlockedOrNobodyCanBeAsked) {
     InsertFakeCard(0);
-    EXPECT_THAT(Run({"sign", "a.txt", "--pin-stdin"}, "1234\n").errors, HasSubstr("Картата е блокирана"));
+    Walk({{"sign a.txt --pin-stdin", 1, {"Картата е блокирана"}, "1234\n"}});
     InsertFakeCard(3);
-    const auto nobody = Run({"sign", "a.txt", "b.txt"});
-    EXPECT_EQ(nobody.status, 1);
-    EXPECT_THAT(nobody.errors, AllOf(HasSubstr("отказано"), HasSubstr("--pin-stdin")));
-    EXPECT_EQ(Run({"sign", "a.txt", "--pin-stdin"}, "").status, 2);
-    EXPECT_THAT(Run({"sign", "a.txt", "--pin-stdin"}, "\n").errors, HasSubstr("недопустима дължина"));
+    Walk({{"sign a.txt b.txt", 1, {"отказано", "--pin-stdin"}},
+          {"sign a.txt --pin-stdin", 2},
+          {"sign a.txt --pin-stdin", 1, {"недопустима дължина"}, "\n"}});
     ExpectNothingSigned();
 }
 
 TEST_F(TokenCommandTest, AsksAtTheTerminalWithoutShowingWhatIsTyped) {
     InsertFakeCard(3);
-    fs::current_path(Documents());
-    Terminal signs(Line({"sign", "a.txt", "b.txt"}));
-    ASSERT_TRUE(signs.Expect("ПИН за „Fake card“: ")) << signs.Seen();
+    const std::string question = "ПИН за „Fake card“: ";
+    Terminal cancels("exec norvik sign a.txt b.txt");
+    cancels.Answer({{question, "12\x03"}, {"отказано", ""}});
+    EXPECT_EQ(cancels.Wait(), 1);
+    ExpectNothingSigned();
+
+    Terminal signs("exec norvik sign a.txt b.txt");
+    signs.Expect(question);
     EXPECT_FALSE(signs.ShowsKeys());
     signs.Type(
         "77\x15"
         "1234\n");  // Ctrl-U starts anew
     EXPECT_EQ(signs.Wait(), 0) << signs.Seen();
     EXPECT_THAT(signs.Seen(), AllOf(Not(HasSubstr("1234")), HasSubstr("b.txt.p7m")));
-    fs::remove("a.txt.p7m");
-    fs::remove("b.txt.p7m");
-
-    Terminal cancels(Line({"sign", "a.txt", "b.txt"}));
-    ASSERT_TRUE(cancels.Expect("ПИН за „Fake card“: "));
-    cancels.Type("12\x03");
-    ASSERT_TRUE(cancels.Expect("отказано")) << cancels.Seen();
-    EXPECT_EQ(cancels.Wait(), 1);
-    ExpectNothingSigned();
 
     // The shell lives on at a terminal whose program was ended from outside.
-    Terminal ended(
-        {"sh", "-c", "\"$@\"; stty -a; sleep 9", "sh", "env", Line({})[1], Line({})[2], Line({})[3], "sign", "a.txt"});
-    ASSERT_TRUE(ended.Expect("ПИН за „Fake card“: "));
+    Terminal ended("norvik sign a.txt; stty -a; sleep 9");
+    ended.Expect(question);
     EXPECT_FALSE(ended.ShowsKeys());
     const auto shell = std::to_string(ended.Id());
-    const pid_t command = std::stoi(ReadFile("/proc/" + shell + "/task/" + shell + "/children"));
-    ASSERT_EQ(kill(command, SIGTERM), 0);
-    ASSERT_TRUE(ended.Expect("speed")) << ended.Seen();
+    ASSERT_EQ(kill(std::stoi(ReadFile("/proc/" + shell + "/task/" + shell + "/children")), SIGTERM), 0);
+    ASSERT_TRUE(ended.Expect("speed"));
     EXPECT_TRUE(ended.ShowsKeys());
 }
 
