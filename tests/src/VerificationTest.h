@@ -1,76 +1,62 @@
 #pragma once
-// Somebody who signs with openssl and verifies with us; the person behind the interface is a script.
+// Somebody who signs with openssl and verifies with us.
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
+#include <iterator>
+#include <sstream>
 
 #include "platform/Text.h"
-#include "src/Norvik.h"
 #include "src/verification/VerifySignature.h"
-#include "tests/support/Pki.h"
+#include "tests/src/Person.h"
 #include "tests/support/Process.h"
-#include "tests/support/ScriptedInterface.h"
-#include "tests/support/SoftToken.h"
 
 namespace tests {
 
-class VerificationTest : public testing::Test {
+class VerificationTest : public PersonTest {
   protected:
-    VerificationTest() {
-        UseNoPkcs11Modules(profile_);
-        CNorvikApp::Start(std::make_unique<ScriptedInterface>(script_));
-        std::filesystem::create_directories(Documents());
-    }
-    ~VerificationTest() override { CNorvikApp::Stop(); }
-
     // Root, CA and their CRLs, so that the standard signer is good.
-    void InstallStandard(const std::vector<RevokedEntry>& revoked = {}) const {
+    void InstallStandard() const {
         pki_.Install(profile_);
-        pki_.InstallCrls(profile_, revoked);
+        pki_.InstallCrls(profile_);
     }
 
-    [[nodiscard]] std::filesystem::path Documents() const { return profile_.Folder() / "documents"; }
     std::filesystem::path Document(const std::string& name, std::string_view content) const {
-        return profile_.Write(std::filesystem::path("documents") / name, content);
+        return profile_.Write(documents_ / name, content);
     }
-
+    static void OpenSsl(std::vector<std::string> command) {
+        command.insert(command.begin(), "openssl");
+        const auto done = RunProgram(command);
+        if (done.status != 0) throw std::runtime_error(done.Summary());
+    }
     struct Signing {
-        std::vector<Certificate> signers, others;
-        std::vector<std::string> options;  // of openssl cms; "-nodetach" for an attached signature
+        std::vector<Certificate> signers, others = {};
+        std::string options = "-nodetach";  // of openssl cms, between blanks
     };
-    // A signature over documents/data under documents/NAME.
-    std::filesystem::path OpenSslSign(const std::string& name, const std::string& data, const Signing& signing) const {
-        std::vector<std::string> command{"openssl", "cms", "-sign", "-binary", "-outform", "DER"};
-        command.insert(command.end(), {"-in", Documents() / data, "-out", Documents() / name});
+    // A signature under documents/NAME over documents/data, which gets this content.
+    std::filesystem::path OpenSslSign(const std::string& name, const Signing& signing,
+                                      const std::string& content = "words") const {
+        const auto file = documents_ / name;
+        std::vector<std::string> command{
+            "cms", "-sign", "-binary", "-outform", "DER", "-in", Document("data", content), "-out", file};
         std::string others;
         for (const auto& other : signing.others)
             others += other.Pem();
         if (!others.empty()) command.insert(command.end(), {"-certfile", profile_.Write("others.pem", others)});
-        for (std::size_t i = 0; i < signing.signers.size(); ++i) {
-            const auto base = "signer" + std::to_string(i);
-            command.insert(command.end(), {"-signer", profile_.Write(base + ".pem", signing.signers[i].Pem())});
-            command.insert(command.end(), {"-inkey", profile_.Write(base + ".key", signing.signers[i].KeyPem())});
+        for (const auto& signer : signing.signers) {
+            const auto base = signer.Thumbprint();
+            command.insert(command.end(), {"-signer", profile_.Write(base + ".pem", signer.Pem())});
+            command.insert(command.end(), {"-inkey", profile_.Write(base + ".key", signer.KeyPem())});
         }
-        command.insert(command.end(), signing.options.begin(), signing.options.end());
-        const auto done = RunProgram(command);
-        if (done.status != 0) throw std::runtime_error(done.errors);
-        return Documents() / name;
+        std::istringstream options(signing.options);
+        command.insert(command.end(), std::istream_iterator<std::string>(options), {});
+        OpenSsl(command);
+        return file;
     }
     // By the standard signer, with the CA inside.
     std::filesystem::path Attached(const std::string& name = "a.txt.p7m", const std::string& content = "words") const {
-        Document("data", content);
-        return OpenSslSign(name, "data", {{pki_.signer}, {pki_.ca}, {"-nodetach"}});
+        return OpenSslSign(name, {{pki_.signer}, {pki_.ca}}, content);
     }
-    std::filesystem::path Detached(const std::string& name = "a.txt.p7s", const std::string& content = "words") const {
-        Document("data", content);
-        return OpenSslSign(name, "data", {{pki_.signer}, {pki_.ca}, {}});
-    }
-    // The one entry of a signature by this certificate, with these inside.
-    verification::SignatureEntry EntryOf(const Certificate& signer, const std::vector<Certificate>& others = {}) const {
-        Document("data", "words");
-        auto entries = Verify(OpenSslSign("signed.p7m", "data", {{signer}, others, {"-nodetach"}}));
-        if (entries.size() != 1) throw std::runtime_error("no entry");
-        return std::move(entries[0]);
+    std::filesystem::path Detached(const std::string& name = "a.txt.p7s") const {
+        return OpenSslSign(name, {{pki_.signer}, {pki_.ca}, ""});
     }
 
     static verification::SignatureEntries Verify(const std::filesystem::path& file,
@@ -79,32 +65,24 @@ class VerificationTest : public testing::Test {
         verification::VerifySignatureFile(file, data, entries);
         return entries;
     }
-    // What is thrown; "(verified)" if nothing is.
-    static std::string Refusal(const std::filesystem::path& file,
-                               const std::optional<std::filesystem::path>& data = {}) {
-        try {
-            Verify(file, data);
-        } catch (const std::runtime_error& error) {
-            return error.what();
-        }
-        return "(verified)";
+    // The entry of a file with one signer.
+    static verification::SignatureEntry EntryOf(const std::filesystem::path& file,
+                                                const std::optional<std::filesystem::path>& data = {}) {
+        auto entries = Verify(file, data);
+        if (entries.size() != 1) throw std::runtime_error("not one entry");
+        return std::move(entries[0]);
     }
-    static void Change(const std::filesystem::path& file, const std::string& what) {
+    static void Change(const std::filesystem::path& file, std::size_t at) {
         auto bytes = ReadFile(file);
-        bytes.at(bytes.find(what)) ^= 1;
+        bytes.at(at) ^= 1;
         Overwrite(file, bytes);
     }
     static void Overwrite(const std::filesystem::path& file, std::string_view bytes) {
         ASSERT_TRUE(platform::WriteWholeFile(file, platform::AsBytes(bytes)));
     }
-    [[nodiscard]] std::string Log() const {
-        const auto log = profile_.Folder() / "tmp/Norvik/Norvik.log";
-        return std::filesystem::exists(log) ? ReadFile(log) : "";
-    }
 
-    Profile profile_;
-    StandardPki pki_{KeyType::p256};
-    Script script_;
+    const StandardPki pki_{KeyType::p256};
+    const std::filesystem::path documents_ = profile_.Write("documents/data", "words").parent_path();
 };
 
 }  // namespace tests
