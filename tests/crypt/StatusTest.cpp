@@ -1,24 +1,27 @@
 #include <gtest/gtest.h>
 
+#include <map>
+
 #include "crypt/CommonClass.h"
 #include "crypt/CryptOID.h"
 #include "crypt/Status.h"
 #include "platform/Error.h"
 #include "platform/Text.h"
-#include "tests/support/StatusTable.h"
+#include "tests/support/Corpora.h"
 
 namespace tessaly {
 namespace {
 
+// The words that people read for each status word, letter by letter.
 TEST(StatusTable, HasTheTextAndClassOfEveryRow) {
-    const auto rows = tests::StatusRows();
+    const auto rows = tests::ReadTable(NORVIK_SOURCE_DIR "/tests/data/status.tsv");
     EXPECT_EQ(rows.size(), 41U);
+    const std::map<std::string, StatusClass> classes = {
+        {"valid", StatusClass::valid}, {"invalid", StatusClass::invalid}, {"unverified", StatusClass::unverified}};
     for (const auto& row : rows) {
-        EXPECT_EQ(platform::ToUtf8(StatusText(row.status)), row.text) << row.symbol;
-        const auto expected = row.verdict == "valid"     ? StatusClass::valid
-                              : row.verdict == "invalid" ? StatusClass::invalid
-                                                         : StatusClass::unverified;
-        EXPECT_EQ(ClassifyStatus(row.status), expected) << row.symbol;
+        const auto status = static_cast<std::uint32_t>(std::stoul(row[0], nullptr, 16));
+        EXPECT_EQ(platform::ToUtf8(StatusText(status)), row[3]) << row[1];
+        EXPECT_EQ(ClassifyStatus(status), classes.at(row[2])) << row[1];
     }
 }
 

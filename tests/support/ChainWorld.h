@@ -1,14 +1,19 @@
 #pragma once
 // Stores of a test's own that a chain is built from: nothing of the machine's or the user's takes part.
 
-#include <initializer_list>
-
 #include "platform/Chains.h"
 #include "tests/support/Pki.h"
 
 namespace tests {
 
 platform::CertificateContext ContextOf(const Certificate& certificate);
+
+// Where a chain starts.
+struct Leaf {
+    Leaf(const Certificate& made) : certificate(ContextOf(made)) {}
+    Leaf(platform::CertificateContext found) : certificate(std::move(found)) {}
+    platform::CertificateContext certificate;
+};
 
 struct ChainWorld {
     platform::CertStore roots = platform::CertOpenMemoryStore();
@@ -21,21 +26,29 @@ struct ChainWorld {
     ChainWorld() = default;
     ChainWorld(const Certificate& root, std::initializer_list<Certificate> intermediates);
 
-    void Trust(const Certificate& certificate) const;
-    void Know(const Certificate& certificate) const;
-    void Distrust(const Certificate& certificate) const;
-    void AddCrl(const Bytes& der) const;
+    void Trust(const Certificate& certificate) const { Add(roots, certificate); }
+    void Know(const Certificate& certificate) const { Add(others, certificate); }
+    void Distrust(const Certificate& certificate) const { Add(distrusted, certificate); }
+    void AddCrl(const Bytes& der) const {
+        platform::CertAddCRLContextToStore(crls, platform::CertCreateCRLContext(der));
+    }
 
     // At this moment (unix seconds), with the flags of CertGetCertificateChain.
-    [[nodiscard]] platform::ChainContext Chain(const Certificate& leaf, std::int64_t at = std::time(nullptr),
+    [[nodiscard]] platform::ChainContext Chain(const Leaf& leaf, std::int64_t at = std::time(nullptr),
                                                std::uint32_t flags = 0, std::vector<std::string> usages = {}) const;
-    [[nodiscard]] platform::ChainContext Chain(const platform::CertificateContext& leaf, std::int64_t at,
-                                               std::uint32_t flags, std::vector<std::string> usages) const;
-    [[nodiscard]] platform::ErrorCode Verdict(const Certificate& leaf, std::int64_t at = std::time(nullptr)) const;
+    [[nodiscard]] platform::ErrorCode Verdict(const Leaf& leaf, std::int64_t at = std::time(nullptr),
+                                              std::uint32_t flags = 0) const {
+        return platform::CertVerifyCertificateChainPolicy(Chain(leaf, at, flags));
+    }
     // The same, asking for revocation.
-    [[nodiscard]] platform::ErrorCode VerdictWithCrls(const Certificate& leaf,
-                                                      std::int64_t at = std::time(nullptr)) const;
-    [[nodiscard]] platform::ErrorCode VerdictWithCrls(const platform::CertificateContext& leaf) const;
+    [[nodiscard]] platform::ErrorCode VerdictWithCrls(const Leaf& leaf, std::int64_t at = std::time(nullptr)) const {
+        return Verdict(leaf, at, platform::CERT_CHAIN_REVOCATION_CHECK_CHAIN);
+    }
+
+  private:
+    static void Add(const platform::CertStore& store, const Certificate& certificate) {
+        platform::CertAddCertificateContextToStore(store, ContextOf(certificate), platform::CERT_STORE_ADD_ALWAYS);
+    }
 };
 
 // A certification authority on a P-256 key, and somebody who is none.

@@ -2,12 +2,8 @@
 // A card that does as it is told: a PKCS#11 module of our own with one slot, one key and one certificate, for what a
 // software token never does - a PIN for each use, a last try, a chosen fault, being pulled out in the middle.
 
-#include <openssl/evp.h>
 #include <p11-kit/pkcs11.h>
 
-#include <string>
-
-#include "tests/support/Pki.h"
 #include "tests/support/SoftToken.h"
 
 namespace tests {

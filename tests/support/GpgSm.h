@@ -1,12 +1,7 @@
 #pragma once
 // A keyring of gpgsm's for one test.
 
-#include <optional>
-#include <string>
-#include <vector>
-
 #include "tests/support/Pki.h"
-#include "tests/support/Profile.h"
 
 namespace tests {
 

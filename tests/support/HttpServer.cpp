@@ -11,7 +11,6 @@
 #include <cstdlib>
 #include <sstream>
 #include <stdexcept>
-#include <string_view>
 
 namespace tests {
 namespace {
@@ -36,7 +35,7 @@ bool ReceiveSome(int socket, std::string& text) {
 }
 
 std::string LowerCase(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::tolower(c); });
+    std::ranges::transform(text, text.begin(), [](unsigned char c) { return std::tolower(c); });
     return text;
 }
 
@@ -44,15 +43,12 @@ HttpRequest ParseHead(const std::string& head) {
     HttpRequest request;
     std::istringstream lines(head);
     lines >> request.method >> request.target;
-    std::string line;
-    std::getline(lines, line);
-    while (std::getline(lines, line)) {
+    for (std::string line; std::getline(lines, line);) {
         const auto colon = line.find(':');
         if (colon == std::string::npos) continue;
-        const auto start = line.find_first_not_of(' ', colon + 1);
-        const auto end = line.find_last_not_of("\r ");
-        request.headers[LowerCase(line.substr(0, colon))] =
-            start == std::string::npos || end < start ? "" : line.substr(start, end - start + 1);
+        line.erase(line.find_last_not_of("\r ") + 1);
+        const auto start = std::min(line.find_first_not_of(' ', colon + 1), line.size());
+        request.headers[LowerCase(line.substr(0, colon))] = line.substr(start);
     }
     return request;
 }
@@ -64,8 +60,7 @@ std::optional<HttpRequest> ReceiveRequest(int socket) {
     while ((headEnd = text.find("\r\n\r\n")) == std::string::npos)
         if (!ReceiveSome(socket, text) || text.front() == '\x16') return std::nullopt;  // a TLS greeting
     HttpRequest request = ParseHead(text.substr(0, headEnd));
-    const auto length = request.headers.find("content-length");
-    const std::size_t size = length == request.headers.end() ? 0 : std::strtoull(length->second.c_str(), nullptr, 10);
+    const std::size_t size = std::strtoull(request.headers["content-length"].c_str(), nullptr, 10);
     if (request.headers.contains("expect") && !SendAll(socket, "HTTP/1.1 100 Continue\r\n\r\n")) return std::nullopt;
     text.erase(0, headEnd + 4);
     while (text.size() < size)
@@ -80,12 +75,8 @@ std::string Head(const HttpAnswer& answer) {
     if (!answer.contentType.empty()) head << "Content-Type: " << answer.contentType << "\r\n";
     for (const auto& [name, value] : answer.headers)
         head << name << ": " << value << "\r\n";
-    if (answer.endless) {
-        head << "Transfer-Encoding: chunked\r\n";
-    } else {
-        head << "Content-Length: " << answer.claimedLength.value_or(answer.body.size()) << "\r\n";
-    }
-    head << "\r\n";
+    if (!answer.endless) head << "Content-Length: " << answer.claimedLength.value_or(answer.body.size());
+    head << (answer.endless ? "Transfer-Encoding: chunked\r\n\r\n" : "\r\n\r\n");
     return head.str();
 }
 
@@ -96,21 +87,11 @@ std::optional<std::string> HttpRequest::Credentials() const {
     constexpr std::string_view kScheme = "Basic ";
     if (header == headers.end() || !header->second.starts_with(kScheme)) return std::nullopt;
     const std::string text = header->second.substr(kScheme.size());
-    std::string decoded(text.size(), '\0');
-    const int size =
-        EVP_DecodeBlock(reinterpret_cast<unsigned char*>(decoded.data()),
-                        reinterpret_cast<const unsigned char*>(text.data()), static_cast<int>(text.size()));
+    const auto* encoded = reinterpret_cast<const unsigned char*>(text.data());
+    std::vector<unsigned char> decoded(text.size());
+    const auto size = EVP_DecodeBlock(decoded.data(), encoded, static_cast<int>(text.size()));
     if (size < 0) return std::nullopt;
-    const auto padding = static_cast<std::size_t>(std::count(text.begin(), text.end(), '='));
-    decoded.resize(static_cast<std::size_t>(size) - padding);
-    return decoded;
-}
-
-HttpAnswer HttpAnswer::Redirect(const std::string& location, int status) {
-    HttpAnswer answer;
-    answer.status = status;
-    answer.headers = {{"Location", location}};
-    return answer;
+    return std::string(decoded.begin(), decoded.begin() + size - std::count(text.begin(), text.end(), '='));
 }
 
 HttpServer::HttpServer(Handler handler, std::uint16_t port) : handler_(std::move(handler)) {
@@ -142,15 +123,6 @@ HttpServer::~HttpServer() {
     acceptor_.join();
     threads_.clear();
     close(listener_);
-}
-
-std::string HttpServer::Url(const std::string& path) const {
-    return "http://127.0.0.1:" + std::to_string(port_) + path;
-}
-
-std::vector<HttpRequest> HttpServer::Requests() const {
-    const std::lock_guard lock(mutex_);
-    return requests_;
 }
 
 void HttpServer::Accept() {
@@ -187,11 +159,10 @@ void HttpServer::Serve(int socket) {
 }
 
 void HttpServer::Answer(int socket, const HttpRequest& request) {
-    HttpAnswer answer;
-    {
+    const HttpAnswer answer = [&] {
         const std::lock_guard lock(handlerMutex_);
-        answer = handler_(request);
-    }
+        return handler_(request);
+    }();
     if (!Wait(answer.delay) || answer.drop) return;
     if (!answer.raw.empty()) return static_cast<void>(SendAll(socket, answer.raw));
     if (!SendAll(socket, Head(answer)) || request.method == "HEAD") return;
@@ -205,8 +176,8 @@ void HttpServer::SendEndless(int socket, const std::string& body) {
     const std::string piece = body.empty() ? std::string(65536, 'x') : body;
     std::ostringstream chunk;
     chunk << std::hex << piece.size() << "\r\n" << piece << "\r\n";
-    while (!stopping_ && SendAll(socket, chunk.str())) {
-    }
+    while (!stopping_ && SendAll(socket, chunk.str()))
+        continue;
 }
 
 bool HttpServer::Wait(std::chrono::milliseconds time) {

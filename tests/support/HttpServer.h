@@ -6,16 +6,12 @@
 //   Fetch(server.Url("/crl"));
 
 #include <atomic>
-#include <chrono>
 #include <condition_variable>
-#include <cstdint>
 #include <functional>
 #include <map>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
-#include <utility>
 #include <vector>
 
 namespace tests {
@@ -41,7 +37,9 @@ struct HttpAnswer {
     std::chrono::milliseconds pauseInBody{0};         // after the first half of the body
     std::string raw = {};                             // sent in place of an answer
 
-    static HttpAnswer Redirect(const std::string& location, int status = 302);
+    static HttpAnswer Redirect(const std::string& location, int status = 302) {
+        return {.status = status, .headers = {{"Location", location}}};
+    }
 };
 
 class HttpServer {
@@ -56,8 +54,13 @@ class HttpServer {
     HttpServer& operator=(const HttpServer&) = delete;
 
     [[nodiscard]] std::uint16_t Port() const { return port_; }
-    [[nodiscard]] std::string Url(const std::string& path = "/") const;
-    [[nodiscard]] std::vector<HttpRequest> Requests() const;
+    [[nodiscard]] std::string Url(const std::string& path = "/") const {
+        return "http://127.0.0.1:" + std::to_string(port_) + path;
+    }
+    [[nodiscard]] std::vector<HttpRequest> Requests() const {
+        const std::lock_guard lock(mutex_);
+        return requests_;
+    }
 
   private:
     void Accept();

@@ -1,5 +1,7 @@
 #include "tests/support/KeyUse.h"
 
+#include "tests/support/Made.h"
+
 namespace tests {
 namespace {
 const platform::Bytes kContent = {'N', 'o', 'r', 'v', 'i', 'k'};
@@ -17,7 +19,7 @@ platform::Bytes SignContent(const platform::PrivateKey& key, platform::HashAlgor
 }
 
 bool IsContentSignature(const Certificate& signer, const platform::Bytes& signature, platform::HashAlgorithm hash) {
-    const std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context(EVP_MD_CTX_new(), EVP_MD_CTX_free);
+    const auto context = Made<EVP_MD_CTX_free>(EVP_MD_CTX_new(), "verification");
     const std::string name(platform::NameOf(hash));
     EVP_PKEY* key = X509_get0_pubkey(signer.Native());
     return EVP_DigestVerifyInit(context.get(), nullptr, EVP_get_digestbyname(name.c_str()), nullptr, key) == 1 &&

@@ -3,9 +3,6 @@
 // questions.
 
 #include <deque>
-#include <optional>
-#include <string>
-#include <vector>
 
 #include "platform/Keys.h"
 #include "tests/support/Pki.h"
@@ -21,8 +18,7 @@ class ScriptedPins : public platform::PinPrompt {
         if (answers_.empty()) return std::nullopt;
         const auto answer = answers_.front();
         answers_.pop_front();
-        if (!answer) return std::nullopt;
-        return platform::Secret(*answer);
+        return answer ? std::optional<platform::Secret>(*answer) : std::nullopt;
     }
     std::vector<platform::PinRequest> asked;
 

@@ -1,8 +1,6 @@
 #pragma once
 // Answers of an OCSP responder (RFC 6960), good ones and bad ones.
 
-#include <optional>
-
 #include "tests/support/Pki.h"
 
 namespace tests {

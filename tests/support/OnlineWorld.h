@@ -9,9 +9,16 @@ namespace tests {
 // What the server answers, by path; other paths get status 404.
 class OnlineServer {
   public:
-    void Serve(const std::string& path, HttpServer::Handler handler);
-    void Serve(const std::string& path, HttpAnswer answer);
-    void Serve(const std::string& path, ByteView body);
+    void Serve(const std::string& path, HttpServer::Handler handler) {
+        const std::lock_guard lock(mutex_);
+        handlers_[path] = std::move(handler);
+    }
+    void Serve(const std::string& path, HttpAnswer answer) {
+        Serve(path, [answer = std::move(answer)](const HttpRequest&) { return answer; });
+    }
+    void Serve(const std::string& path, ByteView body) {
+        Serve(path, HttpAnswer{.body = std::string(platform::AsText(body))});
+    }
     [[nodiscard]] std::string Url(const std::string& path) const { return server_.Url(path); }
     [[nodiscard]] std::vector<std::string> Asked() const;  // paths, in order
 
@@ -35,8 +42,11 @@ struct OnlineWorld {
 
     [[nodiscard]] platform::ErrorCode Verdict() const { return world.VerdictWithCrls(leaf); }
     // Nobody remembers an answer.
-    [[nodiscard]] platform::ErrorCode FreshVerdict(const Profile& profile) const;
-    [[nodiscard]] CrlSpec Listing() const;
+    [[nodiscard]] platform::ErrorCode FreshVerdict(const Profile& profile) const {
+        std::filesystem::remove_all(profile.Folder() / "cache/norvik");
+        return Verdict();
+    }
+    [[nodiscard]] CrlSpec Listing() const { return {.revoked = {{leaf.Serial(), std::time(nullptr) - 2 * kDay, 1}}}; }
 };
 
 }  // namespace tests

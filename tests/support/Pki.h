@@ -2,19 +2,15 @@
 // Certificates, CRLs and PFX files made inside a test. Everything throws std::runtime_error with the crypto library's
 // reason when it cannot be made.
 //
-//   const tests::Certificate root = tests::Issue({.subject = {{"CN", "Root"}}, .ca = true});
-//   const tests::Certificate leaf = tests::Issue({.subject = {{"CN", "Иван"}}, .key = tests::TestKey(KeyType::p256)},
-//   root); const tests::Bytes crl = tests::MakeCrl(root, {.revoked = {{leaf.Serial(), 1'700'000'000, 1}}});
+//   const Certificate root = Issue({.subject = {{"CN", "Root"}}, .ca = true});
+//   const Certificate leaf = Issue({.subject = {{"CN", "Иван"}}, .key = TestKey(KeyType::p256)}, root);
+//   const Bytes crl = MakeCrl(root, {.revoked = {{leaf.Serial(), 1'700'000'000, 1}}});
 
 #include <openssl/evp.h>
 #include <openssl/x509.h>
 
-#include <cstdint>
 #include <ctime>
 #include <memory>
-#include <optional>
-#include <string>
-#include <vector>
 
 #include "platform/Types.h"
 #include "tests/support/Profile.h"
@@ -27,6 +23,9 @@ using Key = std::shared_ptr<EVP_PKEY>;
 
 constexpr std::int64_t kDay = 86'400;
 
+std::string PemOf(const char* label, ByteView der);
+std::string Hex(ByteView bytes);  // upper case
+
 // --- Keys ---
 enum class KeyType { rsa2048, rsa3072, rsa4096, p256, p384, dsa2048 };
 // The key number `index` of its type; the same one on every call of a process. RSA and DSA come from tests/data/keys
@@ -36,9 +35,8 @@ Key GenerateKey(KeyType type);  // no DSA
 
 // --- Names ---
 struct NameEntry {
-    std::string type = {};  // "CN", "O", "serialNumber", ... or a dotted number
-    std::string value =
-        {};  // UTF-8 for the types that OpenSSL can convert to (UTF8, BMP, UNIVERSAL), else the bytes as stored
+    std::string type = {};               // "CN", "O", "serialNumber", ... or a dotted number
+    std::string value = {};              // UTF-8 for stringType UTF8, BMP and UNIVERSAL, else the bytes as stored
     int stringType = V_ASN1_UTF8STRING;  // V_ASN1_...
     bool joinsPrevious = false;          // in the same RDN as the entry before it
 };
@@ -85,12 +83,12 @@ class Certificate {
     [[nodiscard]] X509* Native() const { return certificate_.get(); }
     [[nodiscard]] const Key& PrivateKey() const { return key_; }
     [[nodiscard]] const Bytes& Der() const { return der_; }
-    [[nodiscard]] std::string Pem() const;
+    [[nodiscard]] std::string Pem() const { return PemOf("CERTIFICATE", der_); }
     [[nodiscard]] Bytes Pkcs8() const;
-    [[nodiscard]] std::string KeyPem() const;      // PKCS#8
-    [[nodiscard]] std::string Thumbprint() const;  // SHA-1, 40 upper-case hexadecimal digits
-    [[nodiscard]] Bytes Serial() const;            // big-endian
-    [[nodiscard]] std::string SerialHex() const;   // upper case, as `openssl x509 -serial` has it
+    [[nodiscard]] std::string KeyPem() const { return PemOf("PRIVATE KEY", Pkcs8()); }
+    [[nodiscard]] std::string Thumbprint() const;                          // SHA-1, 40 upper-case hexadecimal digits
+    [[nodiscard]] Bytes Serial() const;                                    // big-endian
+    [[nodiscard]] std::string SerialHex() const { return Hex(Serial()); }  // as `openssl x509 -serial` has it
     [[nodiscard]] Bytes SubjectDer() const;
     [[nodiscard]] Bytes PublicKeyInfo() const;  // SubjectPublicKeyInfo in DER
 
@@ -100,8 +98,7 @@ class Certificate {
     Key key_;
 };
 
-Certificate Issue(const CertificateSpec& spec, const Certificate& issuer);
-Certificate Issue(const CertificateSpec& spec);  // self-signed
+Certificate Issue(const CertificateSpec& spec, const Certificate& issuer = {});  // no issuer: self-signed
 
 // --- CRLs ---
 struct RevokedEntry {
@@ -132,10 +129,7 @@ struct PfxSpec {
 };
 Bytes MakePfx(const PfxSpec& spec);
 
-// --- Texts and files ---
-std::string PemOf(const char* label, ByteView der);
-std::string Hex(ByteView bytes);  // upper case
-
+// --- Stores ---
 // Puts a certificate into a store of the profile's user, with its key when asked.
 void InstallCertificate(const Profile& profile, const std::string& store, const Certificate& certificate,
                         bool withKey = false);
@@ -152,7 +146,7 @@ struct StandardPki {
     void Install(const Profile& profile) const;
     // CRLs of root and CA without entries: then every certificate can be checked. `revoked`: of the CA's list.
     void InstallCrls(const Profile& profile, const std::vector<RevokedEntry>& revoked = {}) const;
-    [[nodiscard]] std::string ChainPem() const;  // CA, root
+    [[nodiscard]] std::string ChainPem() const { return ca.Pem() + root.Pem(); }
 };
 
 }  // namespace tests

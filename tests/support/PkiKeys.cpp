@@ -2,41 +2,17 @@
 
 #include <map>
 #include <mutex>
-#include <stdexcept>
 
-#include "platform/posix/OpenSsl.h"
+#include "tests/support/Made.h"
 #include "tests/support/Pki.h"
-#include "tests/support/PkiFault.h"
 
 namespace tests {
-namespace {
-
-using platform::posix::BioPtr;
-
-Key Owner(EVP_PKEY* key) {
-    Require(key != nullptr, "key");
-    return {key, EVP_PKEY_free};
-}
-
-Key ReadKey(const std::string& name) {
-    const std::string pem = ReadFile(std::filesystem::path(NORVIK_SOURCE_DIR) / "tests/data/keys" / name);
-    const BioPtr bio(BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size())));
-    return Owner(PEM_read_bio_PrivateKey(bio.get(), nullptr, nullptr, nullptr));
-}
-
-}  // namespace
 
 Key GenerateKey(KeyType type) {
-    switch (type) {
-        case KeyType::rsa2048:
-            return Owner(EVP_RSA_gen(2048));
-        case KeyType::p256:
-            return Owner(EVP_EC_gen("P-256"));
-        case KeyType::p384:
-            return Owner(EVP_EC_gen("P-384"));
-        default:
-            throw std::invalid_argument("a key that takes too long to make");
-    }
+    if (type == KeyType::rsa2048) return Made<EVP_PKEY_free>(EVP_RSA_gen(2048), "RSA key");
+    if (type == KeyType::p256) return Made<EVP_PKEY_free>(EVP_EC_gen("P-256"), "P-256 key");
+    if (type == KeyType::p384) return Made<EVP_PKEY_free>(EVP_EC_gen("P-384"), "P-384 key");
+    throw std::invalid_argument("a key that takes too long to make");
 }
 
 Key TestKey(KeyType type, unsigned index) {
@@ -49,8 +25,11 @@ Key TestKey(KeyType type, unsigned index) {
     const std::lock_guard lock(mutex);
     Key& key = keys[{type, index}];
     const auto file = files.find(type);
-    if (!key) key = file == files.end() ? GenerateKey(type) : ReadKey(file->second + std::to_string(index) + ".pem");
-    return key;
+    if (!key && file == files.end()) key = GenerateKey(type);
+    if (key) return key;
+    const auto pem = ReadFile(NORVIK_SOURCE_DIR "/tests/data/keys/" + file->second + std::to_string(index) + ".pem");
+    const auto bio = Made<BIO_free_all>(BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size())), "key");
+    return key = Made<EVP_PKEY_free>(PEM_read_bio_PrivateKey(bio.get(), nullptr, nullptr, nullptr), "key");
 }
 
 }  // namespace tests

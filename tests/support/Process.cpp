@@ -3,7 +3,6 @@
 #include <poll.h>
 #include <spawn.h>
 #include <sys/mman.h>
-#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -13,6 +12,8 @@
 #include <cstring>
 #include <sstream>
 #include <stdexcept>
+
+#include "tests/support/Profile.h"
 
 namespace tests {
 namespace {
@@ -33,12 +34,7 @@ class MemoryFile {
     MemoryFile& operator=(const MemoryFile&) = delete;
 
     [[nodiscard]] int Descriptor() const { return descriptor_; }
-    [[nodiscard]] std::string Content() const {
-        std::string content(static_cast<std::size_t>(std::max<off_t>(lseek(descriptor_, 0, SEEK_END), 0)), '\0');
-        content.resize(
-            static_cast<std::size_t>(std::max<ssize_t>(pread(descriptor_, content.data(), content.size(), 0), 0)));
-        return content;
-    }
+    [[nodiscard]] std::string Content() const { return ReadFile("/proc/self/fd/" + std::to_string(descriptor_)); }
 
   private:
     int descriptor_;
@@ -85,10 +81,6 @@ pid_t Start(const std::vector<std::string>& command, const ProcessOptions& optio
     return child;
 }
 
-std::chrono::microseconds Duration(const timeval& time) {
-    return std::chrono::seconds(time.tv_sec) + std::chrono::microseconds(time.tv_usec);
-}
-
 }  // namespace
 
 std::string ProcessResult::Summary() const {
@@ -102,21 +94,17 @@ std::string ProcessResult::Summary() const {
 
 ProcessResult RunProgram(const std::vector<std::string>& command, const ProcessOptions& options) {
     const MemoryFile input(options.input), output, errors;
-    const auto start = std::chrono::steady_clock::now();
     const pid_t child = Start(command, options, input, output, errors);
     pollfd ended{static_cast<int>(syscall(SYS_pidfd_open, child, 0)), POLLIN, 0};
     ProcessResult result;
     result.timedOut = poll(&ended, 1, static_cast<int>(options.timeout.count())) == 0;
     if (result.timedOut) kill(-child, SIGKILL);
     int status = 0;
-    rusage usage{};
-    wait4(child, &status, 0, &usage);
+    waitpid(child, &status, 0);
     close(ended.fd);
-    result.wall = std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - start);
     if (WIFEXITED(status)) result.status = WEXITSTATUS(status);
     if (WIFSIGNALED(status)) result.signal = WTERMSIG(status);
     if (result.timedOut) result.status = -1;
-    result.cpu = Duration(usage.ru_utime) + Duration(usage.ru_stime);
     result.output = output.Content();
     result.errors = errors.Content();
     return result;

@@ -5,7 +5,6 @@
 #include <filesystem>
 #include <map>
 #include <optional>
-#include <string>
 #include <vector>
 
 namespace tests {
@@ -23,7 +22,6 @@ struct ProcessResult {
     bool timedOut = false;
     std::string output;  // standard output
     std::string errors;  // standard error
-    std::chrono::microseconds wall{}, cpu{};
 
     // For a failed expectation: how it ended and what it wrote.
     [[nodiscard]] std::string Summary() const;

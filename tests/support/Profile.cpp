@@ -7,6 +7,12 @@
 
 namespace tests {
 
+namespace {
+void SetOrUnset(const std::string& name, const std::optional<std::string>& value) {
+    value ? setenv(name.c_str(), value->c_str(), 1) : unsetenv(name.c_str());
+}
+}  // namespace
+
 Profile::Profile() {
     std::string pattern = (std::filesystem::temp_directory_path() / "norvik-test-XXXXXX").string();
     if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no folder for the test's profile");
@@ -33,13 +39,8 @@ Profile::Profile() {
 }
 
 Profile::~Profile() {
-    for (const auto& [name, value] : previous_) {
-        if (value) {
-            setenv(name.c_str(), value->c_str(), 1);
-        } else {
-            unsetenv(name.c_str());
-        }
-    }
+    for (const auto& [name, value] : previous_)
+        SetOrUnset(name, value);
     std::error_code ignored;
     std::filesystem::remove_all(folder_, ignored);
 }
@@ -47,11 +48,7 @@ Profile::~Profile() {
 void Profile::Set(const std::string& name, const std::optional<std::string>& value) {
     const char* now = std::getenv(name.c_str());
     previous_.try_emplace(name, now == nullptr ? std::nullopt : std::optional<std::string>(now));
-    if (value) {
-        setenv(name.c_str(), value->c_str(), 1);
-    } else {
-        unsetenv(name.c_str());
-    }
+    SetOrUnset(name, value);
 }
 
 std::filesystem::path Profile::Write(const std::filesystem::path& name, std::string_view content) const {

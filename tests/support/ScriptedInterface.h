@@ -42,20 +42,12 @@ class ScriptedInterface : public ui::UserInterface {
     void ShowMessage(const ui::Message& message) override { script_.shown.push_back(message); }
     std::optional<platform::Secret> AskPin(const platform::PinRequest& request) override {
         script_.asked.push_back(request);
-        if (script_.pins.empty()) return std::nullopt;
-        platform::Secret pin(script_.pins.front());
-        script_.pins.pop_front();
-        return pin;
+        return Next(script_.pins);
     }
-
     std::optional<platform::Secret> AskText(const ui::TextQuestion& question) override {
         script_.questions.push_back(question);
-        if (script_.texts.empty()) return std::nullopt;
-        platform::Secret text(script_.texts.front());
-        script_.texts.pop_front();
-        return text;
+        return Next(script_.texts);
     }
-
     std::optional<ui::SignDecision> AskSign(ui::SignQuestion question) override {
         script_.signAsked.push_back(question);
         return script_.decide ? script_.decide(question) : std::nullopt;
@@ -78,6 +70,12 @@ class ScriptedInterface : public ui::UserInterface {
     std::unique_ptr<ui::Progress> ShowProgress(const std::u16string&) override { return nullptr; }
 
   private:
+    static std::optional<platform::Secret> Next(std::deque<std::string>& answers) {
+        if (answers.empty()) return std::nullopt;
+        platform::Secret answer(answers.front());
+        answers.pop_front();
+        return answer;
+    }
     Script& script_;
 };
 

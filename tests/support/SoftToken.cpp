@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "platform/Keys.h"
+#include "tests/support/Process.h"
 
 namespace tests {
 namespace {
@@ -23,8 +24,9 @@ void OverrideP11KitFolders(const std::filesystem::path& folder) {
     override(configuration.c_str(), "/nonexistent", "/nonexistent", modules.c_str(), "/nonexistent");
 }
 
-void Run(const std::string& command) {
-    if (std::system((command + " >/dev/null 2>&1").c_str()) != 0) throw std::runtime_error("failed: " + command);
+void Run(const std::vector<std::string>& command) {
+    const auto result = RunProgram(command);
+    if (result.status != 0) throw std::runtime_error(command.front() + ": " + result.Summary());
 }
 
 }  // namespace
@@ -51,7 +53,7 @@ std::filesystem::path SoftToken::Module() {
 }
 
 bool SoftToken::Available() {
-    return !Module().empty() && std::system("command -v softhsm2-util pkcs11-tool >/dev/null 2>&1") == 0;
+    return !Module().empty() && HasProgram("softhsm2-util") && HasProgram("pkcs11-tool");
 }
 
 SoftToken::SoftToken(Profile& profile, std::string label, std::string pin)
@@ -61,7 +63,7 @@ SoftToken::SoftToken(Profile& profile, std::string label, std::string pin)
     const auto configuration = profile.Write("softhsm2.conf", "directories.tokendir = " + Folder().string() +
                                                                   "\nobjectstore.backend = file\nlog.level = ERROR\n");
     profile.Set("SOFTHSM2_CONF", configuration.string());
-    Run("softhsm2-util --init-token --free --label '" + label_ + "' --pin " + pin_ + " --so-pin 12345678");
+    Run({"softhsm2-util", "--init-token", "--free", "--label", label_, "--pin", pin_, "--so-pin", "12345678"});
 }
 
 SoftToken::~SoftToken() {
@@ -70,13 +72,12 @@ SoftToken::~SoftToken() {
 
 void SoftToken::Put(const Certificate& certificate, const std::string& hexId, bool withKey) {
     const auto file = profile_.Write("put.der", platform::AsText(certificate.Der()));
-    const std::string token =
-        " --token-label '" + label_ + "' --pin " + pin_ + " --id " + hexId + " --label key" + hexId;
-    Run("pkcs11-tool --module " + Module().string() + token + " --type cert --write-object " + file.string());
+    const std::string label = "key" + hexId;
+    Run({"pkcs11-tool", "--module", Module(), "--token-label", label_, "--pin", pin_, "--id", hexId, "--label", label,
+         "--type", "cert", "--write-object", file});
     if (!withKey) return;
     const auto key = profile_.Write("put.pem", certificate.KeyPem());
-    Run("softhsm2-util --import " + key.string() + " --token '" + label_ + "' --pin " + pin_ + " --id " + hexId +
-        " --label key" + hexId);
+    Run({"softhsm2-util", "--import", key, "--token", label_, "--pin", pin_, "--id", hexId, "--label", label});
 }
 
 }  // namespace tests

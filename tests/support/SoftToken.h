@@ -2,11 +2,7 @@
 // A SoftHSM2 token made for one test, and p11-kit pointed at a configuration of the test's own, so that neither the
 // tokens nor the modules of the real user are touched.
 
-#include <filesystem>
-#include <string>
-
 #include "tests/support/Pki.h"
-#include "tests/support/Profile.h"
 
 namespace tests {
 

@@ -1,7 +1,4 @@
-#include <unistd.h>
-
-#include <cstdlib>
-#include <stdexcept>
+#include <atomic>
 
 #include "tests/support/Pki.h"
 
@@ -17,21 +14,22 @@ void InstallCertificate(const Profile& profile, const std::string& store, const 
 }
 
 void InstallCrl(const Profile& profile, const std::string& store, ByteView crl) {
-    const auto folder = profile.Stores() / store;
-    std::filesystem::create_directories(folder);
-    std::string pattern = (folder / "XXXXXX.crl").string();
-    const int file = mkstemps(pattern.data(), 4);
-    if (file < 0) throw std::runtime_error("no file for the CRL");
-    close(file);
-    profile.Write(pattern, platform::AsText(crl));
+    static std::atomic<int> count = 0;
+    profile.Write(profile.Stores() / store / (std::to_string(++count) + ".crl"), platform::AsText(crl));
 }
 
+namespace {
+Name Ours(const char* name) {
+    return {{"C", "BG", V_ASN1_PRINTABLESTRING}, {"O", "Norvik Test"}, {"CN", name}};
+}
+}  // namespace
+
 StandardPki::StandardPki(KeyType keyType, Key (*makeKey)(KeyType, unsigned))
-    : root(Issue({.subject = {{"C", "BG", V_ASN1_PRINTABLESTRING}, {"O", "Norvik Test"}, {"CN", "Norvik Test Root"}},
+    : root(Issue({.subject = Ours("Norvik Test Root"),
                   .notAfter = std::time(nullptr) + 20 * 365 * kDay,
                   .key = makeKey(KeyType::rsa2048, 0),
                   .ca = true})),
-      ca(Issue({.subject = {{"C", "BG", V_ASN1_PRINTABLESTRING}, {"O", "Norvik Test"}, {"CN", "Norvik Test CA"}},
+      ca(Issue({.subject = Ours("Norvik Test CA"),
                 .notAfter = std::time(nullptr) + 10 * 365 * kDay,
                 .key = makeKey(KeyType::rsa2048, 1),
                 .ca = true,
@@ -45,7 +43,7 @@ StandardPki::StandardPki(KeyType keyType, Key (*makeKey)(KeyType, unsigned))
                     .extendedKeyUsage = "clientAuth,emailProtection",
                     .subjectAltName = "email:ivan.petrov@example.bg"},
                    ca)),
-      tsa(Issue({.subject = {{"C", "BG", V_ASN1_PRINTABLESTRING}, {"O", "Norvik Test"}, {"CN", "Norvik Test TSA"}},
+      tsa(Issue({.subject = Ours("Norvik Test TSA"),
                  .key = makeKey(KeyType::rsa2048, 3),
                  .extendedKeyUsage = "critical,timeStamping"},
                 ca)) {}
@@ -59,10 +57,6 @@ void StandardPki::Install(const Profile& profile) const {
 void StandardPki::InstallCrls(const Profile& profile, const std::vector<RevokedEntry>& revoked) const {
     InstallCrl(profile, "CA", MakeCrl(root));
     InstallCrl(profile, "CA", MakeCrl(ca, {.revoked = revoked}));
-}
-
-std::string StandardPki::ChainPem() const {
-    return ca.Pem() + root.Pem();
 }
 
 }  // namespace tests

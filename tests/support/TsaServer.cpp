@@ -2,21 +2,12 @@
 
 #include <utility>
 
-#include "platform/posix/OpenSsl.h"
-#include "tests/support/PkiFault.h"
+#include "tests/support/Made.h"
 
 namespace tests {
 namespace {
 
-using platform::posix::BioPtr;
 using platform::posix::EncodeDer;
-using platform::posix::Owned;
-using RequestPtr = Owned<TS_REQ, TS_REQ_free>;
-using ReplyPtr = Owned<TS_RESP, TS_RESP_free>;
-using ContextPtr = Owned<TS_RESP_CTX, TS_RESP_CTX_free>;
-using ObjectPtr = Owned<ASN1_OBJECT, ASN1_OBJECT_free>;
-using IntegerPtr = Owned<ASN1_INTEGER, ASN1_INTEGER_free>;
-using StackPtr = Owned<STACK_OF(X509), +[](STACK_OF(X509) * stack) { sk_X509_free(stack); }>;
 using Mode = TsaBehaviour::Reply;
 
 int GiveTime(TS_RESP_CTX* context, void* data, long* seconds, long* microseconds) {
@@ -28,10 +19,9 @@ int GiveTime(TS_RESP_CTX* context, void* data, long* seconds, long* microseconds
         if (!waiting) TS_RESP_CTX_add_failure_info(context, behaviour.failure);
         return 0;
     }
-    const std::int64_t now =
-        std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::system_clock::now().time_since_epoch())
-            .count();
-    const std::int64_t moment = behaviour.genTime.value_or(now);
+    const std::chrono::microseconds now =
+        floor<std::chrono::microseconds>(std::chrono::system_clock::now().time_since_epoch());
+    const std::int64_t moment = behaviour.genTime.value_or(now.count());
     *seconds = static_cast<long>(moment / 1'000'000);
     *microseconds = static_cast<long>(moment % 1'000'000);
     return 1;
@@ -43,52 +33,42 @@ ASN1_INTEGER* GiveSerial(TS_RESP_CTX*, void* data) {
     return serial;
 }
 
-RequestPtr ParseRequest(ByteView der) {
-    const unsigned char* cursor = der.data();
-    return RequestPtr(d2i_TS_REQ(nullptr, &cursor, static_cast<long>(der.size())));
-}
-
-void ChangeImprint(TS_REQ* request) {
-    TS_MSG_IMPRINT* imprint = TS_REQ_get_msg_imprint(request);
-    ASN1_OCTET_STRING* digest = TS_MSG_IMPRINT_get_msg(imprint);
-    Bytes other(ASN1_STRING_get0_data(digest), ASN1_STRING_get0_data(digest) + ASN1_STRING_length(digest));
-    if (!other.empty()) other.front() ^= 0xFF;
-    TS_MSG_IMPRINT_set_msg(imprint, other.data(), static_cast<int>(other.size()));
-}
-
-void ChangeNonce(TS_REQ* request) {
-    const IntegerPtr nonce(ASN1_INTEGER_new());
-    ASN1_INTEGER_set_int64(nonce.get(), 0x1234567);
-    TS_REQ_set_nonce(request, nonce.get());
-}
-
-// The library cannot take a nonce away, so the request is made anew.
-RequestPtr WithoutNonce(TS_REQ* request) {
-    RequestPtr bare(TS_REQ_new());
-    TS_REQ_set_version(bare.get(), TS_REQ_get_version(request));
-    TS_REQ_set_msg_imprint(bare.get(), TS_REQ_get_msg_imprint(request));
-    TS_REQ_set_cert_req(bare.get(), TS_REQ_get_cert_req(request));
-    return bare;
-}
-
 // An authority that goes astray answers a request nobody made.
 Bytes RequestToAnswer(ByteView der, Mode mode) {
-    const RequestPtr request = ParseRequest(der);
+    const unsigned char* cursor = der.data();
+    const platform::posix::Owned<TS_REQ, TS_REQ_free> request(
+        d2i_TS_REQ(nullptr, &cursor, static_cast<long>(der.size())));
     if (!request) return {der.begin(), der.end()};
-    if (mode == Mode::wrongImprint) ChangeImprint(request.get());
-    if (mode == Mode::wrongNonce) ChangeNonce(request.get());
-    if (mode == Mode::noNonce) return EncodeDer<i2d_TS_REQ>(WithoutNonce(request.get()).get());
+    if (mode == Mode::wrongImprint) {
+        TS_MSG_IMPRINT* imprint = TS_REQ_get_msg_imprint(request.get());
+        ASN1_OCTET_STRING* digest = TS_MSG_IMPRINT_get_msg(imprint);
+        Bytes other(ASN1_STRING_get0_data(digest), ASN1_STRING_get0_data(digest) + ASN1_STRING_length(digest));
+        if (!other.empty()) other.front() ^= 0xFF;
+        TS_MSG_IMPRINT_set_msg(imprint, other.data(), static_cast<int>(other.size()));
+    }
+    if (mode == Mode::wrongNonce) {
+        const auto nonce = Made<ASN1_INTEGER_free>(ASN1_INTEGER_new(), "nonce");
+        ASN1_INTEGER_set_int64(nonce.get(), 0x1234567);
+        TS_REQ_set_nonce(request.get(), nonce.get());
+    }
     if (mode == Mode::noCertificates) TS_REQ_set_cert_req(request.get(), 0);
-    return EncodeDer<i2d_TS_REQ>(request.get());
+    if (mode != Mode::noNonce) return EncodeDer<i2d_TS_REQ>(request.get());
+    // The library cannot take a nonce away, so the request is made anew.
+    const auto bare = Made<TS_REQ_free>(TS_REQ_new(), "timestamp request");
+    TS_REQ_set_version(bare.get(), TS_REQ_get_version(request.get()));
+    TS_REQ_set_msg_imprint(bare.get(), TS_REQ_get_msg_imprint(request.get()));
+    TS_REQ_set_cert_req(bare.get(), TS_REQ_get_cert_req(request.get()));
+    return EncodeDer<i2d_TS_REQ>(bare.get());
 }
 
 void Prepare(TS_RESP_CTX* context, const Certificate& authority, const std::vector<Certificate>& chain,
              const TsaBehaviour& behaviour) {
-    const StackPtr certificates(sk_X509_new_null());
+    const std::unique_ptr<STACK_OF(X509), decltype([](auto* stack) { sk_X509_free(stack); })> certificates(
+        sk_X509_new_null());
     for (const Certificate& each : chain)
         sk_X509_push(certificates.get(), each.Native());
-    const ObjectPtr policy(OBJ_txt2obj("1.3.6.1.4.1.55555.1.1", 1));
-    bool ready = policy != nullptr && TS_RESP_CTX_set_signer_cert(context, authority.Native()) == 1 &&
+    const auto policy = Made<ASN1_OBJECT_free>(OBJ_txt2obj("1.3.6.1.4.1.55555.1.1", 1), "policy");
+    bool ready = TS_RESP_CTX_set_signer_cert(context, authority.Native()) == 1 &&
                  TS_RESP_CTX_set_signer_key(context, authority.PrivateKey().get()) == 1 &&
                  TS_RESP_CTX_set_certs(context, certificates.get()) == 1 &&
                  TS_RESP_CTX_set_def_policy(context, policy.get()) == 1 &&
@@ -123,11 +103,7 @@ HttpAnswer TsaServer::Answer(const HttpRequest& request) const {
         return answer;
     }
     answer.status = behaviour_.httpStatus;
-    if (answer.status != 200) {
-        answer.contentType = "text/plain";
-        answer.body = "no timestamps here";
-        return answer;
-    }
+    if (answer.status != 200) return {.status = answer.status, .contentType = "text/plain", .body = "no timestamps"};
     const Bytes reply = Reply(platform::AsBytes(request.body), behaviour_);
     answer.body = platform::AsText(reply);
     return answer;
@@ -136,15 +112,14 @@ HttpAnswer TsaServer::Answer(const HttpRequest& request) const {
 Bytes TsaServer::Reply(ByteView request, const TsaBehaviour& behaviour) const {
     if (behaviour.reply == Mode::empty) return {};
     if (behaviour.reply == Mode::garbage) return {'n', 'o', 't', ' ', 'D', 'E', 'R', 0x30, 0x82, 0xFF};
-    const ContextPtr context(TS_RESP_CTX_new());
+    const auto context = Made<TS_RESP_CTX_free>(TS_RESP_CTX_new(), "timestamp authority");
     Prepare(context.get(), authority_, chain_, behaviour);
     TsaBehaviour given = behaviour;
     TS_RESP_CTX_set_time_cb(context.get(), GiveTime, &given);
     TS_RESP_CTX_set_serial_cb(context.get(), GiveSerial, &serial_);
     const Bytes asked = RequestToAnswer(request, behaviour.reply);
-    const BioPtr bio(BIO_new_mem_buf(asked.data(), static_cast<int>(asked.size())));
-    const ReplyPtr reply(TS_RESP_create_response(context.get(), bio.get()));
-    Require(reply != nullptr, "timestamp reply");
+    const auto bio = Made<BIO_free_all>(BIO_new_mem_buf(asked.data(), static_cast<int>(asked.size())), "request");
+    const auto reply = Made<TS_RESP_free>(TS_RESP_create_response(context.get(), bio.get()), "timestamp reply");
     if (behaviour.reply == Mode::grantedWithMods)
         TS_STATUS_INFO_set_status(TS_RESP_get_status_info(reply.get()), TS_STATUS_GRANTED_WITH_MODS);
     Bytes der = EncodeDer<i2d_TS_RESP>(reply.get());

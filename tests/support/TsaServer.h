@@ -3,14 +3,6 @@
 
 #include <openssl/ts.h>
 
-#include <atomic>
-#include <chrono>
-#include <cstdint>
-#include <mutex>
-#include <optional>
-#include <string>
-#include <vector>
-
 #include "tests/support/HttpServer.h"
 #include "tests/support/Pki.h"
 

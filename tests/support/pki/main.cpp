@@ -5,33 +5,30 @@
 
 #include <fstream>
 #include <iostream>
-#include <stdexcept>
 
 #include "tests/support/Pki.h"
 
 namespace {
 
-void Write(const std::filesystem::path& path, std::string_view content) {
-    std::ofstream file(path, std::ios::binary);
-    if (!file.write(content.data(), static_cast<std::streamsize>(content.size())).flush())
-        throw std::runtime_error("cannot write " + path.string());
-}
-
 void WritePki(const std::filesystem::path& folder, const std::string& password) {
     std::filesystem::create_directories(folder);
     const tests::StandardPki pki(tests::KeyType::rsa2048,
                                  [](tests::KeyType type, unsigned) { return tests::GenerateKey(type); });
-    Write(folder / "root.pem", pki.root.Pem());
-    Write(folder / "ca.pem", pki.ca.Pem());
-    Write(folder / "chain.pem", pki.ChainPem());
-    Write(folder / "signer.pem", pki.signer.Pem());
-    Write(folder / "signer.key", pki.signer.KeyPem());
-    const tests::Bytes pfx = tests::MakePfx({{pki.signer, tests::Certificate(pki.ca.Der())}, password});
-    Write(folder / "signer.p12", platform::AsText(pfx));
-    Write(folder / "root.crl", platform::AsText(tests::MakeCrl(pki.root)));
-    Write(folder / "ca.crl", platform::AsText(tests::MakeCrl(pki.ca)));
-    Write(folder / "tsa.pem", pki.tsa.Pem());
-    Write(folder / "tsa.key", pki.tsa.KeyPem());
+    const auto pfx = tests::MakePfx({{pki.signer, tests::Certificate(pki.ca.Der())}, password});
+    const auto rootCrl = tests::MakeCrl(pki.root), caCrl = tests::MakeCrl(pki.ca);
+    const std::map<std::string, std::string> files = {{"root.pem", pki.root.Pem()},
+                                                      {"ca.pem", pki.ca.Pem()},
+                                                      {"chain.pem", pki.ChainPem()},
+                                                      {"signer.pem", pki.signer.Pem()},
+                                                      {"signer.key", pki.signer.KeyPem()},
+                                                      {"signer.p12", {pfx.begin(), pfx.end()}},
+                                                      {"root.crl", {rootCrl.begin(), rootCrl.end()}},
+                                                      {"ca.crl", {caCrl.begin(), caCrl.end()}},
+                                                      {"tsa.pem", pki.tsa.Pem()},
+                                                      {"tsa.key", pki.tsa.KeyPem()}};
+    for (const auto& [name, content] : files)
+        if (!(std::ofstream(folder / name, std::ios::binary) << content).flush())
+            throw std::runtime_error("cannot write " + name);
 }
 
 }  // namespace

@@ -1,23 +1,21 @@
 // The PKCS#11 module behind tests::FakeToken.
 
-#include <openssl/bn.h>
 #include <openssl/core_names.h>
-#include <openssl/pem.h>
 #include <openssl/rsa.h>
-#include <openssl/x509.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <map>
-#include <vector>
+#include <functional>
 
+#include "platform/posix/OpenSsl.h"
 #include "tests/support/FakeToken.h"
+#include "tests/support/PemFile.h"
 
 namespace {
 
 using tests::Bytes;
+using tests::ByteView;
 using tests::FakeTokenState;
 
 FakeTokenState state;
@@ -36,16 +34,11 @@ CK_SESSION_HANDLE nextSession = 1;
 // certificate and key in PEM, NORVIK_FAKE_TOKEN_TRIES says how many tries of the PIN are left.
 bool ReadEnvironment() {
     const char* name = std::getenv("NORVIK_FAKE_TOKEN");
-    FILE* file = name == nullptr ? nullptr : std::fopen(name, "r");
-    if (file == nullptr) return false;
-    X509* certificate = PEM_read_X509(file, nullptr, nullptr, nullptr);
-    state.signingKey = PEM_read_PrivateKey(file, nullptr, nullptr, nullptr);
-    std::fclose(file);
-    const int size = i2d_X509(certificate, nullptr);
-    state.certificate.resize(size > 0 ? static_cast<std::size_t>(size) : 0);
-    unsigned char* out = state.certificate.data();
-    if (size > 0) i2d_X509(certificate, &out);
-    X509_free(certificate);
+    const auto blocks = tests::ReadPemFile(name == nullptr ? "" : name);
+    if (blocks.size() != 2) return false;
+    state.certificate = blocks[0].der;
+    const unsigned char* cursor = blocks[1].der.data();
+    state.signingKey = d2i_AutoPrivateKey(nullptr, &cursor, static_cast<long>(blocks[1].der.size()));
     if (const char* tries = std::getenv("NORVIK_FAKE_TOKEN_TRIES")) state.triesLeft = std::atoi(tries);
     return true;
 }
@@ -64,31 +57,20 @@ CK_RV Enter(const char* call) {
     return state.failingCall == call ? state.fault : CKR_OK;
 }
 
-// The same for a call on a session.
-CK_RV Enter(const char* call, CK_SESSION_HANDLE handle, Session*& session) {
+// The same for a call on a session, which then does its work.
+CK_RV Enter(const char* call, CK_SESSION_HANDLE handle, const std::function<CK_RV(Session&)>& work) {
     if (const CK_RV wanted = Enter(call); wanted != CKR_OK) return wanted;
     if (!state.present) return CKR_DEVICE_REMOVED;
     const auto found = sessions.find(handle);
-    if (found == sessions.end()) return CKR_SESSION_HANDLE_INVALID;
-    session = &found->second;
-    return CKR_OK;
+    return found == sessions.end() ? CKR_SESSION_HANDLE_INVALID : work(found->second);
 }
 
 enum Object : CK_OBJECT_HANDLE { certificate = 1, publicKey, privateKey, authority };
 
 bool Visible(CK_OBJECT_HANDLE object) {
-    switch (object) {
-        case certificate:
-            return true;
-        case publicKey:
-            return state.showsPublicKey;
-        case privateKey:
-            return state.loggedIn || !state.loginRequired;
-        case authority:
-            return !state.authority.empty();
-        default:
-            return false;
-    }
+    if (object == publicKey) return state.showsPublicKey;
+    if (object == privateKey) return state.loggedIn || !state.loginRequired;
+    return object == certificate || !state.authority.empty();
 }
 
 Bytes Raw(CK_ULONG number) {
@@ -100,13 +82,12 @@ Bytes Raw(CK_ULONG number) {
 // The key of the certificate, which need not be the one that signs.
 Bytes Modulus() {
     const unsigned char* der = state.certificate.data();
-    X509* x509 = d2i_X509(nullptr, &der, static_cast<long>(state.certificate.size()));
+    const platform::posix::X509Ptr card(d2i_X509(nullptr, &der, static_cast<long>(state.certificate.size())));
     BIGNUM* number = nullptr;
-    EVP_PKEY_get_bn_param(X509_get0_pubkey(x509), OSSL_PKEY_PARAM_RSA_N, &number);
+    EVP_PKEY_get_bn_param(X509_get0_pubkey(card.get()), OSSL_PKEY_PARAM_RSA_N, &number);
     Bytes modulus(static_cast<std::size_t>(BN_num_bytes(number)));
     BN_bn2bin(number, modulus.data());
     BN_free(number);
-    X509_free(x509);
     return modulus;
 }
 
@@ -145,32 +126,6 @@ void Fill(CK_UTF8CHAR (&field)[N], const char* text) {
     std::memcpy(field, text, std::strlen(text));
 }
 
-CK_RV Initialize(void*) {
-    return Enter("C_Initialize");
-}
-
-CK_RV Finalize(void*) {
-    sessions.clear();
-    return CKR_OK;
-}
-
-CK_RV GetInfo(CK_INFO* info) {
-    *info = {};
-    info->cryptokiVersion = {2, 40};
-    Fill(info->manufacturerID, "Tests");
-    Fill(info->libraryDescription, "Fake token");
-    return CKR_OK;
-}
-
-CK_RV GetSlotList(CK_BBOOL withToken, CK_SLOT_ID* slots, CK_ULONG* count) {
-    if (const CK_RV wanted = Enter("C_GetSlotList"); wanted != CKR_OK) return wanted;
-    const CK_ULONG there = state.present || withToken == CK_FALSE ? 1 : 0;
-    if (slots != nullptr && *count < there) return CKR_BUFFER_TOO_SMALL;
-    if (slots != nullptr && there == 1) slots[0] = kSlot;
-    *count = there;
-    return CKR_OK;
-}
-
 CK_RV GetTokenInfo(CK_SLOT_ID, CK_TOKEN_INFO* info) {
     if (const CK_RV wanted = Enter("C_GetTokenInfo"); wanted != CKR_OK) return wanted;
     if (!state.present) return CKR_TOKEN_NOT_PRESENT;
@@ -188,34 +143,45 @@ CK_RV GetTokenInfo(CK_SLOT_ID, CK_TOKEN_INFO* info) {
     return CKR_OK;
 }
 
-CK_RV OpenSession(CK_SLOT_ID, CK_FLAGS, void*, CK_NOTIFY, CK_SESSION_HANDLE* handle) {
-    if (const CK_RV wanted = Enter("C_OpenSession"); wanted != CKR_OK) return wanted;
-    if (!state.present) return CKR_TOKEN_NOT_PRESENT;
-    *handle = nextSession++;
-    sessions[*handle] = {};
-    ++state.openSessions;
-    return CKR_OK;
-}
-
-CK_RV CloseSession(CK_SESSION_HANDLE handle) {
-    if (sessions.erase(handle) == 0) return CKR_SESSION_HANDLE_INVALID;
-    --state.openSessions;
-    if (sessions.empty()) state.loggedIn = false;
-    return CKR_OK;
-}
-
-CK_RV CloseAllSessions(CK_SLOT_ID) {
-    sessions.clear();
-    state.openSessions = 0;
-    state.loggedIn = false;
-    return CKR_OK;
-}
-
-CK_RV GetSessionInfo(CK_SESSION_HANDLE handle, CK_SESSION_INFO* info) {
-    Session* session = nullptr;
-    if (const CK_RV result = Enter("C_GetSessionInfo", handle, session); result != CKR_OK) return result;
-    *info = {kSlot, state.loggedIn ? CKS_RO_USER_FUNCTIONS : CKS_RO_PUBLIC_SESSION, CKF_SERIAL_SESSION, 0};
-    return CKR_OK;
+void AddCallsOnTheSlot(CK_FUNCTION_LIST& list) {
+    list.C_Initialize = [](void*) { return Enter("C_Initialize"); };
+    list.C_Finalize = [](void*) -> CK_RV { return sessions.clear(), CKR_OK; };
+    list.C_GetInfo = [](CK_INFO* info) -> CK_RV {
+        *info = {};
+        info->cryptokiVersion = {2, 40};
+        Fill(info->manufacturerID, "Tests");
+        Fill(info->libraryDescription, "Fake token");
+        return CKR_OK;
+    };
+    list.C_GetSlotList = [](CK_BBOOL withToken, CK_SLOT_ID* slots, CK_ULONG* count) -> CK_RV {
+        if (const CK_RV wanted = Enter("C_GetSlotList"); wanted != CKR_OK) return wanted;
+        const CK_ULONG there = state.present || withToken == CK_FALSE ? 1 : 0;
+        if (slots != nullptr && *count < there) return CKR_BUFFER_TOO_SMALL;
+        if (slots != nullptr && there == 1) slots[0] = kSlot;
+        *count = there;
+        return CKR_OK;
+    };
+    list.C_GetTokenInfo = GetTokenInfo;
+    list.C_OpenSession = [](CK_SLOT_ID, CK_FLAGS, void*, CK_NOTIFY, CK_SESSION_HANDLE* handle) -> CK_RV {
+        if (const CK_RV wanted = Enter("C_OpenSession"); wanted != CKR_OK) return wanted;
+        if (!state.present) return CKR_TOKEN_NOT_PRESENT;
+        *handle = nextSession++;
+        sessions[*handle] = {};
+        ++state.openSessions;
+        return CKR_OK;
+    };
+    list.C_CloseSession = [](CK_SESSION_HANDLE handle) -> CK_RV {
+        if (sessions.erase(handle) == 0) return CKR_SESSION_HANDLE_INVALID;
+        --state.openSessions;
+        if (sessions.empty()) state.loggedIn = false;
+        return CKR_OK;
+    };
+    list.C_CloseAllSessions = [](CK_SLOT_ID) -> CK_RV {
+        sessions.clear();
+        state.openSessions = 0;
+        state.loggedIn = false;
+        return CKR_OK;
+    };
 }
 
 CK_RV CheckPin(const CK_UTF8CHAR* pin, CK_ULONG size) {
@@ -230,16 +196,15 @@ CK_RV CheckPin(const CK_UTF8CHAR* pin, CK_ULONG size) {
     return CKR_PIN_INCORRECT;
 }
 
-CK_RV Login(CK_SESSION_HANDLE handle, CK_USER_TYPE user, CK_UTF8CHAR* pin, CK_ULONG size) {
-    Session* session = nullptr;
-    if (const CK_RV result = Enter("C_Login", handle, session); result != CKR_OK) return result;
-    if (user == CKU_CONTEXT_SPECIFIC) {
-        if (!session->signing) return CKR_OPERATION_NOT_INITIALIZED;
-        const CK_RV result = CheckPin(pin, size);
-        session->authenticated = result == CKR_OK;
-        state.contextLogins += result == CKR_OK ? 1 : 0;
-        return result;
-    }
+CK_RV LoginForOneSignature(Session& session, const CK_UTF8CHAR* pin, CK_ULONG size) {
+    if (!session.signing) return CKR_OPERATION_NOT_INITIALIZED;
+    const CK_RV result = CheckPin(pin, size);
+    session.authenticated = result == CKR_OK;
+    state.contextLogins += result == CKR_OK ? 1 : 0;
+    return result;
+}
+
+CK_RV Login(const CK_UTF8CHAR* pin, CK_ULONG size) {
     if (state.loggedIn) return CKR_USER_ALREADY_LOGGED_IN;
     const CK_RV result = CheckPin(pin, size);
     if (result != CKR_OK) return result;
@@ -248,40 +213,29 @@ CK_RV Login(CK_SESSION_HANDLE handle, CK_USER_TYPE user, CK_UTF8CHAR* pin, CK_UL
     return CKR_OK;
 }
 
-CK_RV Logout(CK_SESSION_HANDLE handle) {
-    Session* session = nullptr;
-    if (const CK_RV result = Enter("C_Logout", handle, session); result != CKR_OK) return result;
-    if (!state.loggedIn) return CKR_USER_NOT_LOGGED_IN;
-    state.loggedIn = false;
-    ++state.logouts;
-    return CKR_OK;
+void AddLogin(CK_FUNCTION_LIST& list) {
+    list.C_GetSessionInfo = [](CK_SESSION_HANDLE handle, CK_SESSION_INFO* info) {
+        return Enter("C_GetSessionInfo", handle, [&](Session&) {
+            *info = {kSlot, state.loggedIn ? CKS_RO_USER_FUNCTIONS : CKS_RO_PUBLIC_SESSION, CKF_SERIAL_SESSION, 0};
+            return CKR_OK;
+        });
+    };
+    list.C_Login = [](CK_SESSION_HANDLE handle, CK_USER_TYPE user, CK_UTF8CHAR* pin, CK_ULONG size) {
+        return Enter("C_Login", handle, [&](Session& session) {
+            return user == CKU_CONTEXT_SPECIFIC ? LoginForOneSignature(session, pin, size) : Login(pin, size);
+        });
+    };
+    list.C_Logout = [](CK_SESSION_HANDLE handle) {
+        return Enter("C_Logout", handle, [&](Session&) -> CK_RV {
+            if (!state.loggedIn) return CKR_USER_NOT_LOGGED_IN;
+            state.loggedIn = false;
+            ++state.logouts;
+            return CKR_OK;
+        });
+    };
 }
 
-CK_RV FindObjectsInit(CK_SESSION_HANDLE handle, CK_ATTRIBUTE* wanted, CK_ULONG count) {
-    Session* session = nullptr;
-    if (const CK_RV result = Enter("C_FindObjectsInit", handle, session); result != CKR_OK) return result;
-    session->found.clear();
-    for (const CK_OBJECT_HANDLE object : {authority, certificate, publicKey, privateKey})
-        if (Visible(object) && Matches(object, wanted, count)) session->found.push_back(object);
-    return CKR_OK;
-}
-
-CK_RV FindObjects(CK_SESSION_HANDLE handle, CK_OBJECT_HANDLE* objects, CK_ULONG most, CK_ULONG* count) {
-    Session* session = nullptr;
-    if (const CK_RV result = Enter("C_FindObjects", handle, session); result != CKR_OK) return result;
-    *count = std::min<CK_ULONG>(most, session->found.size());
-    std::copy_n(session->found.begin(), *count, objects);
-    session->found.erase(session->found.begin(), session->found.begin() + static_cast<std::ptrdiff_t>(*count));
-    return CKR_OK;
-}
-
-CK_RV FindObjectsFinal(CK_SESSION_HANDLE) {
-    return CKR_OK;
-}
-
-CK_RV GetAttributeValue(CK_SESSION_HANDLE handle, CK_OBJECT_HANDLE object, CK_ATTRIBUTE* wanted, CK_ULONG count) {
-    Session* session = nullptr;
-    if (const CK_RV result = Enter("C_GetAttributeValue", handle, session); result != CKR_OK) return result;
+CK_RV GiveAttributes(CK_OBJECT_HANDLE object, CK_ATTRIBUTE* wanted, CK_ULONG count) {
     for (CK_ULONG i = 0; i < count; ++i) {
         const Bytes value = Attribute(object, wanted[i].type);
         if (value.empty()) {
@@ -295,64 +249,73 @@ CK_RV GetAttributeValue(CK_SESSION_HANDLE handle, CK_OBJECT_HANDLE object, CK_AT
     return CKR_OK;
 }
 
-CK_RV SignInit(CK_SESSION_HANDLE handle, CK_MECHANISM* mechanism, CK_OBJECT_HANDLE key) {
-    Session* session = nullptr;
-    if (const CK_RV result = Enter("C_SignInit", handle, session); result != CKR_OK) return result;
+void AddObjects(CK_FUNCTION_LIST& list) {
+    list.C_FindObjectsInit = [](CK_SESSION_HANDLE handle, CK_ATTRIBUTE* wanted, CK_ULONG count) {
+        return Enter("C_FindObjectsInit", handle, [&](Session& session) {
+            session.found.clear();
+            for (const CK_OBJECT_HANDLE object : {authority, certificate, publicKey, privateKey})
+                if (Visible(object) && Matches(object, wanted, count)) session.found.push_back(object);
+            return CKR_OK;
+        });
+    };
+    list.C_FindObjects = [](CK_SESSION_HANDLE handle, CK_OBJECT_HANDLE* objects, CK_ULONG most, CK_ULONG* count) {
+        return Enter("C_FindObjects", handle, [&](Session& session) {
+            *count = std::min<CK_ULONG>(most, session.found.size());
+            std::copy_n(session.found.begin(), *count, objects);
+            session.found.erase(session.found.begin(), session.found.begin() + static_cast<std::ptrdiff_t>(*count));
+            return CKR_OK;
+        });
+    };
+    list.C_FindObjectsFinal = [](CK_SESSION_HANDLE) -> CK_RV { return CKR_OK; };
+    list.C_GetAttributeValue = [](CK_SESSION_HANDLE handle, CK_OBJECT_HANDLE object, CK_ATTRIBUTE* wanted,
+                                  CK_ULONG count) {
+        return Enter("C_GetAttributeValue", handle, [&](Session&) { return GiveAttributes(object, wanted, count); });
+    };
+}
+
+CK_RV StartSigning(Session& session, const CK_MECHANISM& mechanism, CK_OBJECT_HANDLE key) {
     if (key != privateKey || !Visible(key)) return CKR_KEY_HANDLE_INVALID;
-    if (mechanism->mechanism != CKM_RSA_PKCS) return CKR_MECHANISM_INVALID;
-    if (session->signing) return CKR_OPERATION_ACTIVE;
-    session->signing = true;
-    session->authenticated = !state.alwaysAuthenticate;
+    if (mechanism.mechanism != CKM_RSA_PKCS) return CKR_MECHANISM_INVALID;
+    if (session.signing) return CKR_OPERATION_ACTIVE;
+    session.signing = true;
+    session.authenticated = !state.alwaysAuthenticate;
     return CKR_OK;
 }
 
-CK_RV Sign(CK_SESSION_HANDLE handle, CK_BYTE* data, CK_ULONG size, CK_BYTE* signature, CK_ULONG* signatureSize) {
-    Session* session = nullptr;
-    if (const CK_RV result = Enter("C_Sign", handle, session); result != CKR_OK) return result;
-    if (!session->signing) return CKR_OPERATION_NOT_INITIALIZED;
-    session->signing = false;
-    if (!session->authenticated) return CKR_USER_NOT_LOGGED_IN;
-    EVP_PKEY_CTX* context = EVP_PKEY_CTX_new(state.signingKey, nullptr);
-    std::size_t written = *signatureSize;
-    const bool good = EVP_PKEY_sign_init(context) == 1 &&
-                      EVP_PKEY_CTX_set_rsa_padding(context, RSA_PKCS1_PADDING) == 1 &&
-                      EVP_PKEY_sign(context, signature, &written, data, size) == 1;
-    EVP_PKEY_CTX_free(context);
-    *signatureSize = written;
+CK_RV Sign(Session& session, ByteView data, CK_BYTE* signature, CK_ULONG* size) {
+    if (!session.signing) return CKR_OPERATION_NOT_INITIALIZED;
+    session.signing = false;
+    if (!session.authenticated) return CKR_USER_NOT_LOGGED_IN;
+    const platform::posix::EvpKeyContextPtr context(EVP_PKEY_CTX_new(state.signingKey, nullptr));
+    const bool good = EVP_PKEY_sign_init(context.get()) == 1 &&
+                      EVP_PKEY_CTX_set_rsa_padding(context.get(), RSA_PKCS1_PADDING) == 1 &&
+                      EVP_PKEY_sign(context.get(), signature, size, data.data(), data.size()) == 1;
     state.signatures += good ? 1 : 0;
     return good ? CKR_OK : CKR_FUNCTION_FAILED;
 }
 
-CK_RV GetFunctionList(CK_FUNCTION_LIST** list);
-
-// Calls that nobody makes of a card that only signs stay empty.
-CK_FUNCTION_LIST Functions() {
-    CK_FUNCTION_LIST list{};
-    list.version = {2, 40};
-    list.C_Initialize = Initialize;
-    list.C_Finalize = Finalize;
-    list.C_GetInfo = GetInfo;
-    list.C_GetFunctionList = GetFunctionList;
-    list.C_GetSlotList = GetSlotList;
-    list.C_GetTokenInfo = GetTokenInfo;
-    list.C_OpenSession = OpenSession;
-    list.C_CloseSession = CloseSession;
-    list.C_CloseAllSessions = CloseAllSessions;
-    list.C_GetSessionInfo = GetSessionInfo;
-    list.C_Login = Login;
-    list.C_Logout = Logout;
-    list.C_FindObjectsInit = FindObjectsInit;
-    list.C_FindObjects = FindObjects;
-    list.C_FindObjectsFinal = FindObjectsFinal;
-    list.C_GetAttributeValue = GetAttributeValue;
-    list.C_SignInit = SignInit;
-    list.C_Sign = Sign;
-    return list;
+void AddSigning(CK_FUNCTION_LIST& list) {
+    list.C_SignInit = [](CK_SESSION_HANDLE handle, CK_MECHANISM* mechanism, CK_OBJECT_HANDLE key) {
+        return Enter("C_SignInit", handle, [&](Session& session) { return StartSigning(session, *mechanism, key); });
+    };
+    list.C_Sign = [](CK_SESSION_HANDLE handle, CK_BYTE* data, CK_ULONG size, CK_BYTE* signature, CK_ULONG* written) {
+        return Enter("C_Sign", handle, [&](Session& session) {
+            return Sign(session, {data, size}, signature, written);
+        });
+    };
 }
 
-CK_RV GetFunctionList(CK_FUNCTION_LIST** list) {
-    static CK_FUNCTION_LIST functions = Functions();
-    *list = &functions;
+// Calls that nobody makes of a card that only signs stay empty.
+CK_RV GetFunctionList(CK_FUNCTION_LIST** answer) {
+    static CK_FUNCTION_LIST list = [] {
+        CK_FUNCTION_LIST made{};
+        made.version = {2, 40};
+        made.C_GetFunctionList = GetFunctionList;
+        for (const auto add : {AddCallsOnTheSlot, AddLogin, AddObjects, AddSigning})
+            add(made);
+        return made;
+    }();
+    *answer = &list;
     return CKR_OK;
 }
 

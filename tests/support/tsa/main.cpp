@@ -1,91 +1,62 @@
 // norvik-test-tsa: a timestamp authority on loopback for demonstrations, until SIGTERM.
 
-#include <openssl/pem.h>
 #include <pthread.h>
 
 #include <csignal>
 #include <fstream>
 #include <iostream>
-#include <string_view>
 
-#include "platform/posix/OpenSsl.h"
-#include "tests/support/PkiFault.h"
+#include "tests/support/Made.h"
+#include "tests/support/PemFile.h"
 #include "tests/support/TsaServer.h"
 
 namespace {
 
-struct Arguments {
-    std::string certificate, key, chain, portFile, user;
-    bool passwordFromInput = false;
-};
+using Options = std::map<std::string, std::string>;
 
-std::optional<Arguments> Parse(int count, char** values) {
-    Arguments arguments;
-    const std::map<std::string_view, std::string*> options = {{"--certificate", &arguments.certificate},
-                                                              {"--key", &arguments.key},
-                                                              {"--chain", &arguments.chain},
-                                                              {"--port-file", &arguments.portFile},
-                                                              {"--user", &arguments.user}};
-    for (int i = 1; i < count; ++i) {
-        const auto option = options.find(values[i]);
-        if (option != options.end() && i + 1 < count) {
-            *option->second = values[++i];
-        } else if (std::string_view(values[i]) == "--password-stdin") {
-            arguments.passwordFromInput = true;
-        } else {
-            return std::nullopt;
-        }
+// Empty if the arguments are not understood.
+Options Parse(int count, char** values) {
+    Options options = {{"--certificate", ""}, {"--key", ""}, {"--chain", ""}, {"--port-file", ""}};
+    for (int i = 1; i < count; i += 2) {
+        if (!options.contains(values[i]) || i + 1 == count) return {};
+        options[values[i]] = values[i + 1];
     }
-    if (arguments.certificate.empty() || arguments.key.empty()) return std::nullopt;
-    if (arguments.user.empty() == arguments.passwordFromInput) return std::nullopt;
-    return arguments;
+    return options["--certificate"].empty() || options["--key"].empty() ? Options() : options;
 }
 
-platform::posix::BioPtr Open(const std::string& path) {
-    platform::posix::BioPtr bio(BIO_new_file(path.c_str(), "r"));
-    tests::Require(bio != nullptr, path.c_str());
-    return bio;
+// The blocks of a PEM file, of which it must hold one at least.
+std::vector<tests::PemBlock> Read(const std::string& path) {
+    auto blocks = tests::ReadPemFile(path);
+    if (blocks.empty()) throw std::runtime_error("nothing in " + path);
+    return blocks;
 }
 
-std::vector<tests::Certificate> ReadCertificates(const std::string& path) {
-    const auto bio = Open(path);
-    std::vector<tests::Certificate> certificates;
-    while (const platform::posix::X509Ptr each{PEM_read_bio_X509(bio.get(), nullptr, nullptr, nullptr)})
-        certificates.emplace_back(platform::posix::EncodeDer<i2d_X509>(each.get()));
-    if (certificates.empty()) throw std::runtime_error("no certificate in " + path);
-    return certificates;
+tests::Certificate ReadAuthority(const Options& options) {
+    const auto key = Read(options.at("--key")).front().der;
+    const unsigned char* cursor = key.data();
+    return tests::Certificate(
+        Read(options.at("--certificate")).front().der,
+        tests::Made<EVP_PKEY_free>(d2i_AutoPrivateKey(nullptr, &cursor, static_cast<long>(key.size())), "key"));
 }
 
-tests::Certificate ReadAuthority(const Arguments& arguments) {
-    const auto bio = Open(arguments.key);
-    const tests::Key key(PEM_read_bio_PrivateKey(bio.get(), nullptr, nullptr, nullptr), EVP_PKEY_free);
-    tests::Require(key != nullptr, "key of the authority");
-    return tests::Certificate(ReadCertificates(arguments.certificate).front().Der(), key);
-}
-
-// Whoever waits for the file must never read half a number.
-void WritePort(const std::string& path, std::uint16_t port) {
-    std::ofstream(path + ".new") << port << "\n";
-    std::filesystem::rename(path + ".new", path);
-}
-
-int Serve(const Arguments& arguments) {
-    tests::TsaBehaviour behaviour;
-    if (arguments.passwordFromInput) {
-        std::string password;
-        std::getline(std::cin, password);
-        behaviour.credentials = arguments.user + ":" + password;
-    }
+int Serve(const Options& options) {
     // Blocked before the first thread starts, so that all of them leave the signals to sigwait.
     sigset_t ends;
     sigemptyset(&ends);
     for (const int signal : {SIGTERM, SIGINT})
         sigaddset(&ends, signal);
     pthread_sigmask(SIG_BLOCK, &ends, nullptr);
-    const auto chain = arguments.chain.empty() ? std::vector<tests::Certificate>{} : ReadCertificates(arguments.chain);
-    const tests::TsaServer server(ReadAuthority(arguments), chain, behaviour);
+    std::vector<tests::Certificate> chain;
+    if (const auto& file = options.at("--chain"); !file.empty())
+        for (const auto& block : Read(file))
+            chain.emplace_back(block.der);
+    const tests::TsaServer server(ReadAuthority(options), chain);
     std::cout << server.Url() << std::endl;
-    if (!arguments.portFile.empty()) WritePort(arguments.portFile, server.Port());
+    if (const auto& file = options.at("--port-file"); !file.empty()) {
+        // Whoever waits for the file must never read half a number.
+        std::ofstream(file + ".new") << server.Port() << "\n";
+        std::filesystem::rename(file + ".new", file);
+    }
     int signal = 0;
     sigwait(&ends, &signal);
     return 0;
@@ -94,14 +65,13 @@ int Serve(const Arguments& arguments) {
 }  // namespace
 
 int main(int count, char** values) {
-    const std::optional<Arguments> arguments = Parse(count, values);
-    if (!arguments) {
-        std::cerr << "norvik-test-tsa --certificate FILE --key FILE [--chain FILE] [--port-file FILE] "
-                     "[--user NAME --password-stdin]\n";
+    const Options options = Parse(count, values);
+    if (options.empty()) {
+        std::cerr << "norvik-test-tsa --certificate FILE --key FILE [--chain FILE] [--port-file FILE]\n";
         return 2;
     }
     try {
-        return Serve(*arguments);
+        return Serve(options);
     } catch (const std::exception& error) {
         std::cerr << "norvik-test-tsa: " << error.what() << "\n";
         return 1;
