@@ -1,9 +1,6 @@
 // Issuers that no store has, from the addresses in certificates.
 
-#include <gmock/gmock.h>
-
-#include "tests/support/OnlineWorld.h"
-#include "tests/support/Process.h"
+#include "tests/platform/OnlineFixture.h"
 
 namespace {
 
@@ -13,50 +10,50 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 // Root, two authorities that nobody knows, a person; each below the root says where its issuer is.
-struct IssuerSearch : testing::Test {
+struct IssuerSearch : OnlineFixture {
     IssuerSearch() {
         world.Trust(root);
         world.network.allowed = true;
     }
-    static CertificateSpec At(CertificateSpec spec, const std::string& url) {
-        spec.caIssuersUrls = {url};
-        return spec;
+    [[nodiscard]] Certificate At(const std::string& path, CertificateSpec spec, const Certificate& issuer) const {
+        spec.caIssuersUrls = {server.Url(path)};
+        return Issue(spec, issuer);
     }
     [[nodiscard]] std::string Bundle(std::initializer_list<Certificate> certificates, const char* form) const {
         std::string pem;
         for (const Certificate& certificate : certificates)
             pem += certificate.Pem();
-        const auto result = RunProgram({"openssl", "crl2pkcs7", "-nocrl", "-certfile",
-                                        profile.Write("bundle.pem", pem).string(), "-outform", form});
-        EXPECT_EQ(result.status, 0) << result.Summary();
-        return result.output;
+        const auto file = profile_.Write("bundle.pem", pem);
+        const auto made = RunProgram({"openssl", "crl2pkcs7", "-nocrl", "-certfile", file, "-outform", form});
+        EXPECT_EQ(made.status, 0) << made.Summary();
+        return made.output;
     }
 
-    Profile profile;
     OnlineServer server;
     ChainWorld world;
-    Certificate root = Issue(AuthoritySpec("Root", 0));
-    Certificate upper = Issue(At(AuthoritySpec("Upper", 1), server.Url("/root")), root);
-    Certificate lower = Issue(At(AuthoritySpec("Lower", 3), server.Url("/upper")), upper);
-    Certificate leaf = Issue(At(PersonSpec("Person", 2), server.Url("/lower")), lower);
+    Certificate root = Issue(AuthoritySpec("Root", 0)), upper = At("/root", AuthoritySpec("Upper", 1), root),
+                lower = At("/upper", AuthoritySpec("Lower", 3), upper),
+                leaf = At("/lower", PersonSpec("Person", 2), lower);
 };
 
 TEST_F(IssuerSearch, GoesUpStepByStepInEveryForm) {
-    const std::string forms[] = {std::string(AsText(lower.Der())), lower.Pem(), Bundle({root, lower}, "DER"),
-                                 Bundle({lower}, "PEM")};
     server.Serve("/upper", upper.Der());
-    for (std::size_t i = 0; i < std::size(forms); ++i) {
-        const std::string path = "/form" + std::to_string(i);
-        server.Serve(path, HttpAnswer{.body = forms[i]});
-        EXPECT_EQ(world.Verdict(Issue(At(PersonSpec("Person", 2), server.Url(path)), lower)), 0U) << i;
+    int i = 0;
+    for (const std::string& form :
+         {std::string(AsText(lower.Der())), lower.Pem(), Bundle({root, lower}, "DER"), Bundle({lower}, "PEM")}) {
+        const std::string path = "/form" + std::to_string(i++);
+        server.Serve(path, HttpAnswer{.body = form});
+        EXPECT_EQ(world.Verdict(At(path, PersonSpec("Person", 2), lower)), 0U) << path;
     }
 }
 
-TEST_F(IssuerSearch, ABundleWithTheWholeWayIsAskedForOnce) {
+TEST_F(IssuerSearch, ABundleWithTheWholeWayIsAskedForOnceAndItsRootIsNotTrusted) {
     server.Serve("/lower", HttpAnswer{.body = Bundle({upper, lower, root}, "DER")});
     EXPECT_EQ(world.Verdict(leaf), 0U);
     EXPECT_EQ(world.Verdict(leaf), 0U);  // kept meanwhile
     EXPECT_THAT(server.Asked(), ElementsAre("/lower"));
+    world.roots = CertOpenMemoryStore();
+    EXPECT_EQ(world.Verdict(leaf), CERT_E_UNTRUSTEDROOT);
 }
 
 TEST_F(IssuerSearch, NobodyIsAskedWhenTheStoresKnowOrTheNetworkIsOff) {
@@ -72,21 +69,17 @@ TEST_F(IssuerSearch, NobodyIsAskedWhenTheStoresKnowOrTheNetworkIsOff) {
     EXPECT_THAT(server.Asked(), IsEmpty());
 }
 
-TEST_F(IssuerSearch, ARootFromTheNetworkIsNotTrusted) {
-    world.roots = CertOpenMemoryStore();
-    server.Serve("/lower", HttpAnswer{.body = Bundle({upper, lower, root}, "DER")});
-    EXPECT_EQ(world.Verdict(leaf), CERT_E_UNTRUSTEDROOT);
-}
-
 TEST_F(IssuerSearch, WhatIsNoIssuerIsLeftAlone) {
     const Certificate namesake = Issue(AuthoritySpec("Lower", 9), upper);
-    for (const std::string& answer :
-         {std::string("<html>"), std::string(), namesake.Pem(), upper.Pem(), lower.Pem().substr(0, 200)}) {
-        server.Serve("/lower", HttpAnswer{.body = answer});
+    for (const HttpAnswer& answer : {HttpAnswer{.body = "<html>"},
+                                     {},
+                                     {.body = namesake.Pem()},
+                                     {.body = upper.Pem()},
+                                     {.body = lower.Pem().substr(0, 200)},
+                                     {.body = std::string(65536, 'A'), .endless = true}}) {
+        server.Serve("/lower", answer);
         EXPECT_EQ(world.Verdict(leaf), CERT_E_CHAINING);
     }
-    server.Serve("/lower", HttpAnswer{.body = std::string(65536, 'A'), .endless = true});
-    EXPECT_EQ(world.Verdict(leaf), CERT_E_CHAINING);
     server.Serve("/lower", lower.Der());
     server.Serve("/upper", upper.Der());
     EXPECT_EQ(world.Verdict(leaf), 0U);
@@ -94,13 +87,13 @@ TEST_F(IssuerSearch, WhatIsNoIssuerIsLeftAlone) {
 
 // Each answer leads to the next address, for ever.
 TEST_F(IssuerSearch, ALadderWithoutAnEndIsLeft) {
-    std::vector<Certificate> rungs = {Issue(AuthoritySpec("Top", 0))};
+    Certificate rung = Issue(AuthoritySpec("Top", 0));
     for (int i = 0; i < 40; ++i) {
-        server.Serve("/" + std::to_string(i), rungs.back().Der());
-        rungs.push_back(Issue(
-            At(AuthoritySpec("Rung " + std::to_string(i), 4 + i), server.Url("/" + std::to_string(i))), rungs.back()));
+        const std::string path = "/" + std::to_string(i);
+        server.Serve(path, rung.Der());
+        rung = At(path, AuthoritySpec("Rung " + path, 4 + i), rung);
     }
-    EXPECT_EQ(world.Verdict(rungs.back()), CERT_E_CHAINING);
+    EXPECT_EQ(world.Verdict(rung), CERT_E_CHAINING);
     EXPECT_LE(server.Asked().size(), 8U);
 }
 
