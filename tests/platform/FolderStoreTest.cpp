@@ -5,12 +5,12 @@
 
 #include "platform/posix/FolderContent.h"
 #include "tests/platform/StoreFixture.h"
-#include "tests/support/LastError.h"
 
 namespace {
 
 using namespace platform;
 using namespace tests;
+using namespace std::chrono_literals;
 namespace fs = std::filesystem;
 
 class FolderStore : public StoreFixture {
@@ -26,23 +26,21 @@ class FolderStore : public StoreFixture {
     const CertStore ca_ = UserStore(u"CA"), my_ = UserStore(u"MY");
 };
 
-// --- Changes from outside ---
-
 TEST_F(FolderStore, EveryChangeIsSeenByTheNextOperation) {
     EXPECT_TRUE(NamesIn(ca_).empty());
     Put("CA/1.pem", a_.Pem());
-    for (int round = 0; round < 2; ++round) {  // at once, and when the look before is long past
+    for (const auto pause : {250ms, 0ms}) {  // at once, and when the look before is long past
         EXPECT_EQ(NamesIn(ca_), Texts{u"a"});
         Put("CA/1.pem", b_.Pem());  // in place
-        EXPECT_FALSE(CertFindBySha1(ca_, Sha1(a_)));
+        EXPECT_FALSE(FindIn(ca_, a_));
         EXPECT_EQ(NamesIn(ca_), Texts{u"b"});
         Put("CA/0.pem", c_.Pem());
-        EXPECT_TRUE(CertFindBySha1(ca_, Sha1(c_)));
+        EXPECT_TRUE(FindIn(ca_, c_));
         EXPECT_EQ(NamesIn(ca_), (Texts{u"c", u"b"}));
         fs::remove(profile_.Stores() / "CA/0.pem");
         EXPECT_TRUE(CertFindBySubject(ca_, ContextOf(c_).Info().Subject).empty());
         Put("CA/1.pem", a_.Pem());
-        std::this_thread::sleep_for(std::chrono::milliseconds(round == 0 ? 250 : 0));
+        std::this_thread::sleep_for(pause);
     }
     fs::remove_all(profile_.Stores() / "CA");
     EXPECT_TRUE(NamesIn(ca_).empty());
@@ -55,13 +53,13 @@ TEST_F(FolderStore, ContentOfTheSameSizeInTheSameInstantIsSeen) {
         pem.resize(1024, '\n');
         Put("CA/1.pem", pem);
         ASSERT_EQ(NamesIn(ca_), Texts{i % 2 == 0 ? u"a" : u"b"}) << i;
-        if (i == 0) std::this_thread::sleep_for(std::chrono::milliseconds(250));  // the folder itself is old by then
+        if (i == 0) std::this_thread::sleep_for(250ms);  // the folder itself is old by then
     }
 }
 
 TEST_F(FolderStore, AnUnchangedFileIsNotDecodedAgain) {
     InstallCertificate(profile_, "CA", a_);
-    std::this_thread::sleep_for(std::chrono::milliseconds(250));
+    std::this_thread::sleep_for(250ms);
     const auto decoded = [] { return CertEnumCertificatesInStore(UserStore(u"CA")).at(0).Backend()->decoded; };
     const auto first = decoded();
     EXPECT_EQ(decoded(), first);
@@ -78,7 +76,7 @@ TEST_F(FolderStore, SeveralThreadsMayReadWhileFilesChange) {
         for (int i = 0; i < 4; ++i) {
             readers.emplace_back([&](const std::stop_token& stop) {
                 while (!stop.stop_requested())
-                    misses += !CertFindBySha1(UserStore(u"CA"), Sha1(a_)) || NamesIn(UserStore(u"CA")).empty();
+                    misses += !FindIn(UserStore(u"CA"), a_) || NamesIn(UserStore(u"CA")).empty();
             });
         }
         for (int i = 0; i < 50; ++i) {
@@ -88,8 +86,6 @@ TEST_F(FolderStore, SeveralThreadsMayReadWhileFilesChange) {
     }
     EXPECT_EQ(misses, 0);
 }
-
-// --- Adding and removing ---
 
 TEST_F(FolderStore, AddingWritesTheCertificateAndItsKeyForTheOwnerAlone) {
     ASSERT_TRUE(Add(CertOpenSystemStoreW(u"MY"), WithKey(a_)));
@@ -105,24 +101,23 @@ TEST_F(FolderStore, AddingWritesTheCertificateAndItsKeyForTheOwnerAlone) {
 TEST_F(FolderStore, DispositionsHoldAndNoKeyIsLost) {
     const auto older = Make("x", 1'600'000'000, {9}), newer = Make("x", 1'700'000'000, {9}),
                forged = Make("x", 1'800'000'000, {9}, 1);
-    const auto expectOnly = [&](const Certificate& certificate, bool hasKey) {
-        const auto listed = CertEnumCertificatesInStore(my_);
-        ASSERT_EQ(listed, std::vector{ContextOf(certificate)});
-        EXPECT_EQ(CertHasPrivateKey(listed[0]), hasKey);
-    };
     ASSERT_TRUE(Add(my_, WithKey(older)));
     EXPECT_FAILS(Add(my_, ContextOf(newer)), CRYPT_E_EXISTS);
-    // The same certificate without its key, as somebody sends it: the key that is here stays.
-    EXPECT_TRUE(Add(my_, ContextOf(older), CERT_STORE_ADD_REPLACE_EXISTING));
-    expectOnly(older, true);
-    // A newer encoding with the same public key: the key goes over to it.
-    EXPECT_TRUE(Add(my_, ContextOf(newer), CERT_STORE_ADD_NEWER));
-    expectOnly(newer, true);
-    EXPECT_TRUE(Add(my_, ContextOf(older), CERT_STORE_ADD_NEWER));
-    expectOnly(newer, true);
-    // A forged one with the same issuer and serial number cannot take the key away.
-    EXPECT_TRUE(Add(my_, ContextOf(forged), CERT_STORE_ADD_REPLACE_EXISTING));
-    expectOnly(forged, false);
+    const std::tuple<Certificate, std::uint32_t, Certificate, bool> steps[] = {
+        // The same certificate without its key, as somebody sends it: the key that is here stays.
+        {older, CERT_STORE_ADD_REPLACE_EXISTING, older, true},
+        // A newer encoding with the same public key: the key goes over to it.
+        {newer, CERT_STORE_ADD_NEWER, newer, true},
+        {older, CERT_STORE_ADD_NEWER, newer, true},
+        // A forged one with the same issuer and serial number cannot take the key away.
+        {forged, CERT_STORE_ADD_REPLACE_EXISTING, forged, false},
+    };
+    for (const auto& [added, disposition, left, hasKey] : steps) {
+        EXPECT_TRUE(Add(my_, ContextOf(added), disposition));
+        const auto listed = CertEnumCertificatesInStore(my_);
+        ASSERT_EQ(listed, std::vector{ContextOf(left)});
+        EXPECT_EQ(CertHasPrivateKey(listed[0]), hasKey);
+    }
     EXPECT_TRUE(fs::exists(KeyFile(newer)));
 }
 
@@ -138,7 +133,7 @@ TEST_F(FolderStore, RemovingTakesTheKeyAndLeavesTheNeighbours) {
     InstallCertificate(profile_, "MY", a_, true);
     const std::string rest = b_.Pem() + b_.KeyPem();
     const auto bundle = Put("MY/bundle.pem", "my notes\n" + a_.Pem() + "more notes\n" + rest);
-    fs::permissions(bundle, fs::perms::owner_read | fs::perms::owner_write);
+    fs::permissions(bundle, fs::perms(0600));
     EXPECT_TRUE(Remove(my_, a_));
     EXPECT_EQ(NamesIn(my_), Texts{u"b"});
     EXPECT_FALSE(fs::exists(KeyFile(a_)));
@@ -151,7 +146,7 @@ TEST_F(FolderStore, RemovingTakesTheKeyAndLeavesTheNeighbours) {
 
 TEST_F(FolderStore, OneIsTakenOutOfABinaryBundle) {
     fs::create_directories(profile_.Stores() / "CA");
-    Bundle(profile_.Stores() / "CA/bundle.p7b", a_, b_, "DER");
+    Bundle(profile_.Stores() / "CA/bundle.p7b", "DER");
     EXPECT_TRUE(Remove(ca_, a_));
     EXPECT_EQ(NamesIn(ca_), Texts{u"b"});
     EXPECT_TRUE(Remove(ca_, b_));

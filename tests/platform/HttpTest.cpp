@@ -13,11 +13,11 @@ using namespace platform;
 using namespace std::string_literals;
 using namespace std::chrono_literals;
 using tests::HttpAnswer;
-using tests::HttpServer;
 
-HttpServer::Handler Always(HttpAnswer answer) {
-    return [answer = std::move(answer)](const tests::HttpRequest&) { return answer; };
-}
+// Gives the same answer to everybody.
+struct Server : tests::HttpServer {
+    explicit Server(const HttpAnswer& answer) : HttpServer([answer](const tests::HttpRequest&) { return answer; }) {}
+};
 
 class Http : public testing::Test {
   protected:
@@ -40,11 +40,14 @@ class Http : public testing::Test {
         EXPECT_NE(failure.reason, "");
         EXPECT_EQ(failure.timedOut, code == ERROR_INTERNET_TIMEOUT);
     }
+    static void ExpectFailureAt(const HttpAnswer& answer, ErrorCode code) {
+        ExpectFailure(Get(Server(answer).Url()), code);
+    }
     tests::Profile profile_;
 };
 
 TEST_F(Http, APostCarriesItsBytesAndTheAnswerComesBackWhole) {
-    const HttpServer server(Always({.contentType = "application/timestamp-reply", .body = "\0\xFF binary"s}));
+    const Server server({.contentType = "application/timestamp-reply", .body = "\0\xFF binary"s});
     HttpRequest request = Get(server.Url("/tsa?x=1"));
     request.body = Bytes(70'000);
     request.body->back() = 'z';
@@ -64,16 +67,15 @@ TEST_F(Http, APostCarriesItsBytesAndTheAnswerComesBackWhole) {
 
 TEST_F(Http, AnAnswerOfAnyStatusIsAnAnswer) {
     for (const int status : {404, 500, 401}) {
-        const HttpServer server(Always({.status = status, .body = "why"}));
-        const auto response = Send(Get(server.Url()));
+        const auto response = Send(Get(Server({.status = status, .body = "why"}).Url()));
         EXPECT_EQ(response.status, status);
         EXPECT_EQ(AsText(response.body), "why");
     }
 }
 
 TEST_F(Http, CredentialsGoOutAtOnceButNeverToAnotherServer) {
-    const HttpServer other(Always({.body = "other"}));
-    const HttpServer server([&](const tests::HttpRequest& request) {
+    const Server other({.body = "other"});
+    const tests::HttpServer server([&](const tests::HttpRequest& request) {
         return HttpAnswer::Redirect(request.target == "/here" ? "/again" : other.Url("/there"));
     });
     HttpRequest request = Get(server.Url("/here"));
@@ -86,8 +88,7 @@ TEST_F(Http, CredentialsGoOutAtOnceButNeverToAnotherServer) {
 }
 
 TEST_F(Http, RedirectsKeepThePostAreCountedAndStayWithinTheWeb) {
-    const HttpServer target(Always({.body = "done"}));
-    const HttpServer moved(Always(HttpAnswer::Redirect(target.Url("/new"), 301)));
+    const Server target({.body = "done"}), moved(HttpAnswer::Redirect(target.Url("/new"), 301));
     HttpRequest request = Get(moved.Url());
     request.body = CopyOf(AsBytes("query"));
     Send(request);
@@ -96,15 +97,14 @@ TEST_F(Http, RedirectsKeepThePostAreCountedAndStayWithinTheWeb) {
     request.followRedirects = false;
     EXPECT_EQ(Send(request).status, 301);
 
-    const HttpServer loop(Always(HttpAnswer::Redirect("/")));
+    const Server loop(HttpAnswer::Redirect("/"));
     ExpectFailure(Get(loop.Url()), ERROR_HTTP_REDIRECT_FAILED);
     EXPECT_EQ(loop.Requests().size(), 6u);
-    const HttpServer toFile(Always(HttpAnswer::Redirect("file:///etc/passwd")));
-    ExpectFailure(Get(toFile.Url()), ERROR_HTTP_REDIRECT_FAILED);
+    ExpectFailureAt(HttpAnswer::Redirect("file:///etc/passwd"), ERROR_HTTP_REDIRECT_FAILED);
 }
 
 TEST_F(Http, AnAnswerOverTheLimitIsRefusedWhileItIsRead) {
-    const HttpServer endless(Always({.endless = true})), exact(Always({.body = std::string(1000, 'x')}));
+    const Server endless({.endless = true}), exact({.body = std::string(1000, 'x')});
     HttpRequest request = Get(endless.Url());
     request.sizeLimit = 100'000;
     ExpectFailure(request, ERROR_MORE_DATA);
@@ -116,19 +116,17 @@ TEST_F(Http, AnAnswerOverTheLimitIsRefusedWhileItIsRead) {
 }
 
 TEST_F(Http, ASilentServerAndABrokenAnswerAreTold) {
-    const HttpServer silent(Always({.delay = 20s}));
+    const Server silent({.delay = 20s}), noHttp({.raw = "SSH-2.0-OpenSSH\r\n"});
     HttpRequest request = Get(silent.Url());
     request.totalTimeout = 1s;
     const auto start = std::chrono::steady_clock::now();
     ExpectFailure(request, ERROR_INTERNET_TIMEOUT);
     EXPECT_LT(std::chrono::steady_clock::now() - start, 3s);
 
-    const HttpServer cut(Always({.body = "half", .claimedLength = 100})),
-        noHttp(Always({.raw = "SSH-2.0-OpenSSH\r\n"}));
-    ExpectFailure(Get(cut.Url()), ERROR_INTERNET_CONNECTION_ABORTED);
+    ExpectFailureAt({.body = "half", .claimedLength = 100}, ERROR_INTERNET_CONNECTION_ABORTED);
     ExpectFailure(Get(noHttp.Url()), ERROR_INTERNET_CONNECTION_ABORTED);
     ExpectFailure(Get("https" + noHttp.Url().substr(4)), ERROR_INTERNET_SECURE_FAILURE);
-    const std::string gone = HttpServer(nullptr).Url();
+    const std::string gone = tests::HttpServer(nullptr).Url();
     ExpectFailure(Get(gone), ERROR_INTERNET_CANNOT_CONNECT);
 }
 
@@ -141,7 +139,7 @@ TEST_F(Http, OnlyAddressesOfTheWebAreAsked) {
 }
 
 TEST_F(Http, TheProxyOfTheEnvironmentIsUsed) {
-    const HttpServer proxy(Always({.body = "by proxy"}));
+    const Server proxy({.body = "by proxy"});
     profile_.Set("http_proxy", proxy.Url());
     EXPECT_EQ(AsText(Send(Get("http://norvik.invalid/crl")).body), "by proxy");
     EXPECT_EQ(proxy.Requests().at(0).target, "http://norvik.invalid/crl");

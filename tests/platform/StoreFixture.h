@@ -2,12 +2,13 @@
 // A user's certificates and how the tests of the stores look at them.
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include "platform/Keys.h"
 #include "platform/Stores.h"
 #include "platform/posix/Native.h"
+#include "tests/platform/Child.h"
 #include "tests/support/ChainWorld.h"
+#include "tests/support/LastError.h"
 #include "tests/support/Process.h"
 
 namespace tests {
@@ -21,16 +22,14 @@ inline Certificate Make(const std::string& name, std::int64_t notBefore = 1'700'
                   .notBefore = notBefore,
                   .key = TestKey(KeyType::p256, key)});
 }
-
 inline Texts NamesIn(const platform::CertStore& store) {
     Texts names;
     for (const auto& certificate : platform::CertEnumCertificatesInStore(store))
         names.push_back(platform::CertGetNameStringW(certificate, platform::CERT_NAME_SIMPLE_DISPLAY_TYPE, 0));
     return names;
 }
-
-inline Bytes Sha1(const Certificate& certificate) {
-    return platform::posix::Sha1Of(ContextOf(certificate));
+inline platform::CertificateContext FindIn(const platform::CertStore& store, const Certificate& certificate) {
+    return platform::CertFindBySha1(store, platform::posix::Sha1Of(ContextOf(certificate)));
 }
 
 class StoreFixture : public testing::Test {
@@ -40,11 +39,10 @@ class StoreFixture : public testing::Test {
         return platform::CertOpenSystemStoreAt(platform::StoreLocation::currentUser, name, false);
     }
     static platform::CertificateContext InMy(const Certificate& certificate) {
-        return platform::CertFindBySha1(UserStore(u"MY"), Sha1(certificate));
+        return FindIn(UserStore(u"MY"), certificate);
     }
     static bool Add(const platform::CertStore& store, const platform::CertificateContext& certificate,
                     std::uint32_t disposition = platform::CERT_STORE_ADD_NEW) {
-        platform::SetLastError(platform::ERROR_SUCCESS);
         return platform::CertAddCertificateContextToStore(store, certificate, disposition);
     }
     // A file below the user's stores.
@@ -57,16 +55,12 @@ class StoreFixture : public testing::Test {
     [[nodiscard]] std::filesystem::path KeyFile(const Certificate& certificate) const {
         return profile_.Stores() / "MY" / (certificate.Thumbprint() + ".key");
     }
-    // Both in one PKCS#7 bundle at the path, in this form.
-    void Bundle(const std::filesystem::path& path, const Certificate& a, const Certificate& b, const char* form) const {
-        const auto pem = profile_.Write("both.pem", a.Pem() + b.Pem());
+    // Two certificates in one PKCS#7 bundle at the path, in this form.
+    void Bundle(const std::filesystem::path& path, const char* form) const {
+        const auto pem = profile_.Write("both.pem", a_.Pem() + b_.Pem());
         const auto done =
             RunProgram({"openssl", "crl2pkcs7", "-nocrl", "-certfile", pem, "-outform", form, "-out", path.string()});
         EXPECT_EQ(done.status, 0) << done.Summary();
-    }
-    static mode_t ModeOf(const std::filesystem::path& path) {
-        struct stat status {};
-        return stat(path.c_str(), &status) == 0 ? status.st_mode & 07777 : 0;
     }
 
     const Profile profile_;

@@ -3,8 +3,8 @@
 #include <mutex>
 
 #include "platform/HostLog.h"
+#include "tests/platform/DerPieces.h"
 #include "tests/platform/StoreFixture.h"
-#include "tests/support/LastError.h"
 
 namespace {
 
@@ -39,8 +39,7 @@ TEST_F(MemoryStore, DispositionsDecideBetweenTwoThatMatch) {
     for (const auto& [first, second, disposition, left, error] : cases) {
         const auto store = CertOpenMemoryStore();
         Add(store, first);
-        EXPECT_EQ(Add(store, second, disposition), error == ERROR_SUCCESS) << disposition;
-        EXPECT_EQ(GetLastError(), error);
+        EXPECT_FAILS(Add(store, second, disposition), error) << disposition;
         EXPECT_EQ(CertEnumCertificatesInStore(store), left);
     }
 }
@@ -78,8 +77,8 @@ TEST_F(MemoryStore, AnswersLookupsAndTellsWhereAContextIsFrom) {
     for (const auto& certificate : {a_, b_})
         Add(store_, ContextOf(certificate));
     const auto found = ContextOf(b_);
-    EXPECT_EQ(CertFindBySha1(store_, Sha1(b_)), found);
-    EXPECT_EQ(CertFindBySha1(store_, Sha1(b_)).Store(), store_);
+    EXPECT_EQ(FindIn(store_, b_), found);
+    EXPECT_EQ(FindIn(store_, b_).Store(), store_);
     EXPECT_EQ(CertFindByIssuerAndSerial(store_, found.Info().Issuer, found.Info().SerialNumber), found);
     EXPECT_EQ(CertFindBySubject(store_, found.Info().Subject), std::vector{found});
     EXPECT_FAILS(CertFindBySha1(store_, Bytes(20)), CRYPT_E_NOT_FOUND);
@@ -109,13 +108,8 @@ TEST_F(FileStore, ReadsEveryFormInWhichCertificatesAreHandedOut) {
     for (std::size_t at = 0; at < bare.size(); ++at)
         scattered.append(at % 7 == 3 ? " \t" : "") += bare[at];
     const std::string begin = "-----BEGIN CERTIFICATE-----\n", end = "-----END CERTIFICATE-----\n";
-    const struct {
-        const char* what;
-        std::string content;
-        Texts names;
-    } cases[] = {
+    const std::tuple<const char*, std::string, Texts> cases[] = {
         {"DER", std::string(AsText(a_.Der())), {u"a"}},
-        {"PEM", a_.Pem(), {u"a"}},
         {"text around", "Bag Attributes\n  x\n" + a_.Pem() + "between -----\n" + b_.Pem() + "end", {u"a", u"b"}},
         {"CR LF", crlf, {u"a", u"b"}},
         {"byte order mark", "\xEF\xBB\xBF" + both, {u"a", u"b"}},
@@ -135,13 +129,11 @@ TEST_F(FileStore, ReadsEveryFormInWhichCertificatesAreHandedOut) {
 TEST_F(FileStore, ReadsBundlesMadeByOpenssl) {
     const auto bundle = profile_.Folder() / "bundle";
     for (const char* form : {"DER", "PEM"}) {
-        Bundle(bundle, a_, b_, form);
+        Bundle(bundle, form);
         EXPECT_EQ(NamesIn(CertOpenFileStore(bundle)), (Texts{u"a", u"b"})) << form;
     }
     // The same in indefinite lengths: ContentInfo, SignedData and the certificates' set.
-    Bytes ber{0x30, 0x80, 0x06, 0x09, 0x2A, 0x86, 0x48, 0x86, 0xF7, 0x0D, 0x01, 0x07, 0x02,
-              0xA0, 0x80, 0x30, 0x80, 0x02, 0x01, 0x01, 0x31, 0x00, 0x30, 0x80, 0x06, 0x09,
-              0x2A, 0x86, 0x48, 0x86, 0xF7, 0x0D, 0x01, 0x07, 0x01, 0x00, 0x00, 0xA0, 0x80};
+    Bytes ber = FromHex("308006092A864886F70D010702A08030800201013100308006092A864886F70D0107010000A080");
     ber.insert(ber.end(), a_.Der().begin(), a_.Der().end());
     ber.insert(ber.end(), {0x00, 0x00, 0x31, 0x00, 0, 0, 0, 0, 0, 0});
     EXPECT_EQ(NamesIn(CertOpenBytesStore(ber)), Texts{u"a"});
@@ -157,9 +149,8 @@ TEST_F(FileStore, WhatHoldsNoneFailsWithAReason) {
         {profile_.Write("text", "just text"), CRYPT_E_BAD_ENCODE},
         {profile_.Write("key", a_.KeyPem()), CRYPT_E_BAD_ENCODE},
     };
-    for (const auto& [path, error] : cases) {
+    for (const auto& [path, error] : cases)
         EXPECT_FAILS(CertOpenFileStore(path), error) << path;
-    }
 }
 
 // --- System stores ---
@@ -178,11 +169,14 @@ TEST_F(SystemStore, JoinsUserAndMachineSortedByFileName) {
 }
 
 TEST_F(SystemStore, BrokenFilesHideNothingAndAreLogged) {
-    Put("CA/broken.cer", "\x30\x82\x05\x00 cut short");
-    Put("CA/empty.pem", "");
-    Put("CA/good.pem", a_.Pem());
-    Put("CA/half.pem", "-----BEGIN CERTIFICATE-----\nAAAA\n-----END CERTIFICATE-----\n" + b_.Pem());
-    Put("CA/.hidden.pem", c_.Pem());
+    const std::pair<const char*, std::string> files[] = {
+        {"broken.cer", "\x30\x82\x05\x00 cut short"},
+        {"empty.pem", ""},
+        {"half.pem", "-----BEGIN CERTIFICATE-----\nAAAA\n-----END CERTIFICATE-----\n" + b_.Pem()},
+        {"good.pem", a_.Pem()},
+        {".hidden.pem", c_.Pem()}};
+    for (const auto& [name, content] : files)
+        Put(std::string("CA/") + name, content);
     fs::create_directory(profile_.Stores() / "CA/folder.pem");
     ASSERT_EQ(mkfifo((profile_.Stores() / "CA/pipe").c_str(), 0600), 0);
     fs::create_symlink("/nowhere", profile_.Stores() / "CA/dangling");
@@ -200,9 +194,8 @@ TEST_F(SystemStore, BrokenFilesHideNothingAndAreLogged) {
 
 TEST_F(SystemStore, OnlyNamesBelowTheFolderOpen) {
     using namespace std::string_literals;
-    for (const std::u16string& name : {u""s, u".."s, u"."s, u"../MY"s, u"a/b"s, u"a\\b"s, u".hidden"s, u"a\0b"s}) {
+    for (const std::u16string& name : {u""s, u".."s, u"."s, u"../MY"s, u"a/b"s, u"a\\b"s, u".hidden"s, u"a\0b"s})
         EXPECT_FAILS(CertOpenSystemStoreW(name), ERROR_INVALID_PARAMETER);
-    }
     EXPECT_TRUE(CertOpenSystemStoreW(u"Мои сертификати"));
     Put("CA/a.pem", a_.Pem());
     EXPECT_EQ(NamesIn(CertOpenSystemStoreW(u"ca")), Texts{u"a"});
@@ -215,6 +208,7 @@ TEST_F(SystemStore, WithoutAHomeTheMachinesPartStaysAndAddingFails) {
         profile.Set(variable, std::nullopt);
     const auto store = CertOpenSystemStoreW(u"CA");
     EXPECT_EQ(NamesIn(store), Texts{u"a"});
+    SetLastError(ERROR_SUCCESS);
     EXPECT_FALSE(Add(store, ContextOf(b_)));
     EXPECT_NE(GetLastError(), ERROR_SUCCESS);
 }
@@ -232,16 +226,18 @@ TEST_F(SystemStore, KeysAreBoundInMyAloneAndEachCertificateIsListedOnceWithItsKe
     for (const char* store : {"MY", "CA"})
         InstallCertificate(profile_, store, a_, true);
     EXPECT_TRUE(CryptAcquireCertificatePrivateKey(InMy(a_), CRYPT_ACQUIRE_COMPARE_KEY_FLAG));
-    EXPECT_FALSE(CertHasPrivateKey(CertFindBySha1(UserStore(u"CA"), Sha1(a_))));
+    EXPECT_FALSE(CertHasPrivateKey(FindIn(UserStore(u"CA"), a_)));
     Put("MY/another name.pem", a_.Pem());
     PutForAll("MY/a.pem", a_.Pem());
-    const auto listed = [] { return CertOpenSystemStoreW(u"MY").Backend()->WithoutHostSources()->Certificates(); };
-    ASSERT_EQ(listed().size(), 1U);
-    EXPECT_TRUE(CertHasPrivateKey(listed()[0]));
+    const auto expectOneWithKey = [] {
+        const auto listed = CertOpenSystemStoreW(u"MY").Backend()->WithoutHostSources()->Certificates();
+        ASSERT_EQ(listed.size(), 1U);
+        EXPECT_TRUE(CertHasPrivateKey(listed[0]));
+    };
+    expectOneWithKey();
     fs::rename(KeyFile(a_), profile_.Machine() / "stores/MY" / KeyFile(a_).filename());
     EXPECT_FALSE(CertHasPrivateKey(InMy(a_)));
-    ASSERT_EQ(listed().size(), 1U);
-    EXPECT_TRUE(CertHasPrivateKey(listed()[0])) << "the machine's copy has the key";
+    expectOneWithKey();  // the machine's copy
 }
 
 // What is set or unlocked through one open store ends with it.
