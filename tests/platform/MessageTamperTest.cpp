@@ -26,7 +26,8 @@ std::vector<Bytes> VouchedBy(const CryptMsg& message) {
 
 // The message, or what it is a signature over, with each of its bits turned. Answers how often it stayed good.
 template <typename Reader>
-int FlipEveryBit(Bytes bytes, const std::vector<Bytes>& genuine, Reader read) {
+int FlipEveryBit(Bytes bytes, Reader read) {
+    const auto genuine = VouchedBy(read(bytes));
     int good = 0;
     for (std::size_t bit = 0; bit < bytes.size() * 8; ++bit) {
         bytes[bit / 8] ^= static_cast<std::uint8_t>(1U << (bit % 8));
@@ -46,10 +47,9 @@ TEST_F(MessageTamper, NoFlippedBitChangesWhatAGoodSignatureVouchesFor) {
     for (const std::string form : {"-nosmimecap", "-noattr"}) {
         const Bytes attached = Sign({form, "-nodetach"}), detached = Sign({form});
         // Versions, hints where to look, the certificate's own signature: nobody signed them.
-        EXPECT_GT(FlipEveryBit(attached, VouchedBy(Read(attached)), [](const Bytes& bytes) { return Read(bytes); }), 0);
-        const auto vouched = VouchedBy(Read(detached, &content));
-        EXPECT_GT(FlipEveryBit(detached, vouched, [&](const Bytes& bytes) { return Read(bytes, &content); }), 0);
-        EXPECT_EQ(FlipEveryBit(content, {}, [&](const Bytes& bytes) { return Read(detached, &bytes); }), 0);
+        EXPECT_GT(FlipEveryBit(attached, [](const Bytes& bytes) { return Read(bytes); }), 0);
+        EXPECT_GT(FlipEveryBit(detached, [&](const Bytes& bytes) { return Read(bytes, &content); }), 0);
+        EXPECT_EQ(FlipEveryBit(content, [&](const Bytes& bytes) { return Read(detached, &bytes); }), 0);
     }
 }
 

@@ -35,46 +35,45 @@ class MessageWriter : public tests::MessageFixture {
 
 TEST_F(MessageWriter, AnAttachedSignatureBecomesADetachedOneWithTheSameSignerInfo) {
     MakeSigner("signer", tests::KeyType::rsa2048);
-    const std::vector<std::vector<std::string>> makers{{"-nodetach"},
-                                                       {"-nodetach", "-stream", "-keyid"},
-                                                       {"-nodetach", "-keyopt", "rsa_padding_mode:pss"},
-                                                       {"-nodetach", "-noattr", "-md", "sha1"},
-                                                       {"-nodetach", "-econtent_type", "1.2.3.4"}};
-    for (const auto& options : makers) {
+    const Bytes content = File("content");
+    for (const std::vector<std::string>& options : {std::vector<std::string>{"-nodetach"},
+                                                    {"-nodetach", "-stream", "-keyid"},
+                                                    {"-nodetach", "-keyopt", "rsa_padding_mode:pss"},
+                                                    {"-nodetach", "-noattr", "-md", "sha1"},
+                                                    {"-nodetach", "-econtent_type", "1.2.3.4"}}) {
         SCOPED_TRACE(options.back());
         const auto attached = Read(Sign(options));
         CMSG_SIGNED_ENCODE_INFO info;
         info.rgSigners.push_back(CryptMsgGetParam(attached, CMSG_CMS_SIGNER_INFO_PARAM).value());
         const auto type = CryptMsgGetParam(attached, CMSG_INNER_CONTENT_TYPE_PARAM).value();
-        auto detached = CryptMsgOpenToEncode(tests::kMessageEncoding, CMSG_DETACHED_FLAG, CMSG_SIGNED, info, type);
-        ASSERT_TRUE(detached);
-        EXPECT_FAILS(CryptMsgGetParam(detached, CMSG_ENCODED_MESSAGE), CRYPT_E_MSG_ERROR) << "no content was given yet";
-        ASSERT_TRUE(CryptMsgUpdate(detached, File("content"), true));
-        const auto written = CryptMsgGetParam(detached, CMSG_ENCODED_MESSAGE).value_or(Bytes{});
-        EXPECT_TRUE(Holds(written, info.rgSigners[0].Encoded));
-        EXPECT_LT(written.size(), 1500U) << "neither content nor certificates";
-        ExpectOpenSslVerifies(written, {"-content", "content", "-certfile", "signer.pem"});
-        const Bytes content = File("content");
-        EXPECT_EQ(Judge(Read(written, &content)).status, CRYPT_E_SIGNER_NOT_FOUND);
+        const auto write = [&](std::uint32_t flags) {
+            auto message = CryptMsgOpenToEncode(tests::kMessageEncoding, flags, CMSG_SIGNED, info, type);
+            EXPECT_FAILS(CryptMsgGetParam(message, CMSG_ENCODED_MESSAGE), CRYPT_E_MSG_ERROR) << "no content yet";
+            EXPECT_TRUE(CryptMsgUpdate(message, content, true));
+            return CryptMsgGetParam(message, CMSG_ENCODED_MESSAGE).value_or(Bytes{});
+        };
+        const Bytes detached = write(CMSG_DETACHED_FLAG);
+        EXPECT_TRUE(Holds(detached, info.rgSigners[0].Encoded));
+        EXPECT_LT(detached.size(), 1500U) << "neither content nor certificates";
+        ExpectOpenSslVerifies(detached, {"-content", "content", "-certfile", "signer.pem"});
+        EXPECT_EQ(Judge(Read(detached, &content)).status, CRYPT_E_SIGNER_NOT_FOUND);
 
         info.rgCertEncoded = {CryptMsgGetParam(attached, CMSG_CERT_PARAM, 0).value()};
-        auto again = CryptMsgOpenToEncode(tests::kMessageEncoding, 0, CMSG_SIGNED, info, type);
-        ASSERT_TRUE(CryptMsgUpdate(again, File("content"), true));
-        const auto whole = CryptMsgGetParam(again, CMSG_ENCODED_MESSAGE).value_or(Bytes{});
+        const Bytes whole = write(0);
         ExpectOpenSslVerifies(whole, {});
         EXPECT_EQ(Judge(Read(whole)).status, ERROR_SUCCESS);
     }
 }
 
 TEST_F(MessageWriter, WhatIsNoSignerIsRefused) {
-    const auto fails = [](const CMSG_SIGNED_ENCODE_INFO& info, std::uint32_t type, std::string_view inner) {
-        return CryptMsgOpenToEncode(tests::kMessageEncoding, 0, type, info, inner) ? ERROR_SUCCESS : GetLastError();
-    };
     CMSG_SIGNED_ENCODE_INFO broken;
     broken.rgSigners.emplace_back().Encoded = {tag::kSequence, 0};
-    EXPECT_EQ(fails(broken, CMSG_SIGNED, "1.2.3"), CRYPT_E_BAD_ENCODE);
-    EXPECT_EQ(fails({}, CMSG_SIGNED, "no number"), CRYPT_E_BAD_ENCODE);
-    EXPECT_EQ(fails({}, CMSG_ENVELOPED, "1.2.3"), CRYPT_E_UNEXPECTED_MSG_TYPE);
+    const auto open = [](std::uint32_t type, const CMSG_SIGNED_ENCODE_INFO& info, std::string_view inner) {
+        return CryptMsgOpenToEncode(tests::kMessageEncoding, 0, type, info, inner);
+    };
+    EXPECT_FAILS(open(CMSG_SIGNED, broken, "1.2.3"), CRYPT_E_BAD_ENCODE);
+    EXPECT_FAILS(open(CMSG_SIGNED, {}, "no number"), CRYPT_E_BAD_ENCODE);
+    EXPECT_FAILS(open(CMSG_ENVELOPED, {}, "1.2.3"), CRYPT_E_UNEXPECTED_MSG_TYPE);
 }
 
 // The second signer's SignerInfo comes from a message of its own over the same content.
@@ -83,31 +82,29 @@ TEST_F(MessageWriter, AFurtherSignerLeavesTheFirstOnesBytesAlone) {
     MakeSigner("second", tests::KeyType::p256);
     for (const auto& options : {std::vector<std::string>{"-nodetach"}, {"-nodetach", "-stream"}}) {
         const Bytes first = Sign(options);
-        const auto second = Read(Sign({"-nodetach", "-md", "sha1", "-keyid"}, "second"));
-        const auto read = Read(first);
+        const auto second = Read(Sign({"-nodetach", "-md", "sha1", "-keyid"}, "second")), read = Read(first);
         const auto parts = CryptMsgGetSignedParts(read), added = CryptMsgGetSignedParts(second);
         ASSERT_TRUE(parts && added);
         MemorySource source(first);
         auto joined = cms::PartsOf(source, parts->message);
         ASSERT_TRUE(joined.has_value());
         cms::AddSigner(*joined, added->signers.at(0));
-        cms::AddCertificate(*joined, CryptMsgGetParam(second, CMSG_CERT_PARAM, 0).value());
-        cms::AddCertificate(*joined, CryptMsgGetParam(read, CMSG_CERT_PARAM, 0).value());
+        for (const auto& message : {second, read})
+            cms::AddCertificate(*joined, CryptMsgGetParam(message, CMSG_CERT_PARAM, 0).value());
         Bytes written;
-        ASSERT_EQ(cms::WriteSignedData(*joined,
-                                       [&](ByteView piece) {
-                                           written.insert(written.end(), piece.begin(), piece.end());
-                                           return true;
-                                       }),
-                  cms::WriteOutcome::ok);
+        const auto take = [&](ByteView piece) {
+            written.insert(written.end(), piece.begin(), piece.end());
+            return true;
+        };
+        ASSERT_EQ(cms::WriteSignedData(*joined, take), cms::WriteOutcome::ok);
         EXPECT_TRUE(Holds(written, parts->signers.at(0).encoded));
         const auto& content = parts->message.encapContentInfo;
         EXPECT_TRUE(Holds(written, ByteView(first).subspan(content.offset, content.end - content.offset)));
         ExpectOpenSslVerifies(written, {}, 2);
         const auto both = Read(written);
         EXPECT_EQ(CryptMsgGetParam(both, CMSG_CERT_COUNT_PARAM), 2U) << "each certificate once";
-        EXPECT_EQ(Judge(both, 0).status, ERROR_SUCCESS);
-        EXPECT_EQ(Judge(both, 1).status, ERROR_SUCCESS);
+        for (const std::uint32_t signer : {0U, 1U})
+            EXPECT_EQ(Judge(both, signer).status, ERROR_SUCCESS);
         EXPECT_EQ(CryptMsgGetParam(both, CMSG_CMS_SIGNER_INFO_PARAM, 1).value().dwVersion, 3U);
         EXPECT_EQ(CryptMsgGetSignedParts(both).value().message.version, 3) << "as a signer of version 3 demands";
     }

@@ -1,39 +1,33 @@
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <atomic>
-#include <filesystem>
 #include <thread>
 
-#include "platform/Keys.h"
 #include "platform/posix/Native.h"
+#include "tests/platform/Child.h"
+#include "tests/support/ChainWorld.h"
 #include "tests/support/FakeToken.h"
 #include "tests/support/KeyUse.h"
 #include "tests/support/LastError.h"
-#include "tests/support/Pki.h"
 #include "tests/support/SoftToken.h"
 
 namespace {
 
 using namespace platform;
-using tests::AcquireKey;
-using tests::Certificate;
-using tests::FakeToken;
-using tests::IsContentSignature;
-using tests::KeyType;
-using tests::ScriptedPins;
-using tests::SignContent;
-using tests::SoftToken;
+using namespace tests;
 
 Certificate Signer(KeyType type, unsigned index = 0) {
-    return tests::Issue({.subject = {{"CN", "Иван Петров"}}, .key = tests::TestKey(type, index)});
+    return Issue({.subject = {{"CN", "Иван Петров"}}, .key = TestKey(type, index)});
 }
-
 CertificateContext FindOnTokens(const Certificate& certificate) {
     for (const auto& found : posix::CertificatesOnTokens())
-        if (CopyOf(found.Encoded()) == certificate.Der()) return found;
+        if (found == ContextOf(certificate)) return found;
     return {};
+}
+PrivateKey KeyOf(const Certificate& certificate) {
+    const auto acquired = AcquireKey(FindOnTokens(certificate));
+    if (!acquired) ADD_FAILURE() << std::hex << GetLastError();
+    return acquired ? acquired->key : PrivateKey();
 }
 
 // --- A real token in software ---
@@ -44,13 +38,7 @@ class Tokens : public testing::Test {
         if (!SoftToken::Available()) GTEST_SKIP() << "SoftHSM2 or pkcs11-tool is not installed";
         token_.emplace(profile_);
     }
-    // The signer on the token, and its key.
-    std::optional<PrivateKey> PutAndAcquire() {
-        token_->Put(signer_, "01");
-        const auto acquired = AcquireKey(FindOnTokens(signer_));
-        return acquired ? std::optional(acquired->key) : std::nullopt;
-    }
-    tests::Profile profile_;
+    Profile profile_;
     std::optional<SoftToken> token_;
     const Certificate signer_ = Signer(KeyType::p256);
 };
@@ -66,12 +54,11 @@ TEST_F(Tokens, SignWithEachKindOfKeyWhatOthersVerify) {
         token_->Put(signer, "0" + std::to_string(static_cast<int>(type)));
         for (const HashAlgorithm hash : hashes) {
             ScriptedPins user({token_->Pin()});
-            const auto acquired = AcquireKey(FindOnTokens(signer));
-            ASSERT_TRUE(acquired) << std::hex << GetLastError();
-            EXPECT_FALSE(acquired->key.IsExportable());
+            const PrivateKey key = KeyOf(signer);
+            EXPECT_FALSE(key.IsExportable());
             EXPECT_TRUE(user.asked.empty());
-            const Bytes signature = SignContent(acquired->key, hash);
-            EXPECT_LE(signature.size(), acquired->key.SignatureSize());
+            const Bytes signature = SignContent(key, hash);
+            EXPECT_LE(signature.size(), key.SignatureSize());
             EXPECT_TRUE(IsContentSignature(signer, signature, hash)) << std::hex << GetLastError();
             ASSERT_EQ(user.asked.size(), 1U);
             EXPECT_EQ(user.asked[0].kind, PinRequest::Kind::token);
@@ -88,8 +75,7 @@ TEST_F(Tokens, ShowTheCertificatesWhoseKeyTheyHold) {
     token_->Put(Signer(KeyType::rsa2048, 2), "01", false);
     for (const auto& listed :
          {posix::CertificatesOnTokens(), CertEnumCertificatesInStore(CertOpenSystemStoreW(u"MY"))}) {
-        ASSERT_EQ(listed.size(), 1U);
-        EXPECT_EQ(CopyOf(listed[0].Encoded()), signer.Der());
+        ASSERT_EQ(listed, std::vector{ContextOf(signer)});
         EXPECT_TRUE(CertHasPrivateKey(listed[0]));
     }
     for (const std::u16string_view provider : {u"Карта", u"softhsm2", u"libsofthsm2.so"}) {
@@ -98,43 +84,29 @@ TEST_F(Tokens, ShowTheCertificatesWhoseKeyTheyHold) {
         ASSERT_EQ(keys.size(), 1U);
         EXPECT_EQ(keys[0].pszName, u"key01");
         EXPECT_EQ(keys[0].pszAlgid, u"RSA");
-        EXPECT_EQ(CopyOf(keys[0].certificate.Encoded()), signer.Der());
+        EXPECT_EQ(keys[0].certificate, ContextOf(signer));
     }
     EXPECT_FAILS(NCryptEnumKeys(u"Друга карта"), NTE_KEYSET_NOT_DEF);
 }
 
 TEST_F(Tokens, RefuseAWrongPinOnceAndGiveAnErrorWhenTheyVanish) {
-    const auto key = PutAndAcquire();
-    ASSERT_TRUE(key);
+    token_->Put(signer_, "01");
+    const auto key = KeyOf(signer_);
     ScriptedPins user({"111111", token_->Pin(), token_->Pin()});
-    EXPECT_FAILS(SignContent(*key), SCARD_W_WRONG_CHV);
+    EXPECT_FAILS(SignContent(key), SCARD_W_WRONG_CHV);
     EXPECT_EQ(TokenErrorDetail(), u"CKR_PIN_INCORRECT (0xa0)");
     EXPECT_EQ(user.asked.size(), 1U);
-    EXPECT_FALSE(SignContent(*key).empty());
+    EXPECT_FALSE(SignContent(key).empty());
     EXPECT_TRUE(TokenErrorDetail().empty());
     for (const auto& entry : std::filesystem::directory_iterator(token_->Folder()))
         std::filesystem::remove_all(entry);
-    EXPECT_TRUE(SignContent(*key).empty());
+    EXPECT_TRUE(SignContent(key).empty());
     EXPECT_NE(GetLastError(), ERROR_SUCCESS);
     EXPECT_NE(GetLastError(), SCARD_W_WRONG_CHV);
     EXPECT_FALSE(TokenErrorMessage(GetLastError()).empty());
 }
 
-TEST_F(Tokens, ServeAChildOfTheProcessAnew) {
-    const auto key = PutAndAcquire();
-    ASSERT_TRUE(key);
-    ScriptedPins user({token_->Pin(), token_->Pin()});
-    ASSERT_FALSE(SignContent(*key).empty());
-    const pid_t child = fork();
-    if (child == 0) _exit(IsContentSignature(signer_, SignContent(*key)) ? 0 : 1);
-    int status = -1;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
-    EXPECT_FALSE(SignContent(*key).empty());  // the parent's login was not touched
-    EXPECT_EQ(user.asked.size(), 1U);
-}
-
-TEST_F(Tokens, ServeSeveralThreads) {
+TEST_F(Tokens, ServeSeveralThreadsAndAChildOfTheProcessAnew) {
     token_->Put(signer_, "01");
     const auto certificate = FindOnTokens(signer_);
     std::atomic<int> good = 0;
@@ -150,19 +122,21 @@ TEST_F(Tokens, ServeSeveralThreads) {
             });
     }
     EXPECT_EQ(good, 40);
+    const auto key = KeyOf(signer_);
+    ScriptedPins user({token_->Pin(), token_->Pin()});
+    ASSERT_FALSE(SignContent(key).empty());
+    EXPECT_EQ(InChild([&] { return IsContentSignature(signer_, SignContent(key)) ? 0 : 1; }), 0);
+    EXPECT_FALSE(SignContent(key).empty());  // the parent's login was not touched
+    EXPECT_EQ(user.asked.size(), 1U);
 }
 
 // --- A card that does as it is told ---
 
 class Cards : public testing::Test {
   protected:
-    [[nodiscard]] PrivateKey Key() {
-        const auto acquired = AcquireKey(FindOnTokens(signer_));
-        if (!acquired) ADD_FAILURE() << std::hex << GetLastError();
-        return acquired ? acquired->key : PrivateKey();
-    }
-    tests::Profile profile_;
-    Certificate signer_ = Signer(KeyType::rsa2048);
+    [[nodiscard]] PrivateKey Key() const { return KeyOf(signer_); }
+    Profile profile_;
+    const Certificate signer_ = Signer(KeyType::rsa2048);
     FakeToken card_{profile_, signer_};
 };
 
@@ -177,34 +151,35 @@ TEST_F(Cards, AreLeftAsTheyWereFound) {
     }
     EXPECT_FALSE(card_->loggedIn);
     EXPECT_EQ(card_->logouts, 1);
+    card_->loginRequired = false;
+    EXPECT_FALSE(SignContent(Key()).empty());
+    EXPECT_EQ(card_->userLogins, 1);
     EXPECT_EQ(card_->openSessions, 0);
 }
 
-TEST_F(Cards, ThatWantThePinForEachUseAskForEachUse) {
+TEST_F(Cards, ThatWantThePinForEachUseAskForEachUseUnlessTheyHaveAPadOfTheirOwn) {
     card_->alwaysAuthenticate = true;
-    const PrivateKey key = Key();
-    ScriptedPins user({"1234", "1234", "1234", std::nullopt, "1234"});
-    EXPECT_TRUE(IsContentSignature(signer_, SignContent(key)));
-    EXPECT_FALSE(SignContent(key).empty());
-    ASSERT_EQ(user.asked.size(), 3U);
-    EXPECT_EQ(user.asked[0].kind, PinRequest::Kind::token);
-    EXPECT_EQ(user.asked[1].kind, PinRequest::Kind::signature);
-    EXPECT_EQ(user.asked[2].kind, PinRequest::Kind::signature);
-    EXPECT_EQ(card_->contextLogins, 2);
+    {
+        const PrivateKey key = Key();
+        ScriptedPins user({"1234", "1234", "1234", std::nullopt, "1234"});
+        EXPECT_TRUE(IsContentSignature(signer_, SignContent(key)));
+        EXPECT_FALSE(SignContent(key).empty());
+        ASSERT_EQ(user.asked.size(), 3U);
+        EXPECT_EQ(user.asked[0].kind, PinRequest::Kind::token);
+        EXPECT_EQ(user.asked[1].kind, PinRequest::Kind::signature);
+        EXPECT_EQ(user.asked[2].kind, PinRequest::Kind::signature);
+        EXPECT_EQ(card_->contextLogins, 2);
 
-    EXPECT_TRUE(SignContent(key).empty());  // the user gives up
-    EXPECT_EQ(GetLastError(), SCARD_W_CANCELLED_BY_USER);
-    EXPECT_EQ(card_->signatures, 2);
-    EXPECT_EQ(card_->openSessions, 0);  // nothing half-done is left open
-}
-
-TEST_F(Cards, WithAPadOfTheirOwnAskNobody) {
+        EXPECT_TRUE(SignContent(key).empty());  // the user gives up
+        EXPECT_EQ(GetLastError(), SCARD_W_CANCELLED_BY_USER);
+        EXPECT_EQ(card_->signatures, 2);
+        EXPECT_EQ(card_->openSessions, 0);  // nothing half-done is left open
+    }
     card_->protectedPath = true;
-    card_->alwaysAuthenticate = true;
-    ScriptedPins user({});
+    ScriptedPins nobody({});
     EXPECT_FALSE(SignContent(Key()).empty());
-    EXPECT_TRUE(user.asked.empty());
-    EXPECT_EQ(card_->contextLogins, 1);
+    EXPECT_TRUE(nobody.asked.empty());
+    EXPECT_EQ(card_->contextLogins, 3);
 }
 
 TEST_F(Cards, WarnBeforeTheLastTryAndAreNotTriedWhenBlocked) {
@@ -214,29 +189,19 @@ TEST_F(Cards, WarnBeforeTheLastTryAndAreNotTriedWhenBlocked) {
         EXPECT_FAILS(SignContent(key), SCARD_E_INVALID_CHV) << "an empty one costs no try";
     }
     ScriptedPins user({"0000", "0000", "0000", "1234"});
-    for (const ErrorCode code : {SCARD_W_WRONG_CHV, SCARD_W_WRONG_CHV, SCARD_W_CHV_BLOCKED}) {
+    for (const ErrorCode code : {SCARD_W_WRONG_CHV, SCARD_W_WRONG_CHV, SCARD_W_CHV_BLOCKED, SCARD_W_CHV_BLOCKED})
         EXPECT_FAILS(SignContent(key), code);
-    }
     ASSERT_EQ(user.asked.size(), 3U);
-    EXPECT_FALSE(user.asked[0].fewTriesLeft || user.asked[0].lastTry);
-    EXPECT_TRUE(user.asked[1].fewTriesLeft && !user.asked[1].lastTry);
-    EXPECT_TRUE(user.asked[2].fewTriesLeft && user.asked[2].lastTry);
-
-    EXPECT_FAILS(SignContent(key), SCARD_W_CHV_BLOCKED);
-    EXPECT_EQ(user.asked.size(), 3U);
+    for (const std::size_t i : {0U, 1U, 2U}) {
+        EXPECT_EQ(user.asked[i].fewTriesLeft, i > 0);
+        EXPECT_EQ(user.asked[i].lastTry, i == 2);
+    }
     EXPECT_EQ(card_->wrongPins, 3);
     EXPECT_TRUE(TokenErrorMessage(SCARD_W_CHV_BLOCKED).starts_with(u"Картата е блокирана"));
 }
 
 TEST_F(Cards, TellEachFaultByItsOwnName) {
-    struct Fault {
-        const char* call;
-        CK_RV value;
-        ErrorCode code;
-        const char16_t* detail;
-    };
-    const Fault faults[] = {
-        {"C_Sign", CKR_FUNCTION_FAILED, SCARD_F_INTERNAL_ERROR, u"CKR_FUNCTION_FAILED (0x6)"},
+    const std::tuple<const char*, CK_RV, ErrorCode, const char16_t*> faults[] = {
         {"C_Sign", CKR_DEVICE_ERROR, SCARD_F_COMM_ERROR, u"CKR_DEVICE_ERROR (0x30)"},
         {"C_Sign", CKR_DEVICE_REMOVED, SCARD_W_REMOVED_CARD, u"CKR_DEVICE_REMOVED (0x32)"},
         {"C_Sign", CKR_USER_NOT_LOGGED_IN, SCARD_W_RESET_CARD, u"CKR_USER_NOT_LOGGED_IN (0x101)"},
@@ -250,6 +215,7 @@ TEST_F(Cards, TellEachFaultByItsOwnName) {
         {"C_Login", CKR_FUNCTION_CANCELED, SCARD_W_CANCELLED_BY_USER, u"CKR_FUNCTION_CANCELED (0x50)"},
         {"C_Login", CKR_GENERAL_ERROR, SCARD_F_INTERNAL_ERROR, u"CKR_GENERAL_ERROR (0x5)"},
         {"C_OpenSession", CKR_SESSION_COUNT, SCARD_E_SHARING_VIOLATION, u"CKR_SESSION_COUNT (0xb1)"},
+        {"C_Sign", CKR_FUNCTION_FAILED, SCARD_F_INTERNAL_ERROR, u"CKR_FUNCTION_FAILED (0x6)"},
     };
     for (const auto& [call, value, code, detail] : faults) {
         const PrivateKey key = Key();  // not logged in yet
@@ -259,17 +225,14 @@ TEST_F(Cards, TellEachFaultByItsOwnName) {
         EXPECT_FAILS(SignContent(key), code) << call << " " << std::hex << value;
         EXPECT_EQ(TokenErrorDetail(), detail);
         EXPECT_FALSE(TokenErrorMessage(code).empty());
+        if (value == CKR_FUNCTION_FAILED) {
+            EXPECT_EQ(TokenErrorMessage(code), u"Картата отказа операцията. (CKR_FUNCTION_FAILED (0x6))");
+        }
         card_->failingCall.clear();
         ScriptedPins again({"1234"});
         EXPECT_FALSE(SignContent(key).empty()) << "after " << call << " " << std::hex << value << " " << GetLastError();
     }
     EXPECT_EQ(card_->wrongPins, 0);
-    const PrivateKey key = Key();
-    card_->failingCall = "C_Sign";
-    card_->fault = CKR_FUNCTION_FAILED;
-    ScriptedPins user({"1234"});
-    EXPECT_TRUE(SignContent(key).empty());
-    EXPECT_EQ(TokenErrorMessage(GetLastError()), u"Картата отказа операцията. (CKR_FUNCTION_FAILED (0x6))");
     EXPECT_EQ(TokenErrorMessage(SCARD_W_WRONG_CHV), u"Грешен ПИН код.");
 }
 
@@ -295,57 +258,42 @@ TEST_F(Cards, PulledOutAtAnyMomentGiveAnErrorAndWorkAgainWhenPutBack) {
 // The card says that the key is the certificate's; only the signature shows that it is not.
 TEST_F(Cards, ThatSignWithAnotherKeyGiveNoSignature) {
     const PrivateKey key = Key();
-    const tests::Key other = tests::TestKey(KeyType::rsa2048, 1);
+    const tests::Key other = TestKey(KeyType::rsa2048, 1);
     card_->signingKey = other.get();
     ScriptedPins user({"1234"});
     EXPECT_FAILS(SignContent(key), NTE_BAD_KEY_STATE);
     EXPECT_EQ(card_->signatures, 1);
 }
 
-TEST_F(Cards, ThatHideTheirKeysShowCertificatesButNotThoseOfAuthorities) {
+TEST_F(Cards, ThatHideTheirKeysShowCertificatesThatCanBeReadAndAreNoAuthoritys) {
     card_->showsPublicKey = false;
-    card_->authority =
-        tests::Issue({.subject = {{"CN", "CA"}}, .key = tests::TestKey(KeyType::rsa2048, 1), .ca = true}).Der();
-    const auto listed = posix::CertificatesOnTokens();
-    ASSERT_EQ(listed.size(), 1U);
-    EXPECT_EQ(CopyOf(listed[0].Encoded()), signer_.Der());
-    ScriptedPins user({"1234"});
-    EXPECT_TRUE(IsContentSignature(signer_, SignContent(Key())));
-}
-
-TEST_F(Cards, WithoutALoginJustSign) {
-    card_->loginRequired = false;
-    EXPECT_FALSE(SignContent(Key()).empty());
-    EXPECT_EQ(card_->userLogins, 0);
-    EXPECT_EQ(card_->openSessions, 0);
-}
-
-TEST_F(Cards, WithACertificateThatCannotBeReadAreSkipped) {
-    card_->showsPublicKey = false;
+    card_->authority = Issue({.subject = {{"CN", "CA"}}, .key = TestKey(KeyType::rsa2048, 1), .ca = true}).Der();
+    EXPECT_EQ(posix::CertificatesOnTokens(), std::vector{ContextOf(signer_)});
+    {
+        ScriptedPins user({"1234"});
+        EXPECT_TRUE(IsContentSignature(signer_, SignContent(Key())));
+    }
     for (const Bytes& broken : {Bytes{0x30}, Bytes(100, 0xFF), Bytes{0}}) {
         card_->certificate = broken;
         EXPECT_TRUE(posix::CertificatesOnTokens().empty());
     }
 }
 
-TEST(Modules, ThatCannotBeLoadedHideNothing) {
-    tests::Profile profile;
-    const Certificate signer = Signer(KeyType::rsa2048);
-    FakeToken card(profile, signer);
-    profile.Write("pkcs11/modules/missing.module", "module: /nonexistent/driver.so\n");
-    profile.Write("pkcs11/modules/garbage.module",
-                  "module: " + profile.Write("garbage.so", "no library").string() + "\n");
-    EXPECT_TRUE(FindOnTokens(signer));
+TEST_F(Cards, AreSeenBesideModulesThatCannotBeLoadedAndByTheirPathAlone) {
+    profile_.Write("pkcs11/modules/missing.module", "module: /nonexistent/driver.so\n");
+    const std::string garbage = profile_.Write("garbage.so", "no library");
+    profile_.Write("pkcs11/modules/garbage.module", "module: " + garbage + "\n");
+    EXPECT_TRUE(FindOnTokens(signer_));
     EXPECT_FAILS(NCryptEnumKeys(u"/nonexistent/driver.so"), NTE_KEYSET_NOT_DEF);
     EXPECT_FAILS(NCryptEnumKeys(u"/etc/hostname"), SCARD_E_NO_SERVICE);
 
-    tests::UseNoPkcs11Modules(profile);
+    UseNoPkcs11Modules(profile_);
     EXPECT_TRUE(posix::CertificatesOnTokens().empty());
     const std::u16string path = std::filesystem::path(NORVIK_BINARY_DIR "/lib/norvik-fake-token.so").u16string();
     const auto keys = NCryptEnumKeys(path);
     ASSERT_EQ(keys.size(), 1U);
     EXPECT_EQ(keys[0].pszName, u"45");
-    EXPECT_EQ(CopyOf(keys[0].certificate.Encoded()), signer.Der());
+    EXPECT_EQ(keys[0].certificate, ContextOf(signer_));
 }
 
 }  // namespace

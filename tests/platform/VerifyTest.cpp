@@ -4,9 +4,9 @@
 #include <algorithm>
 
 #include "platform/Keys.h"
-#include "platform/formats/DerWriter.h"
 #include "platform/posix/OpenSsl.h"
 #include "platform/posix/SoftwareKey.h"
+#include "tests/platform/DerPieces.h"
 #include "tests/support/LastError.h"
 #include "tests/support/Pki.h"
 
@@ -18,36 +18,35 @@ using tests::KeyType;
 using Kind = SignatureScheme::Kind;
 
 const Bytes kContent = {'N', 'o', 'r', 'v', 'i', 'k'};
+const Bytes kDigest = Digest(HashAlgorithm::sha256, kContent);
 
 // The crypto library's own way from content to signature, which shares no step with ours.
 Bytes SignContent(const Key& key, const SignatureScheme& scheme) {
-    EVP_MD_CTX* context = EVP_MD_CTX_new();
+    const std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context(EVP_MD_CTX_new(), EVP_MD_CTX_free);
     EVP_PKEY_CTX* parameters = nullptr;
-    const std::string hash(NameOf(scheme.hash)), mgf1(NameOf(scheme.mgf1Hash));
+    const auto md = [](HashAlgorithm hash) { return EVP_get_digestbyname(std::string(NameOf(hash)).c_str()); };
     Bytes signature(1024);
     std::size_t size = signature.size();
-    bool good = EVP_DigestSignInit(context, &parameters, EVP_get_digestbyname(hash.c_str()), nullptr, key.get()) == 1;
+    bool good = EVP_DigestSignInit(context.get(), &parameters, md(scheme.hash), nullptr, key.get()) == 1;
     if (scheme.kind == Kind::rsaPss)
         good = good && EVP_PKEY_CTX_set_rsa_padding(parameters, RSA_PKCS1_PSS_PADDING) == 1 &&
-               EVP_PKEY_CTX_set_rsa_mgf1_md(parameters, EVP_get_digestbyname(mgf1.c_str())) == 1 &&
+               EVP_PKEY_CTX_set_rsa_mgf1_md(parameters, md(scheme.mgf1Hash)) == 1 &&
                EVP_PKEY_CTX_set_rsa_pss_saltlen(parameters, static_cast<int>(scheme.saltLength)) == 1;
-    good = good && EVP_DigestSign(context, signature.data(), &size, kContent.data(), kContent.size()) == 1;
-    EVP_MD_CTX_free(context);
-    if (!good) throw std::runtime_error("cannot sign: " + posix::DrainErrorQueue());
+    if (!good || EVP_DigestSign(context.get(), signature.data(), &size, kContent.data(), kContent.size()) != 1)
+        throw std::runtime_error("cannot sign: " + posix::DrainErrorQueue());
     signature.resize(size);
     return signature;
 }
 
 // PKCS#1 v1.5 padding around any bytes at all.
 Bytes SignBytes(const Key& key, ByteView input) {
-    EVP_PKEY_CTX* context = EVP_PKEY_CTX_new(key.get(), nullptr);
+    const std::unique_ptr<EVP_PKEY_CTX, decltype(&EVP_PKEY_CTX_free)> context(EVP_PKEY_CTX_new(key.get(), nullptr),
+                                                                              EVP_PKEY_CTX_free);
     Bytes signature(1024);
     std::size_t size = signature.size();
-    const bool good = EVP_PKEY_sign_init(context) == 1 &&
-                      EVP_PKEY_CTX_set_rsa_padding(context, RSA_PKCS1_PADDING) == 1 &&
-                      EVP_PKEY_sign(context, signature.data(), &size, input.data(), input.size()) == 1;
-    EVP_PKEY_CTX_free(context);
-    if (!good) throw std::runtime_error("cannot sign: " + posix::DrainErrorQueue());
+    if (EVP_PKEY_sign_init(context.get()) != 1 || EVP_PKEY_CTX_set_rsa_padding(context.get(), RSA_PKCS1_PADDING) != 1 ||
+        EVP_PKEY_sign(context.get(), signature.data(), &size, input.data(), input.size()) != 1)
+        throw std::runtime_error("cannot sign: " + posix::DrainErrorQueue());
     signature.resize(size);
     return signature;
 }
@@ -57,11 +56,7 @@ Bytes PublicKeyInfoOf(const Key& key) {
 }
 
 TEST(Verify, AcceptsTheSignatureAndNothingNearIt) {
-    const struct {
-        const char* name;
-        KeyType type;
-        SignatureScheme scheme;
-    } cases[] = {
+    const std::tuple<const char*, KeyType, SignatureScheme> cases[] = {
         {"RSA SHA-1", KeyType::rsa2048, {Kind::rsaPkcs1, HashAlgorithm::sha1}},
         {"RSA SHA-256", KeyType::rsa3072, {Kind::rsaPkcs1, HashAlgorithm::sha256}},
         {"RSA MD5", KeyType::rsa2048, {Kind::rsaPkcs1, HashAlgorithm::md5}},
@@ -108,85 +103,56 @@ TEST(Verify, AcceptsTheSignatureAndNothingNearIt) {
 
 TEST(Verify, TakesDigestInfoWithoutParametersButNothingElseThanDigestInfo) {
     const Key key = tests::TestKey(KeyType::rsa2048);
-    const Bytes info = PublicKeyInfoOf(key);
-    const SignatureScheme scheme{.kind = Kind::rsaPkcs1, .hash = HashAlgorithm::sha256};
-    const Bytes digest = Digest(scheme.hash, kContent);
-    const Bytes usual = posix::DigestInfo(scheme.hash, digest);
-
-    EXPECT_TRUE(CryptVerifySignature(info, scheme, digest, SignBytes(key, usual)));
-    EXPECT_TRUE(
-        CryptVerifySignature(info, scheme, digest, SignBytes(key, posix::DigestInfo(scheme.hash, digest, false))));
-
-    Bytes trailing = usual;
-    trailing.resize(usual.size() + 64);
-    EXPECT_FALSE(CryptVerifySignature(info, scheme, digest, SignBytes(key, trailing)));
-    EXPECT_FALSE(CryptVerifySignature(info, scheme, digest, SignBytes(key, digest)));
+    const auto accepts = [&](const Bytes& padded) {
+        return CryptVerifySignature(PublicKeyInfoOf(key), {.kind = Kind::rsaPkcs1}, kDigest, SignBytes(key, padded));
+    };
+    const Bytes usual = posix::DigestInfo(HashAlgorithm::sha256, kDigest);
+    EXPECT_TRUE(accepts(usual));
+    EXPECT_TRUE(accepts(posix::DigestInfo(HashAlgorithm::sha256, kDigest, false)));
+    EXPECT_FALSE(accepts(tests::Joined({usual, Bytes(64)})));
+    EXPECT_FALSE(accepts(kDigest));
     // The same digest bytes, declared as of another algorithm of the same length.
-    EXPECT_FALSE(
-        CryptVerifySignature(info, scheme, digest, SignBytes(key, posix::DigestInfo(HashAlgorithm::sha3_256, digest))));
-}
-
-// A public key with exponent 1; nobody needs the private one.
-Bytes KeyWithExponentOne() {
-    DerWriter key;
-    key.Sequence([&] { key.UnsignedInteger(Bytes(256, 0xC1)).Integer(1); });
-    Bytes bits{0};
-    bits.insert(bits.end(), key.View().begin(), key.View().end());
-    DerWriter info;
-    info.Sequence([&] {
-        info.AlgorithmWithNull("1.2.840.113549.1.1.1");
-        info.Value(tag::kBitString, bits);
-    });
-    return info.Take();
+    EXPECT_FALSE(accepts(posix::DigestInfo(HashAlgorithm::sha3_256, kDigest)));
 }
 
 TEST(Verify, RefusesTheSignatureThatAnybodyCanWriteForExponentOne) {
-    const Bytes info = KeyWithExponentOne();
-    const Bytes digest = Digest(HashAlgorithm::sha256, kContent);
-    const Bytes digestInfo = posix::DigestInfo(HashAlgorithm::sha256, digest);
-    Bytes padded(256, 0xFF);
-    padded[0] = 0;
-    padded[1] = 1;
-    std::copy(digestInfo.rbegin(), digestInfo.rend(), padded.rbegin());
-    padded[256 - digestInfo.size() - 1] = 0;
-    EXPECT_FALSE(CryptVerifySignature(info, {.kind = Kind::rsaPkcs1}, digest, padded));
+    DerWriter key, info;  // nobody needs the private one
+    key.Sequence([&] { key.UnsignedInteger(Bytes(256, 0xC1)).Integer(1); });
+    info.Sequence([&] {
+        info.AlgorithmWithNull("1.2.840.113549.1.1.1").Value(tag::kBitString, tests::Joined({{0}, CopyOf(key.View())}));
+    });
+    const Bytes digestInfo = posix::DigestInfo(HashAlgorithm::sha256, kDigest);
+    const Bytes padded = tests::Joined({{0, 1}, Bytes(256 - 3 - digestInfo.size(), 0xFF), {0}, digestInfo});
+    EXPECT_FALSE(CryptVerifySignature(info.View(), {.kind = Kind::rsaPkcs1}, kDigest, padded));
 }
 
 TEST(Verify, RefusesPssWithOtherParametersThanTold) {
     const Key key = tests::TestKey(KeyType::rsa2048);
-    const Bytes info = PublicKeyInfoOf(key);
-    const Bytes digest = Digest(HashAlgorithm::sha256, kContent);
     const SignatureScheme made{.kind = Kind::rsaPss};
-    const Bytes signature = SignContent(key, made);
-    ASSERT_TRUE(CryptVerifySignature(info, made, digest, signature));
+    const Bytes info = PublicKeyInfoOf(key), signature = SignContent(key, made);
+    ASSERT_TRUE(CryptVerifySignature(info, made, kDigest, signature));
 
     // The library reads some lengths as "whatever the signature has": none of ours may reach it as one of those.
+    SignatureScheme other = made;
     for (const std::size_t salt :
          {std::size_t{0}, std::size_t{31}, std::size_t{33}, std::size_t{5000}, static_cast<std::size_t>(-1),
           static_cast<std::size_t>(-2), std::size_t{0xFFFFFFFE}, std::size_t{0xFFFFFFFD}}) {
-        SignatureScheme other = made;
         other.saltLength = salt;
-        EXPECT_FALSE(CryptVerifySignature(info, other, digest, signature)) << salt;
+        EXPECT_FALSE(CryptVerifySignature(info, other, kDigest, signature)) << salt;
     }
-    SignatureScheme other = made;
+    other = made;
     other.mgf1Hash = HashAlgorithm::sha1;
-    EXPECT_FALSE(CryptVerifySignature(info, other, digest, signature));
+    EXPECT_FALSE(CryptVerifySignature(info, other, kDigest, signature));
 }
 
 TEST(Verify, TellsAKeyOfAnotherKindAndAKeyThatDoesNotDecode) {
-    const Bytes digest = Digest(HashAlgorithm::sha256, kContent);
-    const Bytes rsa = PublicKeyInfoOf(tests::TestKey(KeyType::rsa2048));
-    const Bytes ec = PublicKeyInfoOf(tests::TestKey(KeyType::p256));
-    const Bytes signature(256, 1);
-    EXPECT_FAILS(CryptVerifySignature(ec, {.kind = Kind::rsaPkcs1}, digest, signature), NTE_BAD_ALGID);
-    EXPECT_FAILS(CryptVerifySignature(rsa, {.kind = Kind::dsa}, digest, signature), NTE_BAD_ALGID);
-
-    Bytes trailing = rsa;
-    trailing.push_back(0);
-    for (const Bytes& broken : {Bytes(), Bytes{0x30}, Bytes(rsa.begin(), rsa.end() - 1), trailing}) {
-        EXPECT_FAILS(CryptVerifySignature(broken, {}, digest, signature), CRYPT_E_BAD_ENCODE);
-    }
-    EXPECT_FAILS(CryptVerifySignature(CertificateContext(), {}, digest, signature), ERROR_INVALID_PARAMETER);
+    const Bytes rsa = PublicKeyInfoOf(tests::TestKey(KeyType::rsa2048)),
+                ec = PublicKeyInfoOf(tests::TestKey(KeyType::p256)), signature(256, 1);
+    EXPECT_FAILS(CryptVerifySignature(ec, {.kind = Kind::rsaPkcs1}, kDigest, signature), NTE_BAD_ALGID);
+    EXPECT_FAILS(CryptVerifySignature(rsa, {.kind = Kind::dsa}, kDigest, signature), NTE_BAD_ALGID);
+    for (const Bytes& broken : {Bytes(), Bytes{0x30}, Bytes(rsa.begin(), rsa.end() - 1), tests::Joined({rsa, {0}})})
+        EXPECT_FAILS(CryptVerifySignature(broken, {}, kDigest, signature), CRYPT_E_BAD_ENCODE);
+    EXPECT_FAILS(CryptVerifySignature(CertificateContext(), {}, kDigest, signature), ERROR_INVALID_PARAMETER);
 }
 
 }  // namespace
