@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <map>
 
 #include "crypt/CryptCertificate.h"
 #include "platform/Text.h"
@@ -8,127 +10,115 @@
 
 namespace {
 
-using certificates::Gather;
-using certificates::ReadRequest;
-using testing::ElementsAre;
-using testing::IsEmpty;
-using tests::Certificate;
-using tests::Issue;
-using tests::kDay;
-using tests::KeyType;
-using tests::TestKey;
+using namespace tests;
+using Names = std::vector<std::string>;
 
-std::string Lower(std::string text) {
-    for (char& c : text)
-        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+std::u16string Lower(std::u16string text) {
+    std::ranges::transform(text, text.begin(), platform::CharLowerW);
     return text;
 }
 
 class CertificateFilterTest : public testing::Test {
   protected:
     const std::time_t now_ = std::time(nullptr);
-    tests::Profile profile_;
+    Profile profile_;
     const Certificate ca_ = Issue({.subject = {{"CN", "CA"}}, .key = TestKey(KeyType::p256), .ca = true});
-    const Certificate issued_ = Issue({.subject = {{"CN", "issued"}}, .key = TestKey(KeyType::p256, 1)}, ca_);
-    const Certificate bare_ = Issue({.subject = {{"CN", "bare"}},
-                                     .key = TestKey(KeyType::p256, 2),
-                                     .subjectKeyId = false,
-                                     .authorityKeyId = false});
+    const Certificate issued_ = Issue({.subject = {{"CN", "issued"}}}, ca_);
+    const Certificate bare_ = Issue({.subject = {{"CN", "bare"}}, .subjectKeyId = false, .authorityKeyId = false});
     const Certificate expired_ =
         Issue({.subject = {{"CN", "expired"}}, .notBefore = now_ - 9 * kDay, .notAfter = now_ - kDay}, ca_);
     const Certificate future_ = Issue({.subject = {{"CN", "future"}}, .notBefore = now_ + kDay}, ca_);
-    const std::string file_ =
-        profile_.Write("all.pem", expired_.Pem() + issued_.Pem() + bare_.Pem() + future_.Pem()).string();
+    const std::string file_ = Pem("all.pem", {expired_, issued_, bare_, future_});
 
-    static std::string AuthIdOf(const Certificate& certificate) {
-        return platform::ToUtf8(tessaly::CryptCertificate(platform::ByteView(certificate.Der())).GetAuthorityKeyId());
+    std::string Pem(const char* name, const std::vector<Certificate>& certificates) const {
+        std::string pem;
+        for (const auto& certificate : certificates)
+            pem += certificate.Pem();
+        return profile_.Write(name, pem).string();
     }
-    static certificates::GatheredCertificates GatherJson(const std::string& json) {
-        const auto request = ReadRequest(platform::ToWide(json).c_str());
+    static certificates::GatheredCertificates Gather(const std::string& json) {
+        const auto request = certificates::ReadRequest(platform::ToWide(json).c_str());
         EXPECT_TRUE(request.has_value()) << json;
-        return Gather(*request);
+        return certificates::Gather(*request);
     }
-    static std::vector<std::string> NamesIn(const certificates::GatheredCertificates& gathered) {
+    static std::string FailureOf(const std::string& json) { return platform::ToUtf8(Gather(json).failure); }
+    static Names NamesOf(const std::string& json) {
+        const auto gathered = Gather(json);
         EXPECT_EQ(gathered.failure, u"");
-        std::vector<std::string> names;
+        Names names;
         for (const auto& certificate : platform::CertEnumCertificatesInStore(gathered.certificates.store))
             names.push_back(platform::ToUtf8(tessaly::CryptCertificate(certificate, true).GetSubjectName()));
         return names;
     }
-    // The names that stay of the file, with these further members of the request.
-    [[nodiscard]] std::vector<std::string> Kept(const std::string& members) const {
-        return NamesIn(GatherJson(R"({"Filename":")" + file_ + "\"" + members + "}"));
+    static std::string FileRequest(const std::string& file, const std::string& members = "") {
+        return R"({"Filename":")" + file + "\"" + members + "}";
     }
 };
 
+// $I in a row stands for the thumbprint of the issued certificate, $A for its authority, $i and $a for the same in
+// small letters, $B and $E for the thumbprints of the bare and the expired one.
 TEST_F(CertificateFilterTest, JudgesByTheFourLists) {
-    const std::string issued = issued_.Thumbprint(), bare = bare_.Thumbprint(), authId = AuthIdOf(issued_);
-    ASSERT_EQ(authId.size(), 40U);
-    std::string colons = issued;
-    colons.insert(2, ":");
+    const auto authority = tessaly::CryptCertificate(platform::ByteView(issued_.Der())).GetAuthorityKeyId();
+    ASSERT_EQ(authority.size(), 40U);
+    const auto filled = [&](std::string row) {
+        const auto thumbprint = platform::ToWide(issued_.Thumbprint());
+        for (const auto& [mark, text] :
+             std::map<std::string, std::u16string>{{"$I", thumbprint},
+                                                   {"$A", authority},
+                                                   {"$i", Lower(thumbprint)},
+                                                   {"$a", Lower(authority)},
+                                                   {"$P", thumbprint.substr(1)},
+                                                   {"$B", platform::ToWide(bare_.Thumbprint())},
+                                                   {"$E", platform::ToWide(expired_.Thumbprint())}})
+            for (auto at = row.find(mark); at != row.npos; at = row.find(mark))
+                row.replace(at, 2, platform::ToUtf8(text));
+        return row;
+    };
     struct Case {
-        const char* what;
-        std::string members;
-        std::vector<std::string> kept;
+        const char *what, *members;
+        Names kept;
     };
     const Case cases[] = {
         {"what is valid now, in the file's order", "", {"issued", "bare"}},
-        {"letter case does not matter", R"(,"ThumbprintInclude":[")" + Lower(issued) + R"("])", {"issued"}},
-        {"colons do, and so does all else",
-         R"(,"ThumbprintInclude":[")" + colons + R"("," )" + issued + R"(",")" + issued + R"(\n",")" +
-             issued.substr(0, 39) + R"(",")" + issued + R"(\u0000","\ud800"])",
-         {}},
-        {"exclude one", R"(,"ThumbprintExclude":["AA",")" + Lower(issued) + R"("])", {"bare"}},
-        {"excluding beats including",
-         R"(,"ThumbprintInclude":[")" + issued + R"("],"ThumbprintExclude":[")" + issued + R"("])",
-         {}},
-        {"by authority", R"(,"AuthIdInclude":[")" + Lower(authId) + R"("])", {"issued"}},
-        {"not by authority", R"(,"AuthIdExclude":[")" + authId + R"("])", {"bare"}},
-        {"excluding the authority beats including the certificate",
-         R"(,"AuthIdExclude":[")" + authId + R"("],"ThumbprintInclude":[")" + issued + R"("])",
-         {}},
-        {"either include is enough",
-         R"(,"AuthIdInclude":[")" + authId + R"("],"ThumbprintInclude":[")" + bare + R"("])",
-         {"issued", "bare"}},
+        {"letter case does not matter", R"(,"ThumbprintInclude":["$i"])", {"issued"}},
+        {"all else does", R"(,"ThumbprintInclude":[":$I"," $I","$I\n","$P","$I0","$I\u0000","\ud800"])", {}},
+        {"exclude one", R"(,"ThumbprintExclude":["AA","$i"])", {"bare"}},
+        {"excluding beats including", R"(,"ThumbprintInclude":["$I"],"ThumbprintExclude":["$I"])", {}},
+        {"by authority", R"(,"AuthIdInclude":["$a"])", {"issued"}},
+        {"not by authority", R"(,"AuthIdExclude":["$A"])", {"bare"}},
+        {"excluding the authority beats the certificate", R"(,"AuthIdExclude":["$A"],"ThumbprintInclude":["$I"])", {}},
+        {"either is enough", R"(,"AuthIdInclude":["$A"],"ThumbprintInclude":["$B"])", {"issued", "bare"}},
         {"an empty entry stands for no authority", R"(,"AuthIdInclude":[""])", {"bare"}},
         {"empty arrays keep all", R"(,"AuthIdInclude":[],"ThumbprintInclude":[])", {"issued", "bare"}},
         {"what is no array is no list",
-         R"(,"ThumbprintInclude":")" + issued + R"(","ThumbprintExclude":{"0":")" + issued + R"("},"AuthIdExclude":7)",
+         R"(,"ThumbprintInclude":"$I","ThumbprintExclude":{"0":"$I"},"AuthIdExclude":7)",
          {"issued", "bare"}},
-        {"an expired one is not brought back", R"(,"ThumbprintInclude":[")" + expired_.Thumbprint() + R"("])", {}},
+        {"an expired one is not brought back", R"(,"ThumbprintInclude":["$E"])", {}},
     };
     for (const auto& [what, members, kept] : cases)
-        EXPECT_EQ(Kept(members), kept) << what;
+        EXPECT_EQ(NamesOf(FileRequest(file_, filled(members))), kept) << what;
 }
 
-TEST_F(CertificateFilterTest, JoinsFileAndStoreAndHoldsEachOnce) {
-    tests::InstallCertificate(profile_, "Others", issued_);
-    tests::InstallCertificate(profile_, "Others", ca_);
-    EXPECT_THAT(Kept(R"(,"Store":"Others")"), ElementsAre("issued", "bare", "CA"));
-    EXPECT_THAT(NamesIn(GatherJson(R"({"Store":"Others","ThumbprintExclude":[")" + ca_.Thumbprint() + "\"]}")),
-                ElementsAre("issued"));
-}
-
-TEST_F(CertificateFilterTest, HoldsTheLaterOfTwoWithOneSerialNumber) {
-    const auto make = [&](const char* name, std::int64_t from) {
-        return Issue({.subject = {{"CN", name}}, .serial = {1, 2}, .notBefore = from, .key = TestKey(KeyType::p256)},
-                     ca_);
+TEST_F(CertificateFilterTest, JoinsFileAndStoreAndHoldsEachOnceAndTheLaterOfTwoWithOneSerialNumber) {
+    InstallCertificate(profile_, "Others", issued_);
+    InstallCertificate(profile_, "Others", ca_);
+    EXPECT_EQ(NamesOf(FileRequest(file_, R"(,"Store":"Others")")), (Names{"issued", "bare", "CA"}));
+    EXPECT_EQ(NamesOf(R"({"Store":"Others","ThumbprintExclude":[")" + ca_.Thumbprint() + "\"]}"), Names{"issued"});
+    const auto from = [&](const char* name, std::int64_t days) {
+        return Issue({.subject = {{"CN", name}}, .serial = {1, 2}, .notBefore = now_ - days * kDay}, ca_);
     };
-    const auto older = make("older", now_ - 3 * kDay), newer = make("newer", now_ - 2 * kDay);
-    const auto file = profile_.Write("two.pem", older.Pem() + newer.Pem() + older.Pem()).string();
-    EXPECT_THAT(NamesIn(GatherJson(R"({"Filename":")" + file + "\"}")), ElementsAre("newer"));
+    const auto older = from("older", 3), newer = from("newer", 2);
+    EXPECT_EQ(NamesOf(FileRequest(Pem("two.pem", {older, newer, older}))), Names{"newer"});
 }
 
 TEST_F(CertificateFilterTest, TellsASourceWithoutCertificatesFromOneThatIsFilteredOut) {
-    const auto only = profile_.Write("expired.pem", expired_.Pem()).string();
-    EXPECT_THAT(NamesIn(GatherJson(R"({"Filename":")" + only + "\"}")), IsEmpty());
-    EXPECT_EQ(GatherJson(R"({"Store":"../MY"})").failure, u"Cannot open certificate store.\n");
-    EXPECT_EQ(GatherJson(R"({"Filename":")" + only + R"(","Store":"Nobody"})").failure,
-              u"Cannot open certificate store.\n")
+    const auto only = Pem("expired.pem", {expired_});
+    EXPECT_EQ(NamesOf(FileRequest(only)), Names());
+    EXPECT_EQ(FailureOf(R"({"Store":"../MY"})"), "Cannot open certificate store.\n");
+    EXPECT_EQ(FailureOf(FileRequest(only, R"(,"Store":"Nobody")")), "Cannot open certificate store.\n")
         << "the second source fails the whole";
-    const auto missing = GatherJson(R"({"Filename":"/nonexistent/a.cer"})").failure;
-    EXPECT_TRUE(missing.starts_with(u"Cannot open file.\nMsg: ")) << platform::ToUtf8(missing);
-    EXPECT_TRUE(missing.ends_with(u"\nError 0x2") || missing.ends_with(u"\nError 0x3")) << platform::ToUtf8(missing);
+    EXPECT_THAT(FailureOf(FileRequest("/nonexistent/a.cer")),
+                testing::MatchesRegex("Cannot open file.\nMsg: .*\nError 0x[23]"));
 }
 
 }  // namespace

@@ -1,77 +1,35 @@
 #include "src/EntryFrame.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <regex>
 #include <set>
 #include <sstream>
-#include <stdexcept>
 
-#include "tests/src/Heard.h"
+#include "tests/src/Person.h"
 #include "tests/support/Process.h"
-#include "tests/support/Profile.h"
-#include "tests/support/ScriptedInterface.h"
 
 namespace {
 
-using tests::heard;
-using tests::kContext;
+using Frame = tests::PersonTest;
 
-class Frame : public testing::Test {
-  protected:
-    Frame() {
-        heard.clear();
-        CNorvikApp::Start(std::make_unique<tests::ScriptedInterface>(script_));
-    }
-    ~Frame() override { CNorvikApp::Stop(); }
-    tests::Profile profile_;
-    tests::Script script_;
-};
-
-[[noreturn]] bool Throw() {
-    throw std::runtime_error("Липсва файл");
-}
-
-TEST_F(Frame, HandsTheResultThroughOrTurnsAnExceptionIntoOneAnswerOfTheFunctionsForm) {
-    using namespace tests;
-    EXPECT_TRUE(EntryFrame::Run(JsonFailure{HearJson, kContext}, [] { return true; }));
-    EXPECT_EQ(EntryFrame::Run(MessageBoxFailure{}, [] { return 7; }), 7);
-    EXPECT_TRUE(heard.empty());
-    EXPECT_FALSE(EntryFrame::Run(JsonFailure{HearJson, kContext}, Throw));
-    EXPECT_FALSE(EntryFrame::Run(JsonArrayFailure{HearJson, kContext}, Throw));
-    EXPECT_FALSE(EntryFrame::Run(RecordFailure{HearRecord, kContext}, Throw));
-    EXPECT_TRUE(EntryFrame::Run(RecordFlagFailure{HearRecordFlag, kContext, true}, Throw)) << "its own result";
-    EntryFrame::Run(SignInfoFailure{HearSignature, kContext}, [] { Throw(); });
-    EXPECT_THAT(heard, testing::ElementsAre("{\r\n  \"Error\": true,\r\n  \"ErrorMessage\": \"Липсва файл\"\r\n}\r\n",
-                                            "[{\"Error\":true,\"ErrorMessage\":\"Липсва файл\"}]", "error|Липсва файл",
-                                            "error|Липсва файл", "error|Липсва файл"));
-    EXPECT_FALSE(EntryFrame::Run(LogFailure{}, Throw));
+TEST_F(Frame, LetsNoExceptionOutWhereNobodyListensOrTheLibraryIsOnItsWayOut) {
+    const auto work = []() -> bool { throw std::runtime_error("Липсва файл"); };
+    EXPECT_FALSE(EntryFrame::Run(JsonFailure{nullptr, 0}, work));
+    EXPECT_FALSE(EntryFrame::Run(JsonArrayFailure{nullptr, 0}, work));
+    EXPECT_FALSE(EntryFrame::Run(RecordFailure{nullptr, 0}, work));
+    EXPECT_TRUE(EntryFrame::Run(RecordFlagFailure{nullptr, 0, true}, work)) << "its own result";
+    EXPECT_FALSE(EntryFrame::Run(LogFailure{}, work));
+    EXPECT_NO_THROW(EntryFrame::Run(SignInfoFailure{nullptr, 0}, [&] { work(); }));
     EXPECT_TRUE(script_.shown.empty());
-    EXPECT_THAT(ReadFile(profile_.Folder() / "tmp/Norvik/Norvik.log"),
-                testing::HasSubstr("[Norvik_logger] [error] Липсва файл"));
-}
-
-TEST_F(Frame, ShowsABoxAndAnswersOneWhereThereIsNoCallback) {
-    const auto run = [] { return EntryFrame::Run(MessageBoxFailure{}, [] { return Throw() ? 2 : 3; }); };
-    EXPECT_EQ(run(), 1);
-    ASSERT_EQ(script_.shown.size(), 1u);
+    EXPECT_THAT(Log(), testing::HasSubstr("[Norvik_logger] [error] Липсва файл"));
+    const auto box = [&](auto operation) { return EntryFrame::Run(MessageBoxFailure{}, operation); };
+    EXPECT_EQ(box([&] { return work() ? 2 : 3; }), 1);
+    EXPECT_THAT(script_.Texts(), testing::ElementsAre("Липсва файл"));
     EXPECT_EQ(script_.shown[0].title, u"Грешка");
-    EXPECT_EQ(script_.shown[0].text, u"Липсва файл");
     EXPECT_EQ(script_.shown[0].icon, ui::Message::Icon::error);
     CNorvikApp::Stop();
-    EXPECT_EQ(run(), 1) << "also where the library is on its way out";
+    EXPECT_EQ(box([&] { return work() ? 2 : 3; }), 1);
+    EXPECT_EQ(box([] { return 7; }), 7);
 }
-
-TEST_F(Frame, CallsNoNullCallback) {
-    EXPECT_FALSE(EntryFrame::Run(JsonFailure{nullptr, 0}, Throw));
-    EXPECT_FALSE(EntryFrame::Run(JsonArrayFailure{nullptr, 0}, Throw));
-    EXPECT_FALSE(EntryFrame::Run(RecordFailure{nullptr, 0}, Throw));
-    EXPECT_FALSE(EntryFrame::Run(RecordFlagFailure{nullptr, 0}, Throw));
-    EXPECT_NO_THROW(EntryFrame::Run(SignInfoFailure{nullptr, 0}, [] { Throw(); }));
-}
-
-// --- The exported list ---
 
 std::set<std::string> Lines(const std::string& text) {
     std::istringstream stream(text);

@@ -1,19 +1,27 @@
-// What windows and the terminal say of results, without either.
+// What windows, terminal and paper say of results, without any of them.
 
 #include <gmock/gmock.h>
 
 #include "platform/Text.h"
 #include "src/results/Legend.h"
 #include "src/results/ProtectedContent.h"
+#include "src/results/ReportContent.h"
 #include "src/results/SignatureState.h"
 #include "src/results/UnsafeExtension.h"
+#include "src/settings/PrintTexts.h"
+#include "src/settings/Settings.h"
 #include "src/ui/TerminalInterface.h"
-#include "tests/support/Pki.h"
+#include "tests/support/ChainWorld.h"
 
 namespace {
 
 using testing::HasSubstr;
 using verification::SignatureEntry;
+
+void Name(SignatureEntry& entry, const std::string& name) {
+    entry.certificate =
+        std::make_unique<tessaly::CryptCertificate>(tests::ContextOf(tests::Issue({.subject = {{"CN", name}}})), true);
+}
 
 TEST(Results, AnUnsafeExtensionIsFoundAnywhereInTheListAsItStands) {
     for (const auto* name : {u"x.vb", u"x.exe", u"x.as", u"договор.scr", u"noteexe", u"x.ws", u"x.js"})
@@ -29,8 +37,7 @@ TEST(Results, TheLegendShowsTwoToFourFramesAndMarksOneOfThem) {
             text += (frame.marked ? "[" : " ") + platform::ToUtf8(frame.label) + (frame.marked ? "]" : " ");
         return text;
     };
-    EXPECT_EQ(shown(0, 0), "");
-    EXPECT_EQ(shown(1, 1), "");
+    EXPECT_EQ(shown(0, 0) + shown(1, 1), "");
     EXPECT_EQ(shown(2, 2), " Ниво 1 [Ниво 2]");
     EXPECT_EQ(shown(4, 3), " Ниво 1  Ниво 2 [Ниво 3] Ниво 4 ");
     EXPECT_EQ(shown(5, 0), " Ниво 1  Ниво 2  ...  Ниво 5 ");
@@ -50,12 +57,12 @@ TEST(Results, TheLegendShowsTwoToFourFramesAndMarksOneOfThem) {
 
 TEST(Results, WindowAndPaperJudgeASignatureEachByItsOwnRule) {
     using enum tessaly::StatusClass;
+    constexpr std::uint32_t broken = 0x80096010, changed = 0x80091007, revoked = 0x80092010, unchecked = 0x80092012,
+                            unknown = 0x12345678, noChain = 0xFFFFFFFF;
     struct Case {
         std::uint32_t sign, certificate;
         tessaly::StatusClass inList, inReport;
     };
-    constexpr std::uint32_t broken = 0x80096010, changed = 0x80091007, revoked = 0x80092010, unchecked = 0x80092012,
-                            unknown = 0x12345678, noChain = 0xFFFFFFFF;
     for (const auto& [sign, certificate, inList, inReport] :
          {Case{0, 0, valid, valid}, Case{0, revoked, invalid, valid}, Case{0, unchecked, unverified, valid},
           Case{0, noChain, unverified, valid}, Case{changed, 0, invalid, valid},
@@ -89,9 +96,7 @@ TEST(Results, TheContentOfASignatureLiesBesideItOrInTheWorkFolder) {
 
 TEST(Results, TheTerminalTellsWhatIsWrongWithSignatureAndCertificateEachByItself) {
     verification::SignatureEntries entries(2);
-    const auto certificate = tests::Issue({.subject = {{"CN", "Иван\n  2. Измислен подпис"}}});
-    entries[0].certificate =
-        std::make_unique<tessaly::CryptCertificate>(platform::CertCreateCertificateContext(certificate.Der()), true);
+    Name(entries[0], "Иван\n  2. Измислен подпис");
     entries[0].signMessage = u"Подписът е валиден";
     entries[0].certStatus = 0x80092012;
     entries[0].certMessage = tessaly::StatusText(0x80092012);
@@ -106,13 +111,52 @@ TEST(Results, TheTerminalTellsWhatIsWrongWithSignatureAndCertificateEachByItself
     EXPECT_EQ(ui::TerminalInterface().ShowResults({entries, "a.p7m", {}}), ui::ResultsAction::none);
     const auto text = testing::internal::GetCapturedStdout();
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1 + 5 + 5) << text;
-    EXPECT_THAT(text, HasSubstr("  1. Иван"));
-    EXPECT_THAT(text, HasSubstr("време според подписалия: не е посочено"));
-    EXPECT_THAT(text, HasSubstr("подпис: Валиден - Подписът е валиден"));
-    EXPECT_THAT(text, HasSubstr("сертификат: Непроверен - " + platform::ToUtf8(entries[0].certMessage)));
-    EXPECT_THAT(text, HasSubstr("  2. (сертификат без име)\n     време според подписалия: 2024-03-01 12:00:00"));
-    EXPECT_THAT(text, HasSubstr("подпис: Невалиден - Цифровият подпис на обекта не се потвърди."));
-    EXPECT_THAT(text, HasSubstr("срок на сертификата: изтекъл"));
+    for (const auto* part :
+         {"  1. Иван", "време според подписалия: не е посочено", "подпис: Валиден - Подписът е валиден",
+          "сертификат: Непроверен - Функцията за анулиране",
+          "  2. (сертификат без име)\n     време според подписалия: 2024-03-01 12:00:00",
+          "подпис: Невалиден - Цифровият подпис на обекта не се потвърди.", "срок на сертификата: изтекъл"})
+        EXPECT_THAT(text, HasSubstr(part));
+}
+
+TEST(Report, TellsLevelNameAndLocalTimeOnOneLine) {
+    tests::Profile profile;
+    profile.Set("TZ", "Europe/Sofia");
+    verification::SignatureEntries entries(3);
+    Name(entries[0], "Иван\nПетров\u202E");
+    entries[0].level = 2;
+    entries[0].signingTime = 1'782'853'500;  // 2026-06-30 21:05 UTC
+    entries[2].signingTime = -1;
+    const auto rows = results::MakeReport(entries, u"a").rows;
+    EXPECT_EQ(rows.at(0).level, u"3");
+    EXPECT_EQ(rows[0].name, u"Иван\uFFFDПетров\uFFFD");
+    EXPECT_EQ(rows[0].date, u"01.07.2026 00:05") << "summer time, and the next day";
+    for (const std::size_t absent : {1, 2}) {
+        EXPECT_EQ(rows.at(absent).date, u"n/a");
+        EXPECT_EQ(rows[absent].name, u"");
+    }
+}
+
+TEST(Report, TakesHeaderAndFooterFromTheSettings) {
+    const tests::Profile profile;
+    const auto fresh = results::MakeReport({}, u"a");
+    EXPECT_EQ(fresh.header, u"");
+    EXPECT_EQ(fresh.footer, u"Страница %d");
+    EXPECT_FALSE(settings::StoredText(*settings::FindSetting(u"Print", u"Footer"))) << "a default is not written back";
+    settings::StorePrintTexts({u"Горе", u""});
+    const auto stored = results::MakeReport({}, u"a");
+    EXPECT_EQ(stored.header, u"Горе");
+    EXPECT_EQ(stored.footer, u"") << "an empty text is a text";
+}
+
+TEST(Report, PutsThePageIntoTheFormatAndSurvivesEveryOther) {
+    const std::pair<const char16_t*, const char16_t*> cases[] = {
+        {u"Страница %d", u"Страница 7"}, {u"без номер", u"без номер"},     {u"%02d/%%", u"07/%"},
+        {u"%-3i|%+u", u"7  |%+u"},       {u"%d от %d", u"7 от %d"},        {u"100 %", u"100 %"},
+        {u"%s %n %x", u"%s %n %x"},      {u"%999999999d", u"%999999999d"}, {u"%5", u"%5"},
+        {u"%*d %ld", u"%*d %ld"},        {u"%%d %3d", u"%d   7"}};
+    for (const auto& [format, text] : cases)
+        EXPECT_EQ(results::PageText(format, 7), text) << platform::ToUtf8(format);
 }
 
 }  // namespace

@@ -1,8 +1,6 @@
 // The exports on signed files as an application calls them.
 
-#include "norvik/norvik.h"
-#include "tests/src/Heard.h"
-#include "tests/src/LoadedLibrary.h"
+#include "tests/src/Exports.h"
 #include "tests/src/VerificationTest.h"
 
 namespace {
@@ -29,8 +27,7 @@ class VerifyExports : public VerificationTest {
     // The answer to a request, and whether the call said true.
     std::string Json(const std::string& request, bool expected = true) {
         heard.clear();
-        const bool done =
-            NORVIK_EXPORT_OF(library_, NorvikSignInfoJson)(platform::ToWide(request).c_str(), HearJson, kContext);
+        const bool done = EXPORT(NorvikSignInfoJson)(platform::ToWide(request).c_str(), HearJson, kContext);
         EXPECT_EQ(done, expected) << request;
         EXPECT_EQ(heard.size(), 1U);
         return heard.empty() ? "" : heard[0];
@@ -59,12 +56,11 @@ for key, value in json.load(sys.stdin)[0].items():
     };
     Extracted Extract(const fs::path& file, int flag = 1) {
         std::u16string path(4096, u'\0'), text(4096, u'\0');
-        const int result =
-            NORVIK_EXPORT_OF(library_, NorvikExtractFile)(file.u16string().c_str(), path.data(), text.data(), flag);
+        const int result = EXPORT(NorvikExtractFile)(file.u16string().c_str(), path.data(), text.data(), flag);
         return {result, platform::ToUtf8(path.c_str()), platform::ToUtf8(text.c_str())};
     }
     int Show(const fs::path& file, int flag = 0) {
-        return NORVIK_EXPORT_OF(library_, NorvikDecryptVerifyFile)(file.u16string().c_str(), flag);
+        return EXPORT(NorvikDecryptVerifyFile)(file.u16string().c_str(), flag);
     }
     fs::path Timeless() const { return OpenSslSign("t.p7m", {{pki_.signer}, {pki_.ca}, "-nodetach -noattr"}); }
 
@@ -111,7 +107,7 @@ TEST_F(VerifyExports, TakeTheDataOfADetachedSignatureFromTheRequestAndAnswerFail
     const std::string invalid = R"([{"Error":true,"ErrorMessage":"Invalid input parameters"}])";
     for (const auto* request : {"", " \t\v\f\r\n", "{}", "[]", "x", R"({"DataFile":"x"})"})
         EXPECT_EQ(Json(request, false), invalid) << request;
-    const auto call = NORVIK_EXPORT_OF(library_, NorvikSignInfoJson);
+    const auto call = EXPORT(NorvikSignInfoJson);
     EXPECT_FALSE(call(nullptr, HearJson, kContext));
     EXPECT_FALSE(call(platform::ToWide(RequestFor(file)).c_str(), nullptr, kContext));
     EXPECT_THAT(heard, ElementsAre(invalid, invalid));
@@ -119,9 +115,9 @@ TEST_F(VerifyExports, TakeTheDataOfADetachedSignatureFromTheRequestAndAnswerFail
 
 TEST_F(VerifyExports, CallBackForEachSignature) {
     const auto report = [&](const fs::path& file, NorvikSignInfoCallback callback = HearSignature) {
-        NORVIK_EXPORT_OF(library_, NorvikSignInfo)(file.u16string().c_str(), callback, kContext);
+        EXPORT(NorvikSignInfo)(file.u16string().c_str(), callback, kContext);
     };
-    const auto report2 = NORVIK_EXPORT_OF(library_, NorvikSignInfo2);
+    const auto report2 = EXPORT(NorvikSignInfo2);
     const auto file = Attached();
     report(file);
     Change(file, ReadFile(file).find("words"));
@@ -130,7 +126,7 @@ TEST_F(VerifyExports, CallBackForEachSignature) {
     const auto strange = OpenSslSign("s.p7s", {{stranger}, {}, ""});
     report2(strange.u16string().c_str(), (documents_ / "data").u16string().c_str(), HearSignature, kContext);
     report(strange);
-    NORVIK_EXPORT_OF(library_, NorvikSignInfo)(nullptr, HearSignature, kContext);
+    EXPORT(NorvikSignInfo)(nullptr, HearSignature, kContext);
     report2(u"", nullptr, HearSignature, kContext);
     report(file, nullptr);
 
@@ -145,7 +141,7 @@ TEST_F(VerifyExports, CallBackForEachSignature) {
 }
 
 TEST_F(VerifyExports, TellDetachedFromAttached) {
-    const auto isP7s = NORVIK_EXPORT_OF(library_, NorvikIsP7S);
+    const auto isP7s = EXPORT(NorvikIsP7S);
     EXPECT_TRUE(isP7s(Detached().u16string().c_str(), HearJson, kContext));
     EXPECT_FALSE(isP7s(Attached().u16string().c_str(), HearJson, kContext));
     EXPECT_TRUE(heard.empty());
@@ -175,7 +171,7 @@ TEST_F(VerifyExports, TakeTheContentOutAndTellOfEverySigner) {
     EXPECT_FALSE(fs::exists(work / "a.p7m")) << "the copy is gone";
     EXPECT_TRUE(fs::exists(misnamed));
     std::u16string path(4096, u'\0');
-    const auto extract = NORVIK_EXPORT_OF(library_, NorvikExtractFile);
+    const auto extract = EXPORT(NorvikExtractFile);
     EXPECT_EQ(extract(Attached().u16string().c_str(), path.data(), nullptr, 0), 1);
     EXPECT_NE(path[0], u'\0');
 }
@@ -231,19 +227,19 @@ TEST_F(VerifyExports, OfTheLauncherShowTheSame) {
     const auto file = Attached();
     const auto wide = file.u16string();
     int window = 0;
-    NORVIK_EXPORT_OF(library_, NorvikDecryptVerifyFileEx)(&window, nullptr, wide.c_str(), 1);
+    EXPORT(NorvikDecryptVerifyFileEx)(&window, nullptr, wide.c_str(), 1);
     EXPECT_EQ(CNorvikApp::Current()->parentWindow, &window);
-    NORVIK_EXPORT_OF(library_, EPNorvikDecryptVerifyFileW)(nullptr, nullptr, wide.c_str(), 1);
+    EXPORT(EPNorvikDecryptVerifyFileW)(nullptr, nullptr, wide.c_str(), 1);
     EXPECT_EQ(CNorvikApp::Current()->parentWindow, nullptr);
-    NORVIK_EXPORT_OF(library_, EPNorvikDecryptVerifyFileA)(&window, nullptr, file.c_str(), 1);
-    NORVIK_EXPORT_OF(library_, EPNorvikDecryptVerifyFileEx)(nullptr, nullptr, wide.c_str(), 1);
+    EXPORT(EPNorvikDecryptVerifyFileA)(&window, nullptr, file.c_str(), 1);
+    EXPORT(EPNorvikDecryptVerifyFileEx)(nullptr, nullptr, wide.c_str(), 1);
     EXPECT_EQ(shown_.size(), 4U);
-    NORVIK_EXPORT_OF(library_, EPNorvikDecryptVerifyFileA)(nullptr, nullptr, nullptr, 1);
+    EXPORT(EPNorvikDecryptVerifyFileA)(nullptr, nullptr, nullptr, 1);
     EXPECT_THAT(script_.Texts(), ElementsAre(kMissing));
 }
 
 TEST_F(VerifyExports, WriteTheFirstSignerDetached) {
-    const auto detach = NORVIK_EXPORT_OF(library_, NorvikP7M2P7S);
+    const auto detach = EXPORT(NorvikP7M2P7S);
     const auto call = [&](const fs::path& from, const fs::path& to) {
         return detach(from.u16string().c_str(), to.u16string().c_str());
     };
