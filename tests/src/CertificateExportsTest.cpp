@@ -79,33 +79,28 @@ class CertificateExports : public PersonTest {
     const Certificate expired_ = Issue({.notBefore = now_ - 9 * kDay, .notAfter = now_ - kDay}, ca_);
 };
 
-TEST_F(CertificateExports, DescribeAFileAsAnArrayOfTheValidOnes) {
-    EXPECT_TRUE(Describe(RequestFor(Write("three.pem", ivan_.Pem() + expired_.Pem() + ca_.Pem()))));
-    ASSERT_EQ(heard.size(), 1U);
-    EXPECT_THAT(heard[0], StartsWith("[\r\n  {\r\n    \"Serial\": \"" + ivan_.SerialHex()));
-    toolkit::CkJsonArrayW records;
-    ASSERT_TRUE(records.Load(platform::ToWide(heard[0]).c_str()));
-    ASSERT_EQ(records.Size(), 2);
-    EXPECT_EQ(records.ObjectAt(1)->StringOf(u"Thumbprint"), platform::ToWide(ca_.Thumbprint()));
-    EXPECT_FALSE(Describe(R"({"Store":"Nobody"})"));
-    EXPECT_EQ(heard.back(),
-              "[\r\n  {\r\n    \"Error\": true,\r\n    \"ErrorMessage\": \"Cannot open certificate store.\\n\"\r\n"
-              "  }\r\n]\r\n");
-}
-
-TEST_F(CertificateExports, CallBackForEachCertificateOfAFile) {
+TEST_F(CertificateExports, TellOfTheValidCertificatesOfAFileInTheFormOfTheFunction) {
     profile_.Set("TZ", "UTC");
     const Certificate one = Issue({.subject = {{"CN", "Едно"}},
                                    .notBefore = 1'709'280'900,  // 2024-03-01
                                    .notAfter = 4'102'444'800,   // 2100-01-01
                                    .key = TestKey(KeyType::p256, 2)},
                                   ca_);
-    const auto file = Write("two.pem", one.Pem() + expired_.Pem() + ivan_.Pem());
+    const auto file = Write("three.pem", one.Pem() + expired_.Pem() + ivan_.Pem());
     EXPECT_TRUE(Long(file.c_str()));
     EXPECT_TRUE(Short(file.c_str()));
     EXPECT_TRUE(Short(Write("expired.pem", expired_.Pem()).c_str())) << "nothing valid is nothing to tell";
+    EXPECT_TRUE(Describe(RequestFor(file)));
+    EXPECT_FALSE(Describe(R"({"Store":"Nobody"})"));
     const auto told = "Едно|" + Date(2024, 3, 1) + "|" + Date(2100, 1, 1) + "|" + one.Thumbprint() + "|Издател";
-    EXPECT_THAT(heard, ElementsAre(told + "|true", StartsWith("Иван|"), told, StartsWith("Иван|")));
+    EXPECT_THAT(heard, ElementsAre(told + "|true", StartsWith("Иван|"), told, StartsWith("Иван|"),
+                                   StartsWith("[\r\n  {\r\n    \"Serial\": \"" + one.SerialHex()),
+                                   "[\r\n  {\r\n    \"Error\": true,\r\n    \"ErrorMessage\": "
+                                   "\"Cannot open certificate store.\\n\"\r\n  }\r\n]\r\n"));
+    toolkit::CkJsonArrayW records;
+    ASSERT_TRUE(records.Load(platform::ToWide(heard.at(4)).c_str()));
+    ASSERT_EQ(records.Size(), 2);
+    EXPECT_EQ(records.ObjectAt(1)->StringOf(u"Thumbprint"), platform::ToWide(ivan_.Thumbprint()));
 }
 
 // Both are the reading of a local clock where the other side is UTC, as callers have always had them.

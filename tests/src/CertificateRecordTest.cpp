@@ -129,17 +129,16 @@ TEST(CertificateRecord, OfOddOnesDoesToo) {
     };
     for (const auto& spec : specs)
         add(Issue(spec, ca));
-    struct Signing {
-        Key key;
-        const char* hash;
-        bool pss = false;
-    };
-    for (const auto& [key, hash, pss] :
-         {Signing{TestKey(KeyType::rsa2048), "SHA1"}, Signing{TestKey(KeyType::rsa2048), "SHA384"},
-          Signing{TestKey(KeyType::rsa3072), "SHA512", true}, Signing{TestKey(KeyType::p384), "SHA384"},
-          Signing{TestKey(KeyType::p384), "SHA512"}, Signing{TestKey(KeyType::dsa2048), "SHA1"},
-          Signing{KeyOf("ED25519"), nullptr}, Signing{KeyOf("ED448"), nullptr}})
-        add(Issue({.key = key, .hash = hash, .pss = pss}));
+    for (const auto& spec :
+         std::vector<CertificateSpec>{{.key = TestKey(KeyType::rsa2048), .hash = "SHA1"},
+                                      {.key = TestKey(KeyType::rsa2048), .hash = "SHA384"},
+                                      {.key = TestKey(KeyType::rsa3072), .hash = "SHA512", .pss = true},
+                                      {.key = TestKey(KeyType::p384), .hash = "SHA384"},
+                                      {.key = TestKey(KeyType::p384), .hash = "SHA512"},
+                                      {.key = TestKey(KeyType::dsa2048), .hash = "SHA1"},
+                                      {.key = KeyOf("ED25519"), .hash = nullptr},
+                                      {.key = KeyOf("ED448"), .hash = nullptr}})
+        add(Issue(spec));
     EXPECT_EQ(Compare(made), made.size());
 }
 

@@ -1,7 +1,6 @@
 #include "src/certificates/Request.h"
 
 #include <algorithm>
-#include <map>
 
 #include "crypt/CryptCertificate.h"
 #include "platform/Keys.h"
@@ -60,22 +59,22 @@ class CertificateFilter : public testing::Test {
 };
 
 // $I in a row stands for the thumbprint of the issued certificate, $A for its authority, $i and $a for the same in
-// small letters, $B and $E for the thumbprints of the bare and the expired one.
+// small letters, $P for a part of it, $B and $E for the thumbprints of the bare and the expired one.
 TEST_F(CertificateFilter, JudgesByTheFourLists) {
     const auto authority = tessaly::CryptCertificate(platform::ByteView(issued_.Der())).GetAuthorityKeyId();
     ASSERT_EQ(authority.size(), 40U);
     const auto filled = [&](std::string row) {
         const auto thumbprint = platform::ToWide(issued_.Thumbprint());
-        for (const auto& [mark, text] :
-             std::map<std::string, std::u16string>{{"$I", thumbprint},
-                                                   {"$A", authority},
-                                                   {"$i", Lower(thumbprint)},
-                                                   {"$a", Lower(authority)},
-                                                   {"$P", thumbprint.substr(1)},
-                                                   {"$B", platform::ToWide(bare_.Thumbprint())},
-                                                   {"$E", platform::ToWide(expired_.Thumbprint())}})
-            for (auto at = row.find(mark); at != row.npos; at = row.find(mark))
-                row.replace(at, 2, platform::ToUtf8(text));
+        const std::u16string texts[] = {thumbprint,
+                                        authority,
+                                        Lower(thumbprint),
+                                        Lower(authority),
+                                        thumbprint.substr(1),
+                                        platform::ToWide(bare_.Thumbprint()),
+                                        platform::ToWide(expired_.Thumbprint())};
+        for (std::size_t i = 0; i < std::size(texts); ++i)
+            for (auto at = row.npos; (at = row.find({'$', "IAiaPBE"[i]})) != row.npos;)
+                row.replace(at, 2, platform::ToUtf8(texts[i]));
         return row;
     };
     struct Case {

@@ -47,10 +47,8 @@ TEST(Results, TheLegendShowsTwoToFourFramesAndMarksOneOfThem) {
     EXPECT_EQ(shown(12, 12), " Ниво 1  Ниво 2  ... [Ниво 12]");
 
     const auto frames = results::MakeLegend(3, 1, 40, 16);
-    EXPECT_EQ(frames[0].left, 42 - (40 + 24) / 2);
-    EXPECT_EQ(frames[0].top, 160 - (24 * 3 + 20) / 2);
-    EXPECT_EQ(frames[0].width, 64);
-    EXPECT_EQ(frames[0].height, 24 * 3 + 20);
+    EXPECT_EQ(std::tuple(frames[0].left, frames[0].top, frames[0].width, frames[0].height),
+              std::tuple(10, 114, 64, 92));
     EXPECT_EQ(frames[2].top, frames[1].top + 4) << "each lies in the one before";
     EXPECT_GE(frames[1].top + frames[1].height - frames[2].top - frames[2].height, 16) << "the label";
 }

@@ -108,21 +108,30 @@ def key_size(text):
     return 0 if not bits else int(bits[1] or (256 if bits[2] else 456 if bits[3] == 'ED448' else 448))
 
 
-def theirs(text):
+def expected(record, der, text):
+    """The record that ought to be there, its members in their order."""
+    thumbprints = {'Thumbprint': hashlib.sha1(der).hexdigest().upper(),
+                   'ThumbprintSHA256': hashlib.sha256(der).hexdigest().upper()}
+    if not text:
+        return {**record, **thumbprints}
     subject, issuer = between(text, 'subject=\n', 'issuer=\n'), between(text, 'issuer=\n', 'Certificate:\n')
     urls = re.findall('URI:(.*?)(?:  |$)', extension(text, 'X509v3 CRL Distribution Points')[1], re.M)
     title, usages = extension(text, 'X509v3 Extended Key Usage')
     # Where the two places of the algorithm differ, the outer one is what the signature was made with.
     algorithm = between(text, '\n    Signature Algorithm: ', '\n')
-    return {
+    # A value that openssl does not decode stands there as bytes with dots. We look no further than the identifier.
+    undecoded = '..' in extension(text, 'X509v3 Authority Key Identifier')[1]
+    members = {
         'Serial': stored_serial(between(text, 'serial=', '\n')),
         'CommonName': display_name(subject, extension(text, 'X509v3 Subject Alternative Name')[1]),
         'Issuer': display_name(issuer, extension(text, 'X509v3 Issuer Alternative Name')[1]),
         'Subject': '' if subject == '    \n' else subject,
         'Organization': attribute(subject, '2.5.4.10'),
-        'SignatureAlgorithm': ALGORITHMS.get(algorithm, algorithm),
+        **thumbprints,
+        'SignatureAlgorithm': record['SignatureAlgorithm'] if algorithm in NO_ALGORITHMS
+                              else ALGORITHMS.get(algorithm, algorithm),
         'SubjectKeyId': digits(extension(text, 'X509v3 Subject Key Identifier')[1]),
-        'AuthorityKeyId': authority_key_id(text),
+        'AuthorityKeyId': record['AuthorityKeyId'] if undecoded else authority_key_id(text),
         'KeySize': key_size(text),
         'NotBefore': moment(between(text, 'notBefore=', 'Z\n')),
         'NotAfter': moment(between(text, 'notAfter=', 'Z\n')),
@@ -130,22 +139,7 @@ def theirs(text):
         'EnhancedKeyUsage': None if 'critical' in title else last_usage(usages),
         'EnhancedKeyUsageCritical': last_usage(usages) if 'critical' in title else None,
     }
-
-
-def expected(record, der, text):
-    """The record that ought to be there, its members in their order."""
-    members = {'Thumbprint': hashlib.sha1(der).hexdigest().upper(),
-               'ThumbprintSHA256': hashlib.sha256(der).hexdigest().upper()}
-    if not text:
-        return {**record, **members}
-    members.update(theirs(text))
-    if members['SignatureAlgorithm'] in NO_ALGORITHMS:
-        members['SignatureAlgorithm'] = record['SignatureAlgorithm']
-    # A value that it does not decode stands there as bytes with dots. We look no further than the identifier.
-    if '..' in extension(text, 'X509v3 Authority Key Identifier')[1]:
-        members['AuthorityKeyId'] = record['AuthorityKeyId']
-    order = ['Serial', 'CommonName', 'Issuer', 'Subject', 'Organization', 'Thumbprint', 'ThumbprintSHA256', *members]
-    return {key: members[key] for key in order if members[key] is not None}
+    return {key: value for key, value in members.items() if value is not None}
 
 
 def main(folder):
