@@ -26,18 +26,20 @@ CryptCertificate Object(const tests::Certificate& certificate) {
 CryptCertificate With(std::vector<tests::Extension> extra, CertificateSpec spec = {}) {
     spec.key = TestKey(KeyType::p256);
     spec.subjectKeyId = false;
-    spec.authorityKeyId = false;
     spec.extra = std::move(extra);
     return Object(Issue(spec));
 }
 
+tests::Certificate Named(const char* name, unsigned key = 0) {
+    return Issue({.subject = {{"CN", name}}, .key = TestKey(KeyType::p256, key), .ca = true});
+}
+
 TEST(CryptCertificate, TellsWhatTheCertificateSays) {
-    const tests::Certificate root = Issue({.subject = {{"CN", "Корен"}}, .key = TestKey(KeyType::p256), .ca = true});
+    const tests::Certificate root = Named("Корен");
     const tests::Certificate leaf = Issue({.subject = {{"O", "Фирма ООД"}, {"CN", "Иван Иванов"}},
                                            .serial = {0x02, 0x01, 0xAB},
                                            .notBefore = 1'709'330'400,  // 22:00 UTC is midnight in Sofia,
                                            .notAfter = 1'719'867'600,   // and 21:00 UTC in summer
-
                                            .key = TestKey(KeyType::p256, 1)},
                                           root);
     tests::Profile profile;
@@ -71,37 +73,38 @@ TEST(CryptCertificate, AnswersEmptyWithoutACertificate) {
     }
 }
 
-// SEQUENCE { [0] key identifier } and SEQUENCE { [2] serial } as 2.5.29.35 has them. In 2.5.29.1 the serial is [2] too.
-Bytes KeyIdOf(const Bytes& identifier) {
-    const auto length = static_cast<std::uint8_t>(identifier.size());
-    Bytes der{0x30, static_cast<std::uint8_t>(length + 2), 0x80, length};
-    for (const auto byte : identifier)
-        der.push_back(byte);
-    return der;
-}
-
 TEST(CryptCertificate, TakesTheAuthorityKeyIdOfTheOlderExtensionFirst) {
-    const tests::Extension newer{"2.5.29.35", false, KeyIdOf({0xAA, 0xBB})};
-    EXPECT_EQ(With({newer}).GetAuthorityKeyId(), u"AABB");
-    EXPECT_EQ(With({newer, {"2.5.29.1", false, KeyIdOf({0x01, 0x02, 0x03})}}).GetAuthorityKeyId(), u"010203");
-    EXPECT_EQ(With({{"2.5.29.1", false, {0x30, 0x00}}, newer}).GetAuthorityKeyId(), u"")
-        << "an older one that says nothing hides the newer one";
-    EXPECT_EQ(With({{"2.5.29.1", false, {0x30, 0x07, 0x80, 0x01, 0x05, 0x82, 0x02, 0x12, 0x34}}}).GetAuthorityKeyId(),
-              u"3412")
-        << "a key identifier of one byte counts as absent; the serial number stands as it is stored";
-    EXPECT_EQ(With({{"2.5.29.35", false, KeyIdOf({0x05})}}).GetAuthorityKeyId(), u"");
-    EXPECT_EQ(With({{"2.5.29.35", false, {0x04, 0x01, 0x05}}}).GetAuthorityKeyId(), u"") << "what does not decode";
-    EXPECT_EQ(With({}).GetAuthorityKeyId(), u"");
+    // SEQUENCE { [0] key identifier } and SEQUENCE { [2] serial } as 2.5.29.35 has them. In 2.5.29.1 the serial is [2]
+    // too.
+    const char *const newer = "2.5.29.35", *const older = "2.5.29.1";
+    const tests::Extension usual{newer, false, {0x30, 4, 0x80, 2, 0xAA, 0xBB}};
+    const struct {
+        const char* name;
+        std::vector<tests::Extension> extensions;
+        std::u16string id;
+    } cases[] = {
+        {"the newer alone", {usual}, u"AABB"},
+        {"both", {usual, {older, false, {0x30, 5, 0x80, 3, 1, 2, 3}}}, u"010203"},
+        {"an older one that says nothing hides the newer one", {{older, false, {0x30, 0}}, usual}, u""},
+        {"an identifier of one byte counts as absent; the serial number stands as it is stored",
+         {{older, false, {0x30, 7, 0x80, 1, 5, 0x82, 2, 0x12, 0x34}}},
+         u"3412"},
+        {"one byte", {{newer, false, {0x30, 3, 0x80, 1, 5}}}, u""},
+        {"what does not decode", {{newer, false, {4, 1, 5}}}, u""},
+        {"none", {}, u""},
+    };
+    for (const auto& [name, extensions, id] : cases)
+        EXPECT_EQ(With(extensions).GetAuthorityKeyId(), id) << name;
 }
 
 TEST(CryptCertificate, ListsTheUrlsOfItsRevocationListsInTheirOrder) {
     CertificateSpec spec;
     spec.crlUrls = {"ldap://dir.example.bg/cn=ca?certificateRevocationList", "http://crl.example.bg/ca.crl"};
     CryptCertificate certificate = With({}, spec);
-    const auto expected =
-        ElementsAre(u"ldap://dir.example.bg/cn=ca?certificateRevocationList", u"http://crl.example.bg/ca.crl");
-    EXPECT_THAT(certificate.GetCrlUrls(), expected);
-    EXPECT_THAT(certificate.GetCrlUrls(), expected) << "asked again";
+    for (const char* when : {"first", "asked again"})
+        EXPECT_THAT(certificate.GetCrlUrls(), ElementsAre(u"ldap://dir.example.bg/cn=ca?certificateRevocationList",
+                                                          u"http://crl.example.bg/ca.crl"))
+            << when;
     EXPECT_THAT(With({}).GetCrlUrls(), IsEmpty());
     // One point relative to the issuer, then one with a mail address and a URL as full name.
     const Bytes points{0x30, 0x1E, 0x30, 0x0F, 0xA0, 0x0D, 0xA1, 0x0B, 0x30, 0x09, 0x06, 0x03, 0x55, 0x04, 0x03, 0x0C,
@@ -140,23 +143,21 @@ TEST(CryptCertificate, NamesItsUsagesInTheListOfTheirWeight) {
 }
 
 TEST(CryptCertificate, IsSortedByNameWithoutRegardToLetterCase) {
-    const char* const names[] = {"alpha", "Ann", "Anna", "Beta", "ангел", "Борис"};
     std::vector<platform::CertificateContext> sorted;
-    for (const char* name : names)
-        sorted.push_back(Object(Issue({.subject = {{"CN", name}}, .key = TestKey(KeyType::p256)})).Context());
+    for (const char* name : {"alpha", "Ann", "Anna", "Beta", "ангел", "Борис"})
+        sorted.push_back(Object(Named(name)).Context());
     for (std::size_t i = 0; i < sorted.size(); ++i)
         for (std::size_t j = 0; j < sorted.size(); ++j)
-            EXPECT_EQ(CryptCertificate::LessBySubjectName(sorted[i], sorted[j]), i < j) << names[i] << names[j];
-    const auto other = Object(Issue({.subject = {{"CN", "АНГЕЛ"}}, .key = TestKey(KeyType::p256)})).Context();
+            EXPECT_EQ(CryptCertificate::LessBySubjectName(sorted[i], sorted[j]), i < j) << i << " " << j;
+    const auto other = Object(Named("АНГЕЛ")).Context();
     EXPECT_FALSE(CryptCertificate::LessBySubjectName(other, sorted[4]));
     EXPECT_FALSE(CryptCertificate::LessBySubjectName(sorted[4], other));
 }
 
 TEST(CryptCertificate, JudgesItsChainAsOfNow) {
     const tests::Profile profile;
-    const tests::Certificate root = Issue({.subject = {{"CN", "Root"}}, .key = TestKey(KeyType::p256), .ca = true});
-    const CertificateSpec spec{.subject = {{"CN", "Leaf"}}, .key = TestKey(KeyType::p256, 1)};
-    const tests::Certificate leaf = Issue(spec, root);
+    const tests::Certificate root = Named("Root");
+    const tests::Certificate leaf = Issue({.subject = {{"CN", "Leaf"}}, .key = TestKey(KeyType::p256, 1)}, root);
     tests::InstallCertificate(profile, "ROOT", root);
     CryptCertificate certificate = Object(leaf);
     const CryptStore roots(u"ROOT");
@@ -170,9 +171,7 @@ TEST(CryptCertificate, JudgesItsChainAsOfNow) {
     EXPECT_EQ(Object(leaf).BuildChain(roots).status, 0U);
     EXPECT_EQ(Object(leaf).BuildChain(CryptStore(platform::CertStore())).text, u"Сертификатът е валиден.")
         << "also without an additional store";
-
-    const tests::Certificate stranger = Issue({.subject = {{"CN", "Stranger"}}, .key = TestKey(KeyType::p256, 2)});
-    EXPECT_EQ(ClassifyStatus(Object(stranger).BuildChain(roots).status), StatusClass::invalid);
+    EXPECT_EQ(ClassifyStatus(Object(Named("Stranger", 2)).BuildChain(roots).status), StatusClass::invalid);
 }
 
 TEST(CryptStore, CountsItsCertificatesOrNoneWithoutAStore) {

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
+#include <stdexcept>
 
 namespace tests {
 
@@ -24,6 +25,13 @@ std::vector<std::vector<std::string>> ReadTable(const std::filesystem::path& fil
             row.push_back(field);
         row.resize(std::max(row.size(), rows.front().size()));
     }
+    return rows;
+}
+
+std::vector<std::vector<std::string>> TestData(const std::string& name) {
+    auto rows = ReadTable(std::filesystem::path(NORVIK_SOURCE_DIR) / "tests/data" / name);
+    if (rows.size() < 2) throw std::out_of_range("no rows in tests/data/" + name);
+    rows.erase(rows.begin());
     return rows;
 }
 

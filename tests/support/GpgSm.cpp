@@ -6,8 +6,6 @@
 
 namespace tests {
 
-namespace fs = std::filesystem;
-
 bool GpgSm::Available() {
     return HasProgram("gpgsm");
 }
@@ -16,8 +14,8 @@ GpgSm::GpgSm(Profile& profile, const Certificate& root, const std::optional<Cert
              const std::vector<Certificate>& between)
     : profile_(profile) {
     const auto home = profile.Folder() / "gnupg";
-    fs::create_directory(home);
-    fs::permissions(home, fs::perms::owner_all);
+    std::filesystem::create_directory(home);
+    std::filesystem::permissions(home, std::filesystem::perms::owner_all);
     profile.Set("GNUPGHOME", home.string());
     profile.Write("gnupg/trustlist.txt", root.Thumbprint() + " S relax\n");
     profile.Write("gnupg/gpgsm.conf", "disable-crl-checks\ndisable-dirmngr\n");

@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <openssl/evp.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -37,6 +38,12 @@ bool ReceiveSome(int socket, std::string& text) {
 std::string LowerCase(std::string text) {
     std::ranges::transform(text, text.begin(), [](unsigned char c) { return std::tolower(c); });
     return text;
+}
+
+// False if the peer goes away meanwhile, or the server ends.
+bool Wait(int socket, std::chrono::milliseconds time) {
+    pollfd peer{socket, POLLRDHUP, 0};
+    return time.count() <= 0 || poll(&peer, 1, static_cast<int>(time.count())) == 0;
 }
 
 HttpRequest ParseHead(const std::string& head) {
@@ -108,82 +115,56 @@ HttpServer::HttpServer(Handler handler, std::uint16_t port) : handler_(std::move
         throw std::runtime_error("no port for the HTTP server");
     }
     port_ = ntohs(address.sin_port);
-    acceptor_ = std::jthread([this] { Accept(); });
+    thread_ = std::jthread([this] { Run(); });
 }
 
 HttpServer::~HttpServer() {
     {
         const std::lock_guard lock(mutex_);
         stopping_ = true;
-        shutdown(listener_, SHUT_RDWR);
-        for (const int socket : open_)
+        for (const int socket : {listener_, served_})
             shutdown(socket, SHUT_RDWR);
     }
-    ended_.notify_all();
-    acceptor_.join();
-    threads_.clear();
+    thread_.join();
     close(listener_);
 }
 
-void HttpServer::Accept() {
+void HttpServer::Run() {
     while (!stopping_) {
         const int socket = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
-        if (socket < 0) {
-            if (!stopping_) std::this_thread::sleep_for(std::chrono::milliseconds(1));
-            continue;
-        }
-        const std::lock_guard lock(mutex_);
-        if (stopping_) {
-            close(socket);
-            return;
-        }
-        if (open_.empty()) threads_.clear();  // they have nothing left to do
-        open_.push_back(socket);
-        threads_.emplace_back([this, socket] { Serve(socket); });
-    }
-}
-
-void HttpServer::Serve(int socket) {
-    if (const std::optional<HttpRequest> request = ReceiveRequest(socket)) {
-        {
-            const std::lock_guard lock(mutex_);
-            requests_.push_back(*request);
-        }
-        Answer(socket, *request);
+        if (socket < 0) continue;
+        std::unique_lock lock(mutex_);
+        served_ = socket;
+        if (stopping_) shutdown(socket, SHUT_RDWR);
+        lock.unlock();
+        const std::optional<HttpRequest> request = ReceiveRequest(socket);
+        lock.lock();
+        if (request) requests_.push_back(*request);
+        lock.unlock();
+        if (request) Answer(socket, *request);
         // Closing with unread input would reset the connection and take the answer from the peer.
         shutdown(socket, SHUT_WR);
+        lock.lock();
+        served_ = -1;
+        close(socket);
     }
-    const std::lock_guard lock(mutex_);
-    std::erase(open_, socket);
-    close(socket);
 }
 
 void HttpServer::Answer(int socket, const HttpRequest& request) {
-    const HttpAnswer answer = [&] {
-        const std::lock_guard lock(handlerMutex_);
-        return handler_(request);
-    }();
-    if (!Wait(answer.delay) || answer.drop) return;
+    const HttpAnswer answer = handler_(request);
+    if (!Wait(socket, answer.delay) || answer.drop) return;
     if (!answer.raw.empty()) return static_cast<void>(SendAll(socket, answer.raw));
     if (!SendAll(socket, Head(answer)) || request.method == "HEAD") return;
-    if (answer.endless) return SendEndless(socket, answer.body);
     const std::string_view body = answer.body;
+    if (answer.endless) {
+        const std::string piece = body.empty() ? std::string(65536, 'x') : answer.body;
+        std::ostringstream chunk;
+        chunk << std::hex << piece.size() << "\r\n" << piece << "\r\n";
+        while (SendAll(socket, chunk.str()))
+            continue;
+    }
     const std::size_t first = answer.pauseInBody.count() > 0 ? body.size() / 2 : body.size();
-    if (SendAll(socket, body.substr(0, first)) && Wait(answer.pauseInBody)) SendAll(socket, body.substr(first));
-}
-
-void HttpServer::SendEndless(int socket, const std::string& body) {
-    const std::string piece = body.empty() ? std::string(65536, 'x') : body;
-    std::ostringstream chunk;
-    chunk << std::hex << piece.size() << "\r\n" << piece << "\r\n";
-    while (!stopping_ && SendAll(socket, chunk.str()))
-        continue;
-}
-
-bool HttpServer::Wait(std::chrono::milliseconds time) {
-    if (time.count() <= 0) return true;
-    std::unique_lock lock(mutex_);
-    return !ended_.wait_for(lock, time, [this] { return stopping_.load(); });
+    if (SendAll(socket, body.substr(0, first)) && Wait(socket, answer.pauseInBody)) SendAll(socket, body.substr(first));
 }
 
 }  // namespace tests

@@ -1,14 +1,14 @@
 #pragma once
 // An HTTP/1.1 server on loopback, at a port of its own, that answers what a test tells it and remembers what it was
-// asked. One request a connection.
+// asked. One request a connection, one connection after the other.
 //
 //   tests::HttpServer server([](const tests::HttpRequest& request) { return tests::HttpAnswer{.body = "hello"}; });
 //   Fetch(server.Url("/crl"));
 
 #include <atomic>
-#include <condition_variable>
 #include <functional>
 #include <map>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
@@ -46,9 +46,9 @@ class HttpServer {
   public:
     using Handler = std::function<HttpAnswer(const HttpRequest&)>;
 
-    // The handler is called on threads of the server, one call at a time. A port of 0 takes a free one.
+    // The handler is called on the server's thread. A port of 0 takes a free one.
     explicit HttpServer(Handler handler, std::uint16_t port = 0);
-    // Breaks off what is going on and joins every thread.
+    // Breaks off what is going on and joins the thread.
     ~HttpServer();
     HttpServer(const HttpServer&) = delete;
     HttpServer& operator=(const HttpServer&) = delete;
@@ -63,23 +63,16 @@ class HttpServer {
     }
 
   private:
-    void Accept();
-    void Serve(int socket);
+    void Run();
     void Answer(int socket, const HttpRequest& request);
-    void SendEndless(int socket, const std::string& body);
-    bool Wait(std::chrono::milliseconds time);  // false: the server ends
 
     Handler handler_;
-    int listener_ = -1;
+    int listener_ = -1, served_ = -1;  // sockets; served_ is -1 between connections
     std::uint16_t port_ = 0;
     mutable std::mutex mutex_;
-    std::mutex handlerMutex_;
-    std::condition_variable ended_;
     std::atomic<bool> stopping_ = false;
     std::vector<HttpRequest> requests_;
-    std::vector<int> open_;  // sockets that are served
-    std::vector<std::jthread> threads_;
-    std::jthread acceptor_;
+    std::jthread thread_;
 };
 
 }  // namespace tests

@@ -5,7 +5,7 @@
 #include <deque>
 
 #include "platform/Keys.h"
-#include "tests/support/Pki.h"
+#include "tests/support/Made.h"
 
 namespace tests {
 
@@ -28,13 +28,27 @@ class ScriptedPins : public platform::PinPrompt {
 };
 
 // The key as the signing operations ask for it.
-std::optional<platform::AcquiredKey> AcquireKey(const platform::CertificateContext& certificate);
+inline std::optional<platform::AcquiredKey> AcquireKey(const platform::CertificateContext& certificate) {
+    platform::SetLastError(platform::ERROR_SUCCESS);
+    return platform::CryptAcquireCertificatePrivateKey(
+        certificate, platform::CRYPT_ACQUIRE_PREFER_NCRYPT_KEY_FLAG | platform::CRYPT_ACQUIRE_COMPARE_KEY_FLAG);
+}
 
 // A signature over a small fixed content, and the verdict on it by the crypto library's own way from content to answer,
 // which shares no step with ours.
-platform::Bytes SignContent(const platform::PrivateKey& key,
-                            platform::HashAlgorithm hash = platform::HashAlgorithm::sha256);
-bool IsContentSignature(const Certificate& signer, const platform::Bytes& signature,
-                        platform::HashAlgorithm hash = platform::HashAlgorithm::sha256);
+inline platform::Bytes SignContent(const platform::PrivateKey& key,
+                                   platform::HashAlgorithm hash = platform::HashAlgorithm::sha256) {
+    platform::SetLastError(platform::ERROR_SUCCESS);
+    return platform::NCryptSignHash(key, hash, platform::Digest(hash, platform::AsBytes("Norvik")));
+}
+inline bool IsContentSignature(const Certificate& signer, const platform::Bytes& signature,
+                               platform::HashAlgorithm hash = platform::HashAlgorithm::sha256) {
+    const auto context = Made<EVP_MD_CTX_free>(EVP_MD_CTX_new(), "verification");
+    const ByteView content = platform::AsBytes("Norvik");
+    const std::string name(platform::NameOf(hash));
+    EVP_PKEY* key = X509_get0_pubkey(signer.Native());
+    return EVP_DigestVerifyInit(context.get(), nullptr, EVP_get_digestbyname(name.c_str()), nullptr, key) == 1 &&
+           EVP_DigestVerify(context.get(), signature.data(), signature.size(), content.data(), content.size()) == 1;
+}
 
 }  // namespace tests

@@ -20,18 +20,40 @@ class OnlineServer {
         Serve(path, HttpAnswer{.body = std::string(platform::AsText(body))});
     }
     [[nodiscard]] std::string Url(const std::string& path) const { return server_.Url(path); }
-    [[nodiscard]] std::vector<std::string> Asked() const;  // paths, in order
+    [[nodiscard]] std::vector<std::string> Asked() const {  // paths, in order
+        std::vector<std::string> paths;
+        for (const HttpRequest& request : server_.Requests())
+            paths.push_back(request.target);
+        return paths;
+    }
 
   private:
+    HttpAnswer Answer(const HttpRequest& request) {
+        std::unique_lock lock(mutex_);
+        const auto found = handlers_.find(request.target);
+        if (found == handlers_.end()) return {.status = 404, .body = "no such thing"};
+        const HttpServer::Handler handler = found->second;
+        lock.unlock();
+        return handler(request);
+    }
     std::mutex mutex_;
     std::map<std::string, HttpServer::Handler> handlers_;
     HttpServer server_{[this](const HttpRequest& request) { return Answer(request); }};
-    HttpAnswer Answer(const HttpRequest& request);
 };
 
 struct OnlineWorld {
     // The person's certificate names these addresses of CRLs and of OCSP responders; paths are those of the server.
-    explicit OnlineWorld(const std::vector<std::string>& crls, const std::vector<std::string>& responders = {});
+    explicit OnlineWorld(std::vector<std::string> crls, std::vector<std::string> responders = {}) {
+        for (auto* paths : {&crls, &responders})
+            for (std::string& path : *paths)
+                if (path.starts_with("/")) path = server.Url(path);
+        CertificateSpec spec = PersonSpec("Person", 2);
+        spec.crlUrls = std::move(crls);
+        spec.ocspUrls = std::move(responders);
+        leaf = Issue(spec, ca);
+        world.AddCrl(MakeCrl(root));
+        world.network.allowed = true;
+    }
 
     OnlineServer server;
     Certificate root = Issue(AuthoritySpec("Root", 0));

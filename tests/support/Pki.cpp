@@ -5,6 +5,10 @@
 #include <openssl/rsa.h>
 #include <openssl/x509v3.h>
 
+#include <atomic>
+#include <map>
+#include <mutex>
+
 #include "tests/support/Made.h"
 
 namespace tests {
@@ -136,7 +140,35 @@ void AddRevoked(X509_CRL* crl, const RevokedEntry& entry) {
     static_cast<void>(revoked.release());
 }
 
+Name Ours(const char* name) {
+    return {{"C", "BG", V_ASN1_PRINTABLESTRING}, {"O", "Norvik Test"}, {"CN", name}};
+}
+
 }  // namespace
+
+Key GenerateKey(KeyType type) {
+    if (type == KeyType::rsa2048) return Made<EVP_PKEY_free>(EVP_RSA_gen(2048), "RSA key");
+    if (type == KeyType::p256) return Made<EVP_PKEY_free>(EVP_EC_gen("P-256"), "P-256 key");
+    if (type == KeyType::p384) return Made<EVP_PKEY_free>(EVP_EC_gen("P-384"), "P-384 key");
+    throw std::invalid_argument("a key that takes too long to make");
+}
+
+Key TestKey(KeyType type, unsigned index) {
+    static std::mutex mutex;
+    static std::map<std::pair<KeyType, unsigned>, Key> keys;
+    static const std::map<KeyType, std::string> files = {{KeyType::rsa2048, "rsa2048-"},
+                                                         {KeyType::rsa3072, "rsa3072-"},
+                                                         {KeyType::rsa4096, "rsa4096-"},
+                                                         {KeyType::dsa2048, "dsa2048-"}};
+    const std::lock_guard lock(mutex);
+    Key& key = keys[{type, index}];
+    const auto file = files.find(type);
+    if (!key && file == files.end()) key = GenerateKey(type);
+    if (key) return key;
+    const auto pem = ReadFile(NORVIK_SOURCE_DIR "/tests/data/keys/" + file->second + std::to_string(index) + ".pem");
+    const auto bio = Made<BIO_free_all>(BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size())), "key");
+    return key = Made<EVP_PKEY_free>(PEM_read_bio_PrivateKey(bio.get(), nullptr, nullptr, nullptr), "key");
+}
 
 Certificate::Certificate(ByteView der, Key key) : der_(der.begin(), der.end()), key_(std::move(key)) {
     const unsigned char* cursor = der_.data();
@@ -226,6 +258,55 @@ std::string Hex(ByteView bytes) {
     OPENSSL_buf2hexstr_ex(text.data(), text.size(), nullptr, bytes.data(), bytes.size(), '\0');
     text.pop_back();
     return text;
+}
+
+void InstallCertificate(const Profile& profile, const std::string& store, const Certificate& certificate,
+                        bool withKey) {
+    const auto base = profile.Stores() / store / certificate.Thumbprint();
+    profile.Write(base.string() + ".cer", platform::AsText(certificate.Der()));
+    if (!withKey) return;
+    const auto key = profile.Write(base.string() + ".key", certificate.KeyPem());
+    std::filesystem::permissions(key, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+}
+
+void InstallCrl(const Profile& profile, const std::string& store, ByteView crl) {
+    static std::atomic<int> count = 0;
+    profile.Write(profile.Stores() / store / (std::to_string(++count) + ".crl"), platform::AsText(crl));
+}
+
+StandardPki::StandardPki(KeyType keyType, Key (*makeKey)(KeyType, unsigned))
+    : root(Issue({.subject = Ours("Norvik Test Root"),
+                  .notAfter = std::time(nullptr) + 20 * 365 * kDay,
+                  .key = makeKey(KeyType::rsa2048, 0),
+                  .ca = true})),
+      ca(Issue({.subject = Ours("Norvik Test CA"),
+                .notAfter = std::time(nullptr) + 10 * 365 * kDay,
+                .key = makeKey(KeyType::rsa2048, 1),
+                .ca = true,
+                .pathLength = 0},
+               root)),
+      signer(Issue({.subject = {{"C", "BG", V_ASN1_PRINTABLESTRING},
+                                {"O", "Норвик ЕООД"},
+                                {"serialNumber", "PNOBG-0000000000", V_ASN1_PRINTABLESTRING},
+                                {"CN", "Иван Петров"}},
+                    .key = makeKey(keyType, keyType == KeyType::rsa2048 ? 2 : 0),
+                    .extendedKeyUsage = "clientAuth,emailProtection",
+                    .subjectAltName = "email:ivan.petrov@example.bg"},
+                   ca)),
+      tsa(Issue({.subject = Ours("Norvik Test TSA"),
+                 .key = makeKey(KeyType::rsa2048, 3),
+                 .extendedKeyUsage = "critical,timeStamping"},
+                ca)) {}
+
+void StandardPki::Install(const Profile& profile) const {
+    InstallCertificate(profile, "ROOT", root);
+    InstallCertificate(profile, "CA", ca);
+    InstallCertificate(profile, "MY", signer, true);
+}
+
+void StandardPki::InstallCrls(const Profile& profile, const std::vector<RevokedEntry>& revoked) const {
+    InstallCrl(profile, "CA", MakeCrl(root));
+    InstallCrl(profile, "CA", MakeCrl(ca, {.revoked = revoked}));
 }
 
 }  // namespace tests

@@ -33,6 +33,10 @@ ASN1_INTEGER* GiveSerial(TS_RESP_CTX*, void* data) {
     return serial;
 }
 
+auto Policy() {
+    return Made<ASN1_OBJECT_free>(OBJ_txt2obj("1.3.6.1.4.1.55555.1.1", 1), "policy");
+}
+
 // An authority that goes astray answers a request nobody made.
 Bytes RequestToAnswer(ByteView der, Mode mode) {
     const unsigned char* cursor = der.data();
@@ -51,6 +55,7 @@ Bytes RequestToAnswer(ByteView der, Mode mode) {
         ASN1_INTEGER_set_int64(nonce.get(), 0x1234567);
         TS_REQ_set_nonce(request.get(), nonce.get());
     }
+    if (mode == Mode::otherPolicy) TS_REQ_set_policy_id(request.get(), Policy().get());
     if (mode == Mode::noCertificates) TS_REQ_set_cert_req(request.get(), 0);
     if (mode != Mode::noNonce) return EncodeDer<i2d_TS_REQ>(request.get());
     // The library cannot take a nonce away, so the request is made anew.
@@ -67,7 +72,7 @@ void Prepare(TS_RESP_CTX* context, const Certificate& authority, const std::vect
         sk_X509_new_null());
     for (const Certificate& each : chain)
         sk_X509_push(certificates.get(), each.Native());
-    const auto policy = Made<ASN1_OBJECT_free>(OBJ_txt2obj("1.3.6.1.4.1.55555.1.1", 1), "policy");
+    const auto policy = Policy();
     bool ready = TS_RESP_CTX_set_signer_cert(context, authority.Native()) == 1 &&
                  TS_RESP_CTX_set_signer_key(context, authority.PrivateKey().get()) == 1 &&
                  TS_RESP_CTX_set_certs(context, certificates.get()) == 1 &&

@@ -20,6 +20,7 @@ struct TsaBehaviour {
         wrongNonce,       // a good token that answers another request
         noNonce,          // a good token without the nonce
         noCertificates,   // although they were asked for
+        otherPolicy,      // the authority's own, whatever was asked for
         brokenSignature,  // the last byte of the token's signature is changed
     };
     Reply reply = Reply::granted;

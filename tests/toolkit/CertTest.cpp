@@ -21,30 +21,28 @@ class CertTest : public testing::Test {
         log_ = Narrow(certificate_.lastErrorText());
         return found;
     }
-    // Into a store of the machine.
-    void InstallForAll(const std::string& store, const Certificate& certificate) const {
-        profile_.Write(profile_.Machine() / "stores" / store / "c.pem", certificate.Pem());
-    }
     Profile profile_;
+    const Certificate one_ = Issue({.subject = {{"CN", "One"}}, .key = TestKey(KeyType::p256)});
     toolkit::CkCertW certificate_;
     std::string log_;
 };
 
 TEST_F(CertTest, HashIsReadInItsForms) {
-    const Certificate one = Issue({.subject = {{"CN", "One"}}, .key = TestKey(KeyType::p256)});
-    InstallCertificate(profile_, "TrustedPeople", one);
+    InstallCertificate(profile_, "TrustedPeople", one_);
     using platform::Digest, platform::HashAlgorithm, toolkit::EncodeBase64;
-    const Bytes sha1 = Digest(HashAlgorithm::sha1, one.Der()), md5 = Digest(HashAlgorithm::md5, one.Der());
+    const Bytes sha1 = Digest(HashAlgorithm::sha1, one_.Der()), md5 = Digest(HashAlgorithm::md5, one_.Der());
     std::string spaced = "\t", lower;
-    for (const char c : one.Thumbprint()) {
+    for (const char c : one_.Thumbprint()) {
         lower.push_back(static_cast<char>(std::tolower(c)));
         spaced.append(spaced.size() % 3 == 2 ? ": " : "").push_back(c);
     }
-    for (const std::string& text : {one.Thumbprint(), lower, spaced, Hex(md5)})
-        EXPECT_TRUE(Load(text)) << text << log_;
-    EXPECT_TRUE(Load(one.Thumbprint(), u"HEX")) << log_;
-    EXPECT_TRUE(Load(EncodeBase64(sha1), u"Base64")) << log_;
-    EXPECT_TRUE(Load(EncodeBase64(md5), u"base64")) << log_;
+    const std::pair<std::string, const char16_t*> forms[] = {{lower, u"hex"},
+                                                             {spaced, u"HEX"},
+                                                             {Hex(md5), u"hex"},
+                                                             {EncodeBase64(sha1), u"Base64"},
+                                                             {EncodeBase64(md5), u"base64"}};
+    for (const auto& [text, encoding] : forms)
+        EXPECT_TRUE(Load(text, encoding)) << text << log_;
     EXPECT_FALSE(Load(std::string(40, '0')));
 }
 
@@ -66,16 +64,15 @@ TEST_F(CertTest, HashOfAWrongSizeFailsBeforeAnyStoreIsOpened) {
 }
 
 TEST_F(CertTest, FirstStoreInTheOrderWinsAndTheUserComesBeforeTheMachine) {
-    const Certificate one = Issue({.subject = {{"CN", "One"}}, .key = TestKey(KeyType::p256)});
-    const char* order[] = {
-        "TrustedPublisher", "TrustedPeople", "AuthRoot", "CertificationAuthority", "ROOT", "CA", "ADDRESSBOOK", "MY"};
     // From the last one asked to the first: each new place must win over those before.
-    for (const std::string store : order) {
-        for (const bool forAll : {true, false}) {
-            forAll ? InstallForAll(store, one) : InstallCertificate(profile_, store, one);
-            ASSERT_TRUE(Load(one.Thumbprint())) << store << log_;
+    for (const std::string store : {"TrustedPublisher", "TrustedPeople", "AuthRoot", "CertificationAuthority", "ROOT",
+                                    "CA", "ADDRESSBOOK", "MY"}) {
+        profile_.Write(profile_.Machine() / "stores" / store / "c.pem", one_.Pem());
+        for (const char* location : {"LocalMachine", "CurrentUser"}) {
+            ASSERT_TRUE(Load(one_.Thumbprint())) << store << log_;
             EXPECT_THAT(log_, HasSubstr("foundInStore: " + store));
-            EXPECT_THAT(log_, HasSubstr(forAll ? "storeLocation: LocalMachine" : "storeLocation: CurrentUser"));
+            EXPECT_THAT(log_, HasSubstr(std::string("storeLocation: ") + location));
+            InstallCertificate(profile_, store, one_);
         }
     }
 }

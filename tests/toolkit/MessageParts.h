@@ -32,6 +32,13 @@ inline platform::Bytes Wrap(std::uint8_t tag, const std::vector<platform::Bytes>
     return out.Take();
 }
 
+// An Attribute (RFC 5652, 5.3).
+inline platform::Bytes Attribute(std::string_view oid, const std::vector<platform::Bytes>& values) {
+    platform::DerWriter type;
+    type.Oid(oid);
+    return Wrap(platform::tag::kSequence, {type.Take(), Wrap(platform::tag::kSet, values)});
+}
+
 struct MessageParts {
     // version, digestAlgorithms, encapContentInfo, certificates (perhaps), signerInfos: encoded
     std::vector<platform::Bytes> fields;

@@ -9,6 +9,15 @@
 
 namespace testing_support {
 
+// "rsa2048", "p256" ... as tables write it.
+inline tests::KeyType KeyTypeNamed(const std::string& name) {
+    static const std::map<std::string, tests::KeyType> names = {
+        {"rsa2048", tests::KeyType::rsa2048}, {"rsa3072", tests::KeyType::rsa3072},
+        {"rsa4096", tests::KeyType::rsa4096}, {"p256", tests::KeyType::p256},
+        {"p384", tests::KeyType::p384},       {"dsa2048", tests::KeyType::dsa2048}};
+    return names.at(name);
+}
+
 // The certificate and its key as PEM files NAME.pem and NAME.key.
 inline void WritePem(const tests::Profile& profile, const std::string& name, const tests::Certificate& certificate) {
     profile.Write(name + ".pem", certificate.Pem());

@@ -3,12 +3,16 @@
 #include "platform/Text.h"
 #include "platform/formats/Der.h"
 #include "platform/formats/Oid.h"
+#include "platform/posix/OpenSsl.h"
+#include "tests/support/Process.h"
 #include "tests/support/SoftToken.h"
 #include "tests/toolkit/MessageParts.h"
 
 namespace tests {
 
 using platform::DerReader;
+using testing_support::ElementsOf;
+using testing_support::MessageParts;
 
 std::u16string Wide(const std::string& utf8) {
     return platform::ToWide(utf8);
@@ -30,6 +34,7 @@ std::string UsualAttributes(const std::string& tsaUrl, const std::string& hash) 
 
 SignFixture::SignFixture(KeyType type) : pki_(type) {
     pki_.Install(profile_);
+    profile_.Write("root.pem", pki_.root.Pem());
     // Who has no key in a folder is looked for on tokens: not on those of the person who runs the tests.
     UseNoPkcs11Modules(profile_);
 }
@@ -64,79 +69,94 @@ std::filesystem::path SignFixture::Sign(const std::string& content, const SignOp
     return output;
 }
 
+std::string SignFixture::Verdict(const std::string& judge, const std::filesystem::path& message,
+                                 const std::filesystem::path& data) const {
+    if (judge == "ours") {
+        toolkit::CkCrypt2W crypt;
+        crypt.put_CmsOptions(u"{\"ValidateTimestampTokens\":true}");
+        auto& ours = crypt.Implementation();
+        const bool good = data.empty() ? ours.VerifyFile(message) : ours.VerifyDetachedFile(data, message);
+        return good ? "" : Narrow(crypt.lastErrorText());
+    }
+    // The last word is the option for detached content.
+    std::map<std::string, std::vector<std::string>> commands = {
+        {"openssl",
+         {"openssl", "cms", "-verify", "-binary", "-inform", "DER", "-in", message, "-CAfile", "root.pem", "-purpose",
+          "any", "-out", "content.out", "-content"}},
+        {"certtool",
+         {"certtool", "--p7-verify", "--inder", "--infile", message, "--load-ca-certificate", "root.pem",
+          "--load-data"}},
+        {"gpgsm", {"gpgsm", "--batch", "--verify", message, ""}}};
+    std::vector<std::string>& command = commands.at(judge);
+    if (data.empty() || command.back().empty()) command.pop_back();
+    if (!data.empty()) command.push_back(data);
+    const auto result = RunProgram(command, {.folder = profile_.Folder()});
+    return result.status == 0 ? "" : result.Summary();
+}
+
 namespace {
 
 constexpr std::uint8_t kContext0 = 0xA0;
 
-std::string ShapeOfRow(ByteView bytes);
+bool IsCertificate(const platform::DerElement& element) {
+    const unsigned char* start = element.encoded.data();
+    return platform::posix::X509Ptr(d2i_X509(nullptr, &start, static_cast<long>(element.encoded.size()))) != nullptr;
+}
 
 std::string ShapeOf(const platform::DerElement& element) {
-    const auto nested = [&](const std::string& name) { return name + "(" + ShapeOfRow(element.contents) + ")"; };
     using namespace platform::tag;
-    if (element.tag == kSequence) return nested("S");
-    if (element.tag == kSet) return nested("T");
-    if ((element.tag & 0xE0) == kContext0) return nested("[" + std::to_string(element.tag & 0x1F) + "]");
+    if (IsCertificate(element)) return "cert";
+    const bool context = (element.tag & 0xE0) == kContext0;
+    if (context || element.tag == kSequence || element.tag == kSet) {
+        const std::string name = context ? "[" + std::to_string(element.tag & 0x1F) + "]" : "";
+        return name + (element.tag == kSet ? "T(" : context ? "(" : "S(") + Shape(element.contents) + ")";
+    }
     if (element.tag == kOid) return platform::OidToText(element.contents).value_or("bad identifier");
     if (element.tag == kInteger) return "int " + Hex(element.contents);
     if (element.tag == kBoolean) return "boolean " + Hex(element.contents);
-    if (element.tag == kNull) return "null";
-    if (element.tag == kOctetString) return "octets " + std::to_string(element.contents.size());
-    if (element.tag == kUtcTime) return "utc " + std::to_string(element.contents.size());
-    return "tag " + std::to_string(element.tag);
-}
-
-bool IsCertificate(const platform::DerElement& element) {
-    const unsigned char* start = element.encoded.data();
-    X509* parsed = d2i_X509(nullptr, &start, static_cast<long>(element.encoded.size()));
-    X509_free(parsed);
-    return parsed != nullptr;
-}
-
-std::string ShapeOfRow(ByteView bytes) {
-    std::string shape;
-    DerReader row(bytes);
-    while (const auto element = row.Next()) {
-        if (!shape.empty()) shape += " ";
-        shape += IsCertificate(*element) ? "cert" : ShapeOf(*element);
-    }
-    return row.AtEnd() ? shape : shape + " malformed";
+    return "tag " + std::to_string(element.tag) + " " + std::to_string(element.contents.size());
 }
 
 Bytes Content(const Bytes& element) {
     return platform::CopyOf(platform::SoleElement(element, element[0]).value().contents);
 }
 
-void ReadAttributes(const Bytes& set, std::vector<Bytes>& attributes, std::vector<std::string>& types) {
-    attributes = testing_support::ElementsOf(set);
-    for (const Bytes& attribute : attributes)
-        types.push_back(DerReader(Content(attribute)).Oid().value_or("malformed"));
+std::string TypeOf(const Bytes& attribute) {
+    return DerReader(Content(attribute)).Oid().value_or("malformed");
 }
 
 }  // namespace
 
 std::string Shape(ByteView der) {
-    return ShapeOfRow(der);
+    std::string shape;
+    DerReader row(der);
+    while (const auto element = row.Next())
+        shape += (shape.empty() ? "" : " ") + ShapeOf(*element);
+    return row.AtEnd() ? shape : shape + " malformed";
+}
+
+std::vector<std::string> AttributeSet::Types() const {
+    std::vector<std::string> types;
+    std::ranges::transform(encoded, std::back_inserter(types), TypeOf);
+    return types;
+}
+
+Bytes AttributeSet::Value(const std::string& oid) const {
+    const auto found = std::ranges::find(encoded, oid, TypeOf);
+    return found == encoded.end() ? Bytes() : ElementsOf(ElementsOf(*found).at(1)).at(0);
 }
 
 SignerParts ReadSigner(const std::filesystem::path& message) {
-    const std::string bytes = ReadFile(message);
-    const testing_support::MessageParts whole(platform::AsBytes(bytes));
+    const MessageParts whole(platform::AsBytes(ReadFile(message)));
     SignerParts parts;
     parts.certificates = whole.certificates;
     for (const Bytes& field : whole.signers.at(0)) {
-        if (field[0] == kContext0) ReadAttributes(field, parts.signedAttributes, parts.signedTypes);
-        if (field[0] == kContext0 + 1) ReadAttributes(field, parts.unsignedAttributes, parts.unsignedTypes);
+        if (field[0] == kContext0) parts.isSigned.encoded = ElementsOf(field);
+        if (field[0] == kContext0 + 1) parts.isUnsigned.encoded = ElementsOf(field);
         if (field[0] == platform::tag::kOctetString) parts.signature = Content(field);
-        if (field[0] == platform::tag::kSequence) parts.signatureOid = DerReader(Content(field)).Oid().value_or("");
+        if (field[0] == platform::tag::kSequence) parts.signatureOid = TypeOf(field);
     }
     return parts;
-}
-
-Bytes AttributeValue(const std::vector<Bytes>& attributes, const std::string& oid) {
-    for (const Bytes& attribute : attributes)
-        if (DerReader(Content(attribute)).Oid() == oid)
-            return testing_support::ElementsOf(testing_support::ElementsOf(attribute).at(1)).at(0);
-    return {};
 }
 
 }  // namespace tests

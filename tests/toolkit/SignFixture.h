@@ -4,12 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <functional>
-#include <string>
-
 #include "tests/support/Pki.h"
-#include "tests/support/Profile.h"
 #include "toolkit/CkCertW.h"
 #include "toolkit/CkCrypt2W.h"
 #include "toolkit/CkHttpW.h"
@@ -46,27 +41,34 @@ class SignFixture : public testing::Test {
     // The same for a file with this content; fails the test if there is no signature. Answers its path.
     std::filesystem::path Sign(const std::string& content, const SignOptions& options = {});
     [[nodiscard]] std::filesystem::path Scratch(const std::string& name) const { return profile_.Folder() / name; }
+    // What "ours" (timestamps included), "openssl" (which writes the content to content.out), "certtool" or "gpgsm" has
+    // against a message; empty if it is good. `data` holds the content of a detached one.
+    [[nodiscard]] std::string Verdict(const std::string& judge, const std::filesystem::path& message,
+                                      const std::filesystem::path& data = {}) const;
 
     Profile profile_;
     StandardPki pki_;
     std::string log_;
 };
 
-// The structure of DER on one line: S( for SEQUENCE, T( for SET, [n]( for context tags, identifiers dotted, integers
-// and times by their value, octet strings by their size. Certificates, at [0] in a row of such, are cut to "cert".
+// The structure of DER on one line: S( for SEQUENCE, T( for SET, [n]( for context tags, identifiers dotted, integers by
+// their value, others by tag and size. Certificates are cut to "cert".
 std::string Shape(ByteView der);
 
-// The fields of the only SignerInfo of a message.
+struct AttributeSet {
+    std::vector<Bytes> encoded;  // each Attribute in DER
+    [[nodiscard]] std::vector<std::string> Types() const;
+    // The value of the first attribute of that type, in DER; empty if there is none.
+    [[nodiscard]] Bytes Value(const std::string& oid) const;
+};
+
+// The fields of the first SignerInfo of a message.
 struct SignerParts {
-    std::vector<Bytes> signedAttributes, unsignedAttributes;  // each Attribute in DER
-    std::vector<std::string> signedTypes, unsignedTypes;      // their identifiers
+    AttributeSet isSigned, isUnsigned;
     std::vector<Bytes> certificates;
     std::string signatureOid;
     Bytes signature;
 };
 SignerParts ReadSigner(const std::filesystem::path& message);
-
-// The value of the only attribute of that type, in DER; empty if there is none.
-Bytes AttributeValue(const std::vector<Bytes>& attributes, const std::string& oid);
 
 }  // namespace tests

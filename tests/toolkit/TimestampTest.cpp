@@ -1,17 +1,22 @@
-// Signatures with a timestamp from an authority on loopback, good and bad.
+// Signatures with a timestamp from an authority on loopback, good and bad; what it is asked and how its answers are
+// read.
+
+#include <set>
 
 #include "platform/Hash.h"
-#include "platform/formats/Der.h"
+#include "platform/formats/DerWriter.h"
 #include "tests/support/Process.h"
 #include "tests/support/TsaServer.h"
 #include "tests/toolkit/SignFixture.h"
+#include "toolkit/cms/TimestampReply.h"
+#include "toolkit/cms/TimestampRequest.h"
 
 namespace {
 
 using namespace tests;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::Not;
+using testing::AllOf, testing::ElementsAre, testing::HasSubstr, testing::MatchesRegex, testing::Not;
+using toolkit::cms::DecodeTimestampReply;
+using toolkit::cms::TimestampRequest;
 using Reply = TsaBehaviour::Reply;
 
 constexpr const char* kContentType = "1.2.840.113549.1.9.3";
@@ -22,21 +27,18 @@ constexpr const char* kFailed = "Some or all of the unauthenticated attributes c
 
 class TimestampTest : public SignFixture {
   protected:
-    TimestampTest() : tsa_(pki_.tsa, {pki_.ca, pki_.root}) { profile_.Write("root.pem", pki_.root.Pem()); }
-
-    bool TrySignWith(TsaBehaviour behaviour, toolkit::CkHttpW* http = nullptr) {
-        tsa_.Behave(std::move(behaviour));
+    bool TrySignWith(const TsaBehaviour& behaviour, toolkit::CkHttpW* http = nullptr) {
+        tsa_.Behave(behaviour);
         return TrySign(profile_.Write("document.bin", "content"), Scratch("out.p7m"),
                        {.attributes = UsualAttributes(tsa_.Url()), .http = http});
     }
     // A signature that must not come about: says why and leaves no file.
-    void ExpectFailure(TsaBehaviour behaviour, const std::string& reason, toolkit::CkHttpW* http = nullptr) {
-        EXPECT_FALSE(TrySignWith(std::move(behaviour), http)) << reason;
-        EXPECT_THAT(log_, HasSubstr(reason));
-        EXPECT_THAT(log_, HasSubstr(kFailed));
+    void ExpectFailure(const TsaBehaviour& behaviour, const std::string& reason, toolkit::CkHttpW* http = nullptr) {
+        EXPECT_FALSE(TrySignWith(behaviour, http)) << reason;
+        EXPECT_THAT(log_, AllOf(HasSubstr(reason), HasSubstr(kFailed)));
         EXPECT_FALSE(std::filesystem::exists(Scratch("out.p7m"))) << reason;
     }
-    TsaServer tsa_;
+    TsaServer tsa_{pki_.tsa, {pki_.ca, pki_.root}};
 };
 
 TEST_F(TimestampTest, TokenIsEmbeddedAsItCameAndOthersAcceptAllOfIt) {
@@ -47,35 +49,34 @@ TEST_F(TimestampTest, TokenIsEmbeddedAsItCameAndOthersAcceptAllOfIt) {
         {.signatureHash = "SHA512", .contentType = "text/html"},
     };
     for (const TsaBehaviour& behaviour : behaviours) {
-        for (const std::string hash : {"sha256", "sha1", "sha512", "no such hash"}) {
+        for (const std::string hash : {"sha256", "sha1", "sha384", "sha512", "no such hash"}) {
             tsa_.Behave(behaviour);
             const auto message = Sign("content\r\n", {.attributes = UsualAttributes(tsa_.Url(), hash)});
             const auto signer = ReadSigner(message);
-            EXPECT_THAT(signer.signedTypes, ElementsAre(kContentType, kMessageDigest, kSigningCertificateV2));
-            ASSERT_THAT(signer.unsignedTypes, ElementsAre(kTimestampToken)) << log_;
-
-            toolkit::CkCrypt2W ours;
-            ours.put_CmsOptions(u"{\"ValidateTimestampTokens\":true}");
-            EXPECT_TRUE(ours.Implementation().VerifyFile(message)) << Narrow(ours.lastErrorText());
-
-            const Bytes token = AttributeValue(signer.unsignedAttributes, kTimestampToken);
-            const auto tokenFile = profile_.Write("token.der", platform::AsText(token));
-            const auto value = profile_.Write("value.bin", platform::AsText(signer.signature));
-            const auto stamp = RunProgram({"openssl", "ts", "-verify", "-in", tokenFile.string(), "-token_in", "-data",
-                                           value.string(), "-CAfile", Scratch("root.pem").string()});
-            EXPECT_EQ(stamp.status, 0) << stamp.Summary();
-            const auto whole =
-                RunProgram({"openssl", "cms", "-verify", "-binary", "-inform", "DER", "-in", message.string(),
-                            "-CAfile", Scratch("root.pem").string(), "-purpose", "any", "-out", "/dev/null"});
-            EXPECT_EQ(whole.status, 0) << whole.Summary();
+            EXPECT_THAT(signer.isSigned.Types(), ElementsAre(kContentType, kMessageDigest, kSigningCertificateV2));
+            ASSERT_THAT(signer.isUnsigned.Types(), ElementsAre(kTimestampToken)) << log_;
+            EXPECT_EQ(Verdict("ours", message), "");
+            EXPECT_EQ(Verdict("openssl", message), "");
+            // Without signingTime the attributes stand in DER order by themselves.
             if (HasProgram("certtool")) {
-                // Without signingTime the attributes stand in DER order by themselves.
-                const auto certtool = RunProgram({"certtool", "--p7-verify", "--inder", "--infile", message.string(),
-                                                  "--load-ca-certificate", Scratch("root.pem").string()});
-                EXPECT_EQ(certtool.status, 0) << certtool.Summary();
+                EXPECT_EQ(Verdict("certtool", message), "");
             }
+            profile_.Write("token.der", platform::AsText(signer.isUnsigned.Value(kTimestampToken)));
+            profile_.Write("value.bin", platform::AsText(signer.signature));
+            const auto stamp = RunProgram({"openssl", "ts", "-verify", "-in", "token.der", "-token_in", "-data",
+                                           "value.bin", "-CAfile", "root.pem"},
+                                          {.folder = profile_.Folder()});
+            EXPECT_EQ(stamp.status, 0) << stamp.Summary();
         }
     }
+    const TsaServer elliptic(Issue({.subject = {{"CN", "EC TSA"}},
+                                    .key = TestKey(KeyType::p256, 5),
+                                    .extendedKeyUsage = "critical,timeStamping"},
+                                   pki_.ca),
+                             {pki_.ca});
+    const auto message = Sign("content", {.attributes = UsualAttributes(elliptic.Url())});
+    EXPECT_THAT(ReadSigner(message).isUnsigned.Types(), ElementsAre(kTimestampToken)) << log_;
+    EXPECT_EQ(Verdict("ours", message), "");
 }
 
 TEST_F(TimestampTest, RequestIsPostedOverTheSignatureValue) {
@@ -85,31 +86,25 @@ TEST_F(TimestampTest, RequestIsPostedOverTheSignatureValue) {
     EXPECT_EQ(request.method, "POST");
     EXPECT_EQ(request.headers.at("content-type"), "application/timestamp-query");
     EXPECT_EQ(request.Credentials(), std::nullopt);
-
-    auto fields = platform::DerReader(platform::AsBytes(request.body)).Enter(platform::tag::kSequence).value();
-    fields.Next().value();  // version
-    auto imprint = fields.Enter(platform::tag::kSequence).value();
-    EXPECT_EQ(imprint.Enter(platform::tag::kSequence).value().Oid(), "1.3.14.3.2.26");
-    const auto digest = imprint.Next().value().contents;
-    EXPECT_EQ(Hex(digest), Hex(platform::Digest(platform::HashAlgorithm::sha1, signer.signature)));
-    EXPECT_EQ(fields.Next(platform::tag::kInteger).value().contents.size(), 12u);
-    EXPECT_EQ(Hex(fields.Next(platform::tag::kBoolean).value().contents), "FF");
+    EXPECT_THAT(Shape(platform::AsBytes(request.body)),
+                MatchesRegex("S.int 01 S.S.1.3.14.3.2.26 tag 5 0. tag 4 20. int [0-9A-F]{24} boolean FF."));
+    EXPECT_THAT(Hex(platform::AsBytes(request.body)),
+                HasSubstr(Hex(platform::Digest(platform::HashAlgorithm::sha1, signer.signature))));
 
     // Neither nonce nor certificates unless they are asked for; and then a token without them is right.
     const std::string bare =
         R"({"messageDigest":true,"contentType":true,"timestampToken":{"enabled":true,"tsaUrl":")" + tsa_.Url() + "\"}}";
     const auto plain = ReadSigner(Sign("content", {.attributes = bare}));
-    EXPECT_THAT(plain.unsignedTypes, ElementsAre(kTimestampToken)) << log_;
+    EXPECT_THAT(plain.isUnsigned.Types(), ElementsAre(kTimestampToken)) << log_;
     EXPECT_EQ(Shape(platform::AsBytes(tsa_.Requests().back().body)),
-              "S(int 01 S(S(2.16.840.1.101.3.4.2.1 null) octets 32) boolean 00)");
+              "S(int 01 S(S(2.16.840.1.101.3.4.2.1 tag 5 0) tag 4 32) boolean 00)");
 }
 
 TEST_F(TimestampTest, WhatIsNoGoodTokenFailsTheSignature) {
     const std::string refused = "Timestamp server reply does not indicate success.";
     ExpectFailure({.reply = Reply::rejected, .failure = TS_INFO_UNACCEPTED_POLICY, .statusText = "няма да стане"},
                   refused);
-    for (const char* words : {"rejection", "unacceptedPolicy", "няма да стане"})
-        EXPECT_THAT(log_, HasSubstr(words));
+    EXPECT_THAT(log_, AllOf(HasSubstr("rejection"), HasSubstr("unacceptedPolicy"), HasSubstr("няма да стане")));
     ExpectFailure({.reply = Reply::waiting}, refused);
     EXPECT_THAT(log_, HasSubstr("waiting"));
     const std::pair<TsaBehaviour, const char*> cases[] = {
@@ -121,23 +116,23 @@ TEST_F(TimestampTest, WhatIsNoGoodTokenFailsTheSignature) {
         {{.reply = Reply::noCertificates}, "holds no certificates although they were requested"},
         {{.reply = Reply::brokenSignature}, "signature of the timestamp token does not verify"},
         {{.httpStatus = 500}, "httpStatus: 500"},
-        {{.httpStatus = 404}, "httpStatus: 404"},
         {{.drop = true}, "The HTTP exchange failed."},
     };
     for (const auto& [behaviour, reason] : cases)
         ExpectFailure(behaviour, reason);
+    tsa_.Behave({.reply = Reply::otherPolicy});
+    std::string attributes = UsualAttributes(tsa_.Url());
+    attributes.insert(attributes.find("\"addNonce\""), R"("policyOid":"1.2.3.4",)");
+    EXPECT_FALSE(TrySign(Scratch("document.bin"), Scratch("out.p7m"), {.attributes = attributes}));
+    EXPECT_THAT(log_, HasSubstr("issued under another policy than the one requested"));
 }
 
 TEST_F(TimestampTest, AddressThatLeadsNowhereFailsTheSignature) {
     const auto input = profile_.Write("document.bin", "content");
-    std::string closed;
-    {
-        closed = HttpServer([](const HttpRequest&) { return HttpAnswer{}; }).Url("/tsa");
-    }
+    const std::string closed = HttpServer([](const HttpRequest&) { return HttpAnswer{}; }).Url("/tsa");
     for (const std::string& url : {closed, std::string("ftp://localhost/tsa"), std::string("no url at all")}) {
         EXPECT_FALSE(TrySign(input, Scratch("o"), {.attributes = UsualAttributes(url)})) << url;
-        EXPECT_THAT(log_, HasSubstr("The HTTP exchange failed."));
-        EXPECT_THAT(log_, HasSubstr(kFailed));
+        EXPECT_THAT(log_, AllOf(HasSubstr("The HTTP exchange failed."), HasSubstr(kFailed)));
     }
     EXPECT_FALSE(TrySign(input, Scratch("o"), {.attributes = R"({"timestampToken":{"enabled":true}})"}));
     EXPECT_THAT(log_, HasSubstr("timestampToken.tsaUrl is missing.  (The SigningAttributes property must include a "
@@ -162,13 +157,12 @@ TEST_F(TimestampTest, CredentialsAreSentOnlyWithBasicAuthAndNeverLogged) {
         made->put_Password(password);
         return made;
     };
-    EXPECT_TRUE(TrySignWith(guarded, http(true, u"s3cret-pass").get())) << log_;
-    EXPECT_THAT(log_, Not(HasSubstr("s3cret-pass")));
-    std::filesystem::remove(Scratch("out.p7m"));
     ExpectFailure(guarded, "httpStatus: 401", http(false, u"s3cret-pass").get());
     EXPECT_EQ(tsa_.Requests().back().Credentials(), std::nullopt);
     ExpectFailure(guarded, "httpStatus: 401", http(true, u"wrong-pass").get());
     EXPECT_THAT(log_, Not(HasSubstr("wrong-pass")));
+    EXPECT_TRUE(TrySignWith(guarded, http(true, u"s3cret-pass").get())) << log_;
+    EXPECT_THAT(log_, Not(HasSubstr("s3cret-pass")));
 
     // The client outlives the object it came from.
     toolkit::CkCertW certificate;
@@ -181,13 +175,70 @@ TEST_F(TimestampTest, CredentialsAreSentOnlyWithBasicAuthAndNeverLogged) {
     EXPECT_TRUE(crypt.CreateP7S(input.c_str(), Wide(Scratch("o").string()).c_str())) << Narrow(crypt.lastErrorText());
 }
 
-TEST_F(TimestampTest, AuthorityWithAnEllipticCurveKeyIsAccepted) {
-    const Certificate authority = Issue(
-        {.subject = {{"CN", "EC TSA"}}, .key = TestKey(KeyType::p256, 5), .extendedKeyUsage = "critical,timeStamping"},
-        pki_.ca);
-    const TsaServer server(authority, {pki_.ca});
-    const auto signer = ReadSigner(Sign("content", {.attributes = UsualAttributes(server.Url())}));
-    EXPECT_THAT(signer.unsignedTypes, ElementsAre(kTimestampToken)) << log_;
+TEST(TimestampRequest, HasTheFieldsInTheirOrder) {
+    TimestampRequest request{.hash = platform::HashAlgorithm::sha1,
+                             .imprint = Bytes(20, 7),
+                             .policyOid = "1.2.3.4",
+                             .nonce = Bytes(12, 0x11),
+                             .certReq = true};
+    const Bytes full = EncodeTimestampRequest(request);
+    EXPECT_EQ(Shape(full),
+              "S(int 01 S(S(1.3.14.3.2.26 tag 5 0) tag 4 20) 1.2.3.4 int 111111111111111111111111 boolean FF)");
+    request.policyOid = "policy";
+    EXPECT_TRUE(EncodeTimestampRequest(request).empty());
+
+    const auto peer = RunProgram({"openssl", "ts", "-query", "-in", "/dev/stdin", "-text"},
+                                 {.input = std::string(platform::AsText(full))});
+    EXPECT_THAT(peer.output, HasSubstr("Nonce: 0x111111111111111111111111")) << peer.Summary();
+}
+
+TEST(TimestampRequest, NonceIsAPositiveNumberOfTwelveBytes) {
+    std::set<std::string> seen;
+    for (int i = 0; i < 3000; ++i) {
+        const Bytes nonce = toolkit::cms::MakeTimestampNonce();
+        ASSERT_EQ(nonce.size(), 12u);
+        ASSERT_TRUE(nonce.front() >= 1 && nonce.front() <= 0x7F);
+        ASSERT_TRUE(seen.insert(Hex(nonce)).second);
+    }
+}
+
+// PKIStatusInfo and, if asked for, something in the place of the token.
+Bytes ReplyOf(std::uint64_t status, const Bytes& failInfo, bool withToken) {
+    platform::DerWriter out;
+    out.Sequence([&] {
+        out.Sequence([&] {
+            out.Integer(status);
+            out.Sequence([&] { out.Text(platform::tag::kUtf8String, "не сега"); });
+            if (!failInfo.empty()) out.Value(platform::tag::kBitString, failInfo);
+        });
+        if (withToken) out.Sequence([&] { out.Integer(5); });
+    });
+    return out.Take();
+}
+
+TEST(TimestampReply, TellsStatusReasonsAndToken) {
+    const auto granted = DecodeTimestampReply(ReplyOf(1, {}, true)).value();
+    EXPECT_TRUE(granted.Granted());
+    EXPECT_THAT(granted.token, ElementsAre(0x30, 3, 2, 1, 5));
+
+    // badAlg, timeNotAvailable, unacceptedPolicy and a bit that nobody defined.
+    const auto refused = DecodeTimestampReply(ReplyOf(2, {4, 0x80, 0x03, 0x10}, false)).value();
+    EXPECT_FALSE(refused.Granted());
+    EXPECT_TRUE(refused.token.empty());
+    EXPECT_THAT(refused.failures, ElementsAre("badAlg", "timeNotAvailable", "unacceptedPolicy", "bit 19"));
+    EXPECT_THAT(refused.texts, ElementsAre("не сега"));
+    for (const std::int64_t status : {-1, 6})
+        EXPECT_EQ(toolkit::cms::PkiStatusName(status), "unknown");
+}
+
+TEST(TimestampReply, RefusesWhatIsCutOrNotAReply) {
+    Bytes whole = ReplyOf(0, {0, 0x80}, true);
+    ASSERT_TRUE(DecodeTimestampReply(whole));
+    for (std::size_t size = 0; size < whole.size(); ++size)
+        EXPECT_FALSE(DecodeTimestampReply(platform::ByteView(whole).first(size))) << size;
+    whole.push_back(0);
+    EXPECT_FALSE(DecodeTimestampReply(whole));
+    EXPECT_FALSE(DecodeTimestampReply(platform::AsBytes("<html>no such page</html>")));
 }
 
 }  // namespace

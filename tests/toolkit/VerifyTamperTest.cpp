@@ -1,11 +1,10 @@
 // What an attacker can do to a message without the key.
 
-#include <algorithm>
 #include <chrono>
 #include <functional>
+#include <regex>
 
-#include "platform/Keys.h"
-#include "platform/Stores.h"
+#include "tests/support/Made.h"
 #include "tests/toolkit/MessageParts.h"
 #include "tests/toolkit/PeerMessages.h"
 #include "tests/toolkit/VerifySupport.h"
@@ -14,7 +13,7 @@
 namespace {
 
 using platform::Bytes;
-using platform::ByteView;
+using testing_support::Attribute;
 using testing_support::ElementsOf;
 using testing_support::MessageParts;
 using testing_support::OpenSslSign;
@@ -28,35 +27,39 @@ namespace tag = platform::tag;
 class Crafted : public testing::Test {
   protected:
     Crafted() { profile_.Write("content", "pay 100"); }
-    Bytes Sign(const tests::Certificate& signer, const std::vector<std::string>& options) {
+    Bytes Sign(std::vector<std::string> options = {}) { return SignWith(signer_, std::move(options)); }
+    Bytes SignWith(const tests::Certificate& signer, std::vector<std::string> options) {
         WritePem(profile_, "signer", signer);
-        auto all = options;
-        all.insert(all.end(), {"-nodetach", "-nosmimecap"});
-        return OpenSslSign(profile_, all);
+        options.insert(options.end(), {"-nodetach", "-nosmimecap"});
+        return OpenSslSign(profile_, options);
     }
-    // The value over exactly these attributes, in this order.
-    static Bytes SignAttributes(const tests::Certificate& signer, const std::vector<Bytes>& attributes) {
-        const auto store =
-            platform::PFXImportCertStore(tests::MakePfx({.certificates = {signer}}), platform::Secret(std::string()));
-        const auto key =
-            platform::CryptAcquireCertificatePrivateKey(platform::CertEnumCertificatesInStore(store).at(0), 0);
-        constexpr auto sha256 = platform::HashAlgorithm::sha256;
-        return platform::NCryptSignHash(key.value().key, sha256, platform::Digest(sha256, Wrap(tag::kSet, attributes)));
+    // Signs exactly these attributes, in this order.
+    void SetAttributes(MessageParts& parts, const std::vector<Bytes>& attributes) const {
+        const Bytes set = Wrap(tag::kSet, attributes);
+        const auto context = tests::Made<EVP_MD_CTX_free>(EVP_MD_CTX_new(), "signature");
+        std::size_t size = 200;
+        Bytes value(size);
+        EVP_DigestSignInit(context.get(), nullptr, EVP_sha256(), nullptr, signer_.PrivateKey().get());
+        EVP_DigestSign(context.get(), value.data(), &size, set.data(), set.size());
+        value.resize(size);
+        parts.signers[0][3] = Wrap(tag::ContextConstructed(0), attributes);
+        parts.signers[0].back() = platform::DerWriter().OctetString(value).Take();
     }
 
     Profile profile_;
     const tests::CertificateSpec spec_{
         .subject = {{"CN", "Signer"}}, .serial = {7}, .key = tests::TestKey(KeyType::p256)};
+    const tests::Certificate signer_ = tests::Issue(spec_);
 };
 
 TEST_F(Crafted, SignaturesThatProveNothingAreBad) {
     using namespace toolkit::cms::oid;
     using platform::TRUST_E_BAD_DIGEST, platform::CRYPT_E_HASH_VALUE, platform::CRYPT_E_NO_SIGNER,
         platform::CRYPT_E_SIGNER_NOT_FOUND;
-    const auto ecdsa = tests::Issue(spec_), rsa = tests::Issue({});
-    const auto algorithm = [](std::string_view oid) { return platform::DerWriter().AlgorithmWithNull(oid).Take(); };
-    const auto set = [&](std::size_t field, std::string_view oid) {
-        return [=](MessageParts& parts) { parts.signers[0].at(field) = algorithm(oid); };
+    const auto set = [](std::size_t field, std::string_view oid) {
+        return [=](MessageParts& parts) {
+            parts.signers[0].at(field) = platform::DerWriter().AlgorithmWithNull(oid).Take();
+        };
     };
     const auto content = [](std::string_view type, std::string_view text) {
         return [=](MessageParts& parts) { parts.SetContent(type, platform::AsBytes(text)); };
@@ -68,9 +71,12 @@ TEST_F(Crafted, SignaturesThatProveNothingAreBad) {
         parts.SetContent(kData, attributes);
     };
     const auto noAttributes = [](MessageParts& parts) { parts.signers[0][3] = Wrap(tag::ContextConstructed(0), {}); };
-    const Bytes usual = Sign(ecdsa, {}), bare = Sign(ecdsa, {"-noattr"}), rsaUsual = Sign(rsa, {}),
-                rsaBare = Sign(rsa, {"-noattr"});
-    const char *const value = "does not match the decrypted digest", *const none = "The message has no signers.";
+    const auto noSigners = [](MessageParts& parts) { parts.signers.clear(); };
+    const auto noCertificates = [](MessageParts& parts) { parts.certificates.clear(); };
+    const tests::Certificate rsa = tests::Issue({});
+    const Bytes usual = Sign(), bare = Sign({"-noattr"}), rsaUsual = SignWith(rsa, {}),
+                rsaBare = SignWith(rsa, {"-noattr"});
+    const char* const value = "does not match the decrypted digest";
     const struct {
         const char* name;
         Bytes message;
@@ -86,9 +92,8 @@ TEST_F(Crafted, SignaturesThatProveNothingAreBad) {
         {"an unknown digest", rsaUsual, set(2, "1.2.3.4"), "Unsupported PKCS7 digest"},
         {"an unknown signature", rsaUsual, set(4, "1.2.3.4"), ""},
         {"an empty set of attributes", usual, noAttributes, "Failed to create PKCS7 from DER.", CRYPT_E_NO_SIGNER},
-        {"no signers", usual, [](MessageParts& parts) { parts.signers.clear(); }, none, CRYPT_E_NO_SIGNER},
-        {"no certificate", usual, [](MessageParts& parts) { parts.certificates.clear(); },
-         "Cannot find the signing certificate.", CRYPT_E_SIGNER_NOT_FOUND},
+        {"no signers", usual, noSigners, "The message has no signers.", CRYPT_E_NO_SIGNER},
+        {"no certificate", usual, noCertificates, "Cannot find the signing certificate.", CRYPT_E_SIGNER_NOT_FOUND},
     };
     for (const auto& [name, message, change, reason, service] : cases) {
         MessageParts parts(message);
@@ -107,21 +112,21 @@ TEST_F(Crafted, ACertificateWithTheSameIssuerAndSerialDoesNotConfuse) {
     auto otherKey = spec_, otherRights = spec_;
     otherKey.key = tests::TestKey(KeyType::p256, 1);
     otherRights.keyUsage = "critical,keyAgreement";
-    const auto signer = tests::Issue(spec_);
-    Bytes otherByte = signer.Der();
+    const Bytes signer = signer_.Der();
+    Bytes otherByte = signer;
     otherByte.back() ^= 1;
     const char* const reference = "The signing certificate reference is to another certificate.";
     const std::pair<Bytes, const char*> decoys[] = {
         {tests::Issue(otherKey).Der(), "does not match the decrypted digest"},
         {tests::Issue(otherRights).Der(), reference},
         {otherByte, reference}};
+    MessageParts parts(Sign({"-cades"}));
     for (const auto& [decoy, reason] : decoys) {
-        MessageParts parts(Sign(signer, {"-cades"}));
-        for (const auto& certificates : {std::vector{decoy, signer.Der(), signer.Der()}, {signer.Der(), decoy}}) {
+        for (const auto& certificates : {std::vector{decoy, signer, signer}, {signer, decoy}}) {
             parts.certificates = certificates;
             const auto verdict = Verify(parts.Assemble());
             EXPECT_TRUE(verdict.valid) << verdict.log;
-            EXPECT_EQ(platform::CopyOf(verdict.findings.signers.at(0).certificate.Encoded()), signer.Der());
+            EXPECT_EQ(platform::CopyOf(verdict.findings.signers.at(0).certificate.Encoded()), signer);
         }
         parts.certificates = {decoy};
         const auto verdict = Verify(parts.Assemble());
@@ -134,8 +139,7 @@ TEST_F(Crafted, ACertificateWithTheSameIssuerAndSerialDoesNotConfuse) {
 TEST_F(Crafted, DecoysDoNotMakeAMessageSlowToRefuse) {
     auto decoySpec = spec_;
     decoySpec.key = tests::TestKey(KeyType::p256, 1);
-    MessageParts parts(Sign(tests::Issue(spec_), {}));
-    const auto genuine = parts.certificates.at(0);
+    MessageParts parts(Sign());
     // Different certificates with one and the same identifier, for as many signers as are read.
     parts.certificates.clear();
     for (std::int64_t i = 0; i < 400; ++i) {
@@ -148,19 +152,12 @@ TEST_F(Crafted, DecoysDoNotMakeAMessageSlowToRefuse) {
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
     // The same certificate many times is one.
     parts.signers.resize(1);
-    parts.certificates.assign(100, genuine);
+    parts.certificates.assign(100, signer_.Der());
     EXPECT_TRUE(Verify(parts.Assemble()).valid);
 }
 
 // A signer who puts odd things into the signed attributes and signs them properly.
 TEST_F(Crafted, SignedAttributesThatContradictThemselvesAreRefused) {
-    const auto signer = tests::Issue(spec_);
-    const MessageParts honest(Sign(signer, {}));
-    const auto attribute = [](std::string_view oid, const std::vector<Bytes>& values) {
-        platform::DerWriter out;
-        out.Sequence([&] { out.Oid(oid).Raw(Wrap(tag::kSet, values)); });
-        return out.Take();
-    };
     const auto digestOf = [](std::string_view text, std::size_t size) {
         Bytes digest = platform::Digest(platform::HashAlgorithm::sha256, platform::AsBytes(text));
         digest.resize(size);
@@ -169,34 +166,32 @@ TEST_F(Crafted, SignedAttributesThatContradictThemselvesAreRefused) {
     const auto time = [](std::string_view text) { return platform::DerWriter().Text(tag::kUtcTime, text).Take(); };
     const auto type = [](std::string_view oid) { return platform::DerWriter().Oid(oid).Take(); };
     using namespace toolkit::cms::oid;
-    const Bytes right = attribute(kMessageDigest, {digestOf("pay 100", 32)}),
-                data = attribute(kContentType, {type(kData)});
-    struct Case {
+    const Bytes right = Attribute(kMessageDigest, {digestOf("pay 100", 32)}),
+                data = Attribute(kContentType, {type(kData)});
+    const struct {
         const char* name;
         std::vector<Bytes> attributes;
-        bool valid;
+        bool valid = false;
+    } cases[] = {
+        {"proper", {data, right, Attribute(kSigningTime, {time("260101000000Z")})}, true},
+        {"time with a zone", {data, right, Attribute(kSigningTime, {time("2601010000+0200")})}, true},
+        {"of an unknown type twice", {data, right, Attribute("1.2.3.4", {time("x")}), Attribute("1.2.3.4", {})}, true},
+        {"two digests", {data, right, Attribute(kMessageDigest, {digestOf("pay 900", 32)})}},
+        {"two digests in one", {data, Attribute(kMessageDigest, {digestOf("pay 100", 32), digestOf("x", 32)})}},
+        {"the same digest twice", {data, right, right}},
+        {"a digest cut short", {data, Attribute(kMessageDigest, {digestOf("pay 100", 31)})}},
+        {"a digest with more behind it", {data, Attribute(kMessageDigest, {digestOf("pay 100", 33)})}},
+        {"no digest", {data, Attribute(kMessageDigest, {})}},
+        {"an empty digest", {data, Attribute(kMessageDigest, {digestOf("", 0)})}},
+        {"digest alone", {right}},
+        {"two types", {data, Attribute(kContentType, {type(kTstInfo)}), right}},
+        {"another type", {Attribute(kContentType, {type(kTstInfo)}), right}},
+        {"two times", {data, right, Attribute(kSigningTime, {time("260101000000Z"), time("360101000000Z")})}},
+        {"text behind the time", {data, right, Attribute(kSigningTime, {time("260101000000Z\n 1. valid")})}},
     };
-    const Case cases[] = {
-        {"proper", {data, right, attribute(kSigningTime, {time("260101000000Z")})}, true},
-        {"time with a zone", {data, right, attribute(kSigningTime, {time("2601010000+0200")})}, true},
-        {"of an unknown type twice", {data, right, attribute("1.2.3.4", {time("x")}), attribute("1.2.3.4", {})}, true},
-        {"two digests", {data, right, attribute(kMessageDigest, {digestOf("pay 900", 32)})}, false},
-        {"two digests in one", {data, attribute(kMessageDigest, {digestOf("pay 100", 32), digestOf("x", 32)})}, false},
-        {"the same digest twice", {data, right, right}, false},
-        {"a digest cut short", {data, attribute(kMessageDigest, {digestOf("pay 100", 31)})}, false},
-        {"a digest with more behind it", {data, attribute(kMessageDigest, {digestOf("pay 100", 33)})}, false},
-        {"no digest", {data, attribute(kMessageDigest, {})}, false},
-        {"an empty digest", {data, attribute(kMessageDigest, {digestOf("", 0)})}, false},
-        {"digest alone", {right}, false},
-        {"two types", {data, attribute(kContentType, {type(kTstInfo)}), right}, false},
-        {"another type", {attribute(kContentType, {type(kTstInfo)}), right}, false},
-        {"two times", {data, right, attribute(kSigningTime, {time("260101000000Z"), time("360101000000Z")})}, false},
-        {"text behind the time", {data, right, attribute(kSigningTime, {time("260101000000Z\n 1. valid")})}, false},
-    };
+    MessageParts parts(Sign());
     for (const auto& [name, attributes, valid] : cases) {
-        MessageParts parts = honest;
-        parts.signers[0][3] = Wrap(tag::ContextConstructed(0), attributes);
-        parts.signers[0].back() = platform::DerWriter().OctetString(SignAttributes(signer, attributes)).Take();
+        SetAttributes(parts, attributes);
         const auto verdict = Verify(parts.Assemble());
         EXPECT_EQ(verdict.valid, valid) << name << verdict.log;
         EXPECT_TRUE(verdict.findings.signers.at(0).signatureGood) << name << ": refused for another reason";
@@ -204,25 +199,22 @@ TEST_F(Crafted, SignedAttributesThatContradictThemselvesAreRefused) {
 }
 
 TEST_F(Crafted, AttributesAreGoodAsStoredOrInDerOrder) {
-    MessageParts parts(Sign(tests::Issue(spec_), {}));
+    MessageParts parts(Sign());
     auto attributes = ElementsOf(parts.signers[0].at(3));
     ASSERT_GE(attributes.size(), 3U);
     // OpenSSL signs DER order; a writer that stores another order signed the same.
     std::swap(attributes.front(), attributes.back());
-    parts.signers[0][3] = Wrap(tag::ContextConstructed(0), attributes);
-    EXPECT_TRUE(Verify(parts.Assemble()).valid);
-    // An attribute twice, or one less, is something else.
-    auto twice = attributes;
+    auto twice = attributes, less = attributes;
     twice.push_back(attributes.front());
-    parts.signers[0][3] = Wrap(tag::ContextConstructed(0), twice);
-    EXPECT_FALSE(Verify(parts.Assemble()).valid);
-    attributes.pop_back();
-    parts.signers[0][3] = Wrap(tag::ContextConstructed(0), attributes);
-    EXPECT_FALSE(Verify(parts.Assemble()).valid);
+    less.pop_back();
+    for (const auto& stored : {attributes, twice, less}) {
+        parts.signers[0][3] = Wrap(tag::ContextConstructed(0), stored);
+        EXPECT_EQ(Verify(parts.Assemble()).valid, stored == attributes) << stored.size();
+    }
 }
 
 TEST_F(Crafted, OnlyPaddingMayStandBehindTheMessage) {
-    const Bytes message = Sign(tests::Issue(spec_), {});
+    const Bytes message = Sign();
     const std::pair<Bytes, bool> cases[] = {{{0, 0, 0}, true}, {{'\r', '\n'}, true}, {Bytes(9000, 0), true},
                                             {{1}, false},      {{0, 0, 'x'}, false}, {message, false}};
     for (const auto& [behind, valid] : cases) {
@@ -233,12 +225,10 @@ TEST_F(Crafted, OnlyPaddingMayStandBehindTheMessage) {
 }
 
 TEST_F(Crafted, EveryTextFormOfAMessageIsTheSameMessage) {
-    Sign(tests::Issue(spec_), {});
+    Sign();
     const auto base64 =
         tests::RunProgram({"openssl", "base64", "-in", "message"}, {.folder = profile_.Folder()}).output;
-    std::string crlf;
-    for (const char c : base64)
-        crlf += c == '\n' ? std::string("\r\n") : std::string(1, c);
+    const std::string crlf = std::regex_replace(base64, std::regex("\n"), "\r\n");
     const std::string cms = "-----BEGIN CMS-----\n" + base64 + "-----END CMS-----";
     for (const auto& text :
          {base64, crlf, "-----BEGIN PKCS7-----\n" + base64 + "-----END PKCS7-----\n", cms,
@@ -257,21 +247,18 @@ Bytes Hostile(const Bytes& content) {
 }
 
 TEST(VerifyHostile, SizesAndDepthsEndInARefusalAtOnce) {
-    Bytes deep, manyEmpty{0x24, 0x80};
-    for (int i = 0; i < 100'000; ++i)
-        deep.insert(deep.end(), {0x24, 0x80});
-    for (int i = 0; i < 500'000; ++i)
-        manyEmpty.insert(manyEmpty.end(), {4, 0});
-    Bytes deepSets = Hostile({0x24, 0x80, 0, 0, 0, 0, 0, 0});
-    for (int i = 0; i < 500'000; ++i)
-        deepSets.insert(deepSets.end(), {0x31, 0x80});
+    const auto times = [](Bytes start, int count, const Bytes& piece) {
+        while (count-- > 0)
+            start.insert(start.end(), piece.begin(), piece.end());
+        return start;
+    };
     const std::pair<const char*, Bytes> cases[] = {
         {"content of 2^63 bytes", Hostile({4, 0x88, 0x80, 0, 0, 0, 0, 0, 0, 0, 1})},
         {"content of 2^64-1 bytes", Hostile({4, 0x88, 255, 255, 255, 255, 255, 255, 255, 255})},
         {"content beyond the end", Hostile({4, 0x84, 0x7F, 0xFF, 0xFF, 0xFF, 1})},
-        {"pieces 100,000 deep", Hostile(deep)},
-        {"half a million empty pieces", Hostile(manyEmpty)},
-        {"signers half a million deep", deepSets},
+        {"pieces 100,000 deep", Hostile(times({}, 100'000, {0x24, 0x80}))},
+        {"half a million empty pieces", Hostile(times({0x24, 0x80}, 500'000, {4, 0}))},
+        {"signers half a million deep", times(Hostile({0x24, 0x80, 0, 0, 0, 0, 0, 0}), 500'000, {0x31, 0x80})},
         {"a piece longer than its string", Hostile({0x24, 3, 4, 9, 1, 0, 0})},
         {"a piece of another type", Hostile({0x24, 0x80, 2, 1, 1, 0, 0})},
         {"nothing behind the content", Hostile({4, 1, 'x', 0, 0, 0, 0})},
@@ -292,31 +279,32 @@ TEST(OperationLog, AValueCannotLookLikeFurtherLines) {
 }
 
 TEST(Algorithms, SchemesFollowTheIdentifiersAndTheirParameters) {
-    using platform::HashAlgorithm;
-    using toolkit::cms::ChooseScheme;
-    using toolkit::cms::SchemeFault;
-    const auto algorithm = [](std::string oid, Bytes parameters = {}) {
-        return platform::AlgorithmIdentifier{std::move(oid), std::move(parameters)};
-    };
-    const auto fault = [&](std::string oid, HashAlgorithm hash, Bytes parameters = {}) {
-        return ChooseScheme(algorithm(std::move(oid), std::move(parameters)), hash).fault;
-    };
-    EXPECT_EQ(fault("1.2.840.10045.4.3.2", HashAlgorithm::sha256), SchemeFault::none);
-    EXPECT_EQ(fault("1.2.840.10045.4.3.2", HashAlgorithm::sha1), SchemeFault::differentDigests);
-    EXPECT_EQ(fault("1.2.840.10040.4.3", HashAlgorithm::sha256), SchemeFault::differentDigests);
-    EXPECT_EQ(fault("1.3.101.112", HashAlgorithm::sha512), SchemeFault::needsWholeMessage);
-    EXPECT_EQ(fault("1.2.3", HashAlgorithm::sha256), SchemeFault::unknownAlgorithm);
+    using enum platform::HashAlgorithm;
+    using enum toolkit::cms::SchemeFault;
     const std::string pss = "1.2.840.113549.1.1.10";
-    EXPECT_EQ(fault(pss, HashAlgorithm::sha1), SchemeFault::badParameters) << "they are not optional here";
-    const auto defaults = ChooseScheme(algorithm(pss, {0x30, 0}), HashAlgorithm::sha1);
-    EXPECT_EQ(defaults.fault, SchemeFault::none);
-    EXPECT_EQ(defaults.scheme.saltLength, 20U);
-    EXPECT_EQ(defaults.scheme.mgf1Hash, HashAlgorithm::sha1);
-    EXPECT_EQ(fault(pss, HashAlgorithm::sha256, {0x30, 0}), SchemeFault::differentDigests);
-    EXPECT_EQ(fault(pss, HashAlgorithm::sha1, {0x30, 5, 0xA3, 3, 2, 1, 2}), SchemeFault::badParameters) << "trailer";
-    EXPECT_EQ(fault(pss, HashAlgorithm::sha1, {0x30, 5, 0xA2, 3, 2, 1, 0xFF}), SchemeFault::badParameters)
-        << "negative";
-    EXPECT_EQ(fault(pss, HashAlgorithm::sha1, {0x30, 2, 5, 0}), SchemeFault::badParameters) << "unknown field";
+    const struct {
+        std::string oid;
+        platform::HashAlgorithm hash;
+        Bytes parameters;
+        toolkit::cms::SchemeFault fault;
+    } cases[] = {
+        {"1.2.840.10045.4.3.2", sha256, {}, none},
+        {"1.2.840.10045.4.3.2", sha1, {}, differentDigests},
+        {"1.2.840.10040.4.3", sha256, {}, differentDigests},
+        {"1.3.101.112", sha512, {}, needsWholeMessage},
+        {"1.2.3", sha256, {}, unknownAlgorithm},
+        {pss, sha1, {}, badParameters},  // they are not optional here
+        {pss, sha1, {0x30, 0}, none},
+        {pss, sha256, {0x30, 0}, differentDigests},
+        {pss, sha1, {0x30, 5, 0xA3, 3, 2, 1, 2}, badParameters},     // trailer
+        {pss, sha1, {0x30, 5, 0xA2, 3, 2, 1, 0xFF}, badParameters},  // negative
+        {pss, sha1, {0x30, 2, 5, 0}, badParameters},                 // unknown field
+    };
+    for (const auto& [oid, hash, parameters, fault] : cases)
+        EXPECT_EQ(toolkit::cms::ChooseScheme({oid, parameters}, hash).fault, fault) << oid;
+    const auto defaults = toolkit::cms::ChooseScheme({pss, {0x30, 0}}, sha1).scheme;
+    EXPECT_EQ(defaults.saltLength, 20U);
+    EXPECT_EQ(defaults.mgf1Hash, sha1);
 }
 
 }  // namespace
