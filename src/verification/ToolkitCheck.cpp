@@ -17,8 +17,9 @@ std::u16string TextOf(toolkit::CkJsonObjectW& json, const std::u16string& path) 
 
 }  // namespace
 
-ToolkitCheck::ToolkitCheck(const platform::SignedMessageParts& parts, std::optional<std::uint64_t> dataSize) {
-    if (dataSize == 0) return;
+ToolkitCheck::ToolkitCheck(const platform::SignedMessageParts& parts, std::optional<std::uint64_t> dataSize,
+                           bool emptyIsContent) {
+    if (dataSize == 0 && !emptyIsContent) return;
     if (dataSize) {
         toolkit::CkJsonObjectW options;
         options.UpdateBool(u"ValidateTimestampTokens", true);

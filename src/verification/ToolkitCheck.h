@@ -18,8 +18,8 @@ class ToolkitCheck {
   public:
     // Checks a message whose content has been digested; nothing is read again. A signature that does not pass is told
     // to the log. `dataSize`: of detached data; none: the message holds its content. Nothing is found out about a
-    // signature over empty detached data.
-    ToolkitCheck(const platform::SignedMessageParts& parts, std::optional<std::uint64_t> dataSize);
+    // signature over empty detached data unless `emptyIsContent`.
+    ToolkitCheck(const platform::SignedMessageParts& parts, std::optional<std::uint64_t> dataSize, bool emptyIsContent);
 
     // What the token of this signer says replaces what the entry says of it; hasTimestamp then means that the token's
     // own signature is good. An entry without a token among the unsigned attributes stays as it is.

@@ -51,7 +51,7 @@ std::shared_ptr<const toolkit::cms::Findings> VerifyMessage(const MessageToVerif
     // Before anybody is judged: content that cannot be read is no reason to call a signature merely unchecked.
     const auto parts = platform::CryptMsgGetSignedParts(decoder.message);
     if (!parts) throw MessageFault(platform::GetLastError());
-    ToolkitCheck toolkitCheck(*parts, dataSize);
+    ToolkitCheck toolkitCheck(*parts, dataSize, input.emptyIsContent);
     const auto places = CrlPlaces::OfThisProcess();
     const auto own = platform::CertOpenMessageStore(decoder.message);
     for (std::uint32_t index = 0; index < count; ++index) {

@@ -130,11 +130,11 @@ TEST_F(VerifyTimestamp, TokensWithinTokensAreNamedAndNotFollowed) {
     }
     const auto verdict = Verify(Stamped({token}).Assemble(), {.validateTimestamps = true});
     EXPECT_TRUE(verdict.valid) << verdict.log;
-    const auto& outer = verdict.findings.signers[0].unsignedAttributes.at(0).timestamp;
-    ASSERT_TRUE(outer && outer->verify);
-    const auto& inner = outer->verify->signers.at(0).unsignedAttributes.at(0);
+    const auto& outer = verdict.findings.signers[0].unsignedAttributes.at(0).timestamps;
+    ASSERT_TRUE(outer.size() == 1 && outer[0].verify);
+    const auto& inner = outer[0].verify->signers.at(0).unsignedAttributes.at(0);
     EXPECT_EQ(inner.oid, kToken);
-    EXPECT_EQ(inner.timestamp, nullptr);
+    EXPECT_TRUE(inner.timestamps.empty());
 }
 
 }  // namespace

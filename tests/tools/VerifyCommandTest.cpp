@@ -1,4 +1,5 @@
 #include "tests/support/TsaServer.h"
+#include "tests/toolkit/MessageParts.h"
 #include "tests/tools/CommandTest.h"
 
 namespace {
@@ -68,6 +69,32 @@ TEST_F(VerifyCommandTest, SaysWhoSignedAndWhen) {
     bytes.back() ^= 1;  // of the token's signature
     Document("a.txt.p7m", bytes);
     Walk({{"verify a.txt.p7m", 1, {"подпис: верен", "НЕ Е ВЯРНО"}}});
+}
+
+TEST_F(VerifyCommandTest, WantsEveryTimestampToFit) {
+    using testing_support::ElementsOf, testing_support::Wrap;
+    const TsaServer tsa(pki_.tsa, {pki_.ca});
+    Document("empty.txt", "");
+    Walk({{"a.txt", 0}, {"--detached empty.txt", 0}}, "norvik sign --tsa " + tsa.Url() + " ");
+    auto detached = ReadFile("empty.txt.p7s");
+    detached.back() ^= 1;  // of the token's signature
+    Document("empty.txt.p7s", detached);
+    Walk({{"norvik verify empty.txt.p7s", 1, {"НЕ Е ВЯРНО"}}});
+
+    testing_support::MessageParts parts(platform::AsBytes(ReadFile("a.txt.p7m")));
+    auto& attributes = parts.signers.at(0).back();
+    const auto attribute = ElementsOf(ElementsOf(attributes).at(0));  // type and values
+    const auto token = ElementsOf(attribute.at(1)).at(0);
+    auto broken = token;
+    broken.back() ^= 1;
+    const auto judge = [&](const std::vector<platform::Bytes>& tokens, int status, const char* told) {
+        attributes = Wrap(0xA1, {Wrap(0x30, {attribute.at(0), Wrap(0x31, tokens)})});
+        Document("b.p7m", platform::AsText(parts.Assemble()));
+        Walk({{"norvik verify b.p7m", status, {told}}});
+    };
+    judge({token, token}, 0, ", вярно");
+    judge({token, broken}, 1, "НЕ Е ВЯРНО");
+    judge({}, 1, "липсва, НЕ Е ВЯРНО");
 }
 
 TEST_F(VerifyCommandTest, TellsOfManyFilesInATableAndInJsonThatOthersRead) {

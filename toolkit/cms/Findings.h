@@ -28,7 +28,7 @@ struct TimestampFindings {
 struct AttributeFindings {
     std::string oid, name;
     std::vector<std::pair<std::string, std::string>> members;
-    std::unique_ptr<TimestampFindings> timestamp;
+    std::vector<TimestampFindings> timestamps;  // one for each value, if the attribute holds tokens
 };
 
 struct CertificateFindings {

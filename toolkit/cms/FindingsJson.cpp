@@ -121,7 +121,8 @@ void WriteAttributes(Writer& out, std::string_view name, const std::vector<Attri
                 out.Text("name", attribute.name);
                 for (const auto& [member, value] : attribute.members)
                     out.Text(member, value);
-                if (attribute.timestamp) WriteTimestamp(out, *attribute.timestamp);
+                // The tree has room for one token an attribute.
+                if (!attribute.timestamps.empty()) WriteTimestamp(out, attribute.timestamps.front());
             });
         }
     });

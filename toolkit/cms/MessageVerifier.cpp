@@ -254,11 +254,9 @@ bool Verification::CheckTimestamps(const SignerInfo& signer, SignerFindings& fin
         if (attribute.values.empty()) good = false;
         for (const auto& value : attribute.values) {
             const auto context = log_.Enter("timestampToken");
-            auto token = VerifyTimestamp(value.encoded, signer.signature, pool_, log_);
-            good = good && token.validated;
-            // A report has room for one token an attribute; every one of them is checked.
-            auto& slot = findings.unsignedAttributes[i].timestamp;
-            if (!slot) slot = std::make_unique<TimestampFindings>(std::move(token));
+            auto& tokens = findings.unsignedAttributes[i].timestamps;
+            tokens.push_back(VerifyTimestamp(value.encoded, signer.signature, pool_, log_));
+            good = good && tokens.back().validated;
         }
     }
     return good;

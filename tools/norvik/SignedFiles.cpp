@@ -5,6 +5,7 @@
 
 #include "platform/Files.h"
 #include "platform/Text.h"
+#include "platform/cms/SignerInfo.h"
 #include "src/Norvik.h"
 #include "toolkit/cms/TextMessage.h"
 #include "tools/norvik/Command.h"
@@ -22,14 +23,6 @@ std::shared_ptr<platform::ByteSource> OpenForReading(const fs::path& file) {
     if (!input)
         throw std::runtime_error(file.string() + ": не може да се прочете. " + Explain(platform::GetLastError()));
     return std::make_shared<platform::FileSource>(std::move(*input));
-}
-
-// Text that does not decode is left to the reader of messages, which tells why it is none.
-std::shared_ptr<platform::ByteSource> OpenMessage(const fs::path& file) {
-    auto source = OpenForReading(file);
-    if (!toolkit::cms::LooksLikeText(*source)) return source;
-    std::shared_ptr<platform::ByteSource> decoded = toolkit::cms::DecodeText(*source);
-    return decoded ? decoded : source;
 }
 
 std::shared_ptr<platform::ByteSource> OpenData(const std::string& file, const std::optional<std::string>& named) {
@@ -57,9 +50,16 @@ Verdict SignatureVerdict(const verification::SignatureEntry& entry, const Signer
     return untried ? Verdict::unchecked : Verdict::bad;
 }
 
+bool HoldsTimestamps(const toolkit::cms::AttributeFindings& attribute) {
+    return attribute.oid == platform::cms::oid::kTimestampToken;
+}
+
+// An attribute for tokens that holds none promises a time that nobody vouches for.
 bool TimestampsHold(const SignerFindings& findings) {
     return std::ranges::all_of(findings.unsignedAttributes, [](const auto& attribute) {
-        return !attribute.timestamp || attribute.timestamp->validated;
+        const auto& tokens = attribute.timestamps;
+        return !HoldsTimestamps(attribute) ||
+               (!tokens.empty() && std::ranges::all_of(tokens, &toolkit::cms::TimestampFindings::validated));
     });
 }
 
@@ -144,7 +144,10 @@ std::string TimeLines(const verification::SignatureEntry& entry, const SignerFin
     if (!claimed.empty()) lines += "   време на подписване според подписалия: " + claimed + "\n";
     if (findings == nullptr) return lines;
     for (const auto& attribute : findings->unsignedAttributes) {
-        if (attribute.timestamp) lines += TimestampLine(*attribute.timestamp);
+        for (const auto& token : attribute.timestamps)
+            lines += TimestampLine(token);
+        if (HoldsTimestamps(attribute) && attribute.timestamps.empty())
+            lines += "   удостоверено време: липсва, НЕ Е ВЯРНО\n";
     }
     return lines;
 }
@@ -175,6 +178,14 @@ std::string FileLine(const JudgedFile& file) {
 }
 
 }  // namespace
+
+// Text that does not decode is left to the reader of messages, which tells why it is none.
+std::shared_ptr<platform::ByteSource> OpenMessage(const fs::path& file) {
+    auto source = OpenForReading(file);
+    if (!toolkit::cms::LooksLikeText(*source)) return source;
+    std::shared_ptr<platform::ByteSource> decoded = toolkit::cms::DecodeText(*source);
+    return decoded ? decoded : source;
+}
 
 int StatusOf(Verdict verdict) {
     switch (verdict) {
