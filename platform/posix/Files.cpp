@@ -76,11 +76,19 @@ Place Refuse(ErrorCode code) {
     return Place::refused;
 }
 
+// /dev/stdout and its like: links that lead to what a process has open. They belong to the machine, and a file in their
+// place would be found by every program.
+bool NamesADescriptor(const std::filesystem::path& link) {
+    std::error_code error;
+    return std::filesystem::read_symlink(link, error).native().starts_with("/proc/");
+}
+
 // What stands at the target already decides whether a file may be put there.
 Place LookAt(const std::filesystem::path& target) {
     struct stat status {};
     if (lstat(target.c_str(), &status) != 0) return errno == ENOENT ? Place::free : Refuse(ErrorFromErrno(errno));
     const bool isLink = S_ISLNK(status.st_mode);
+    if (isLink && NamesADescriptor(target)) return Refuse(ERROR_INVALID_DATA);
     if (isLink && stat(target.c_str(), &status) != 0) return Place::taken;  // a link to nothing
     if (S_ISDIR(status.st_mode)) return Refuse(ERROR_DIRECTORY);
     if (!S_ISREG(status.st_mode)) return Refuse(ERROR_INVALID_DATA);

@@ -85,12 +85,16 @@ void WriteContent(std::shared_ptr<platform::ByteSource> message, const fs::path&
     if (!output->Commit()) RaiseLastError();
 }
 
-bool ConvertToDetached(const fs::path& source, const fs::path& target, DetachedParts parts) {
+bool ConvertToDetached(const fs::path& source, const fs::path& target) {
     const auto extension = ExtensionOf(source);
     if (extension.empty()) throw std::runtime_error("File without extension!!!");
     if (extension != u".p7m") throw std::runtime_error("Not a P7M file!!!");
+    return WriteDetached(OpenSource(source), target, DetachedParts::firstSigner);
+}
+
+bool WriteDetached(std::shared_ptr<platform::ByteSource> message, const fs::path& target, DetachedParts parts) {
     tessaly::CryptMessageDecode decoder;
-    OpenAttached(decoder, OpenSource(source));
+    OpenAttached(decoder, std::move(message), parts == DetachedParts::everything);
     if (platform::WriteWholeFile(target, Encoded(decoder, PartsOf(decoder, parts)))) return true;
     TellUnwritten(target);
     return false;

@@ -21,9 +21,11 @@ enum class DetachedParts {
     firstSigner,  // and nothing else: whoever verifies it has to have the certificate already
     everything,   // all signers, certificates and CRLs
 };
-// Writes an attached signature (".p7m" by name) as a detached one, with the signers byte for byte. False if the target
-// cannot be written, which is told to the log and in a box.
-bool ConvertToDetached(const std::filesystem::path& source, const std::filesystem::path& target,
-                       DetachedParts parts = DetachedParts::firstSigner);
+// Writes an attached signature as a detached one, with the signers byte for byte. False if the target cannot be
+// written, which is told to the log and in a box. Content of no bytes is refused unless everything is wanted.
+bool WriteDetached(std::shared_ptr<platform::ByteSource> message, const std::filesystem::path& target,
+                   DetachedParts parts);
+// The first signer of a file, which must have the extension ".p7m".
+bool ConvertToDetached(const std::filesystem::path& source, const std::filesystem::path& target);
 
 }  // namespace verification

@@ -142,10 +142,12 @@ TEST_F(Files, ALinkAtTheTargetIsReplacedAndItsFileIsLeftAlone) {
 TEST_F(Files, WhatIsNoFileIsNeverReplaced) {
     fs::create_directory(folder / "folder");
     fs::create_symlink("/dev/null", folder / "device");
+    fs::create_symlink("/proc/self/fd/0", folder / "descriptor");  // whatever the process has open there
     const auto fifo = MakeFifo();
     for (const fs::path& path : {folder / "folder", folder / "folder/", folder / "..", fs::path()})
         EXPECT_FAILS(WriteText(path), ERROR_DIRECTORY) << path;
     EXPECT_FAILS(WriteText(folder / "device"), ERROR_INVALID_DATA);
+    EXPECT_FAILS(WriteText(folder / "descriptor"), ERROR_INVALID_DATA);
     EXPECT_FAILS(WriteText(fifo), ERROR_INVALID_DATA);
     EXPECT_FAILS(WriteText(folder / "no" / "such"), ERROR_PATH_NOT_FOUND);
     EXPECT_TRUE(fs::is_fifo(fifo));

@@ -19,9 +19,12 @@ TEST_F(ExtractCommandTest, TakesOutWhatWasSignedUnderTheNameThatItHad) {
           {"extract a.txt.p7m", 2, {"a.txt вече съществува"}},
           {"extract a.txt.p7m --output b.txt && cat b.txt", 0, {"the content that counts"}},
           {"extract a.txt.p7m --output no/folder", 1},
+          {"extract a.txt.p7m --output ./a.txt.p7m", 2, {"би заменил"}},
+          {"detach a.txt.p7m ./a.txt.p7m", 2, {"би заменил"}},
           {"sign empty.txt && rm empty.txt", 0},
           {"verify empty.txt.p7m", 0},
-          {"extract empty.txt.p7m && test -f empty.txt -a ! -s empty.txt", 0}});
+          {"extract empty.txt.p7m && test -f empty.txt -a ! -s empty.txt", 0},
+          {"detach empty.txt.p7m empty.txt.p7s && norvik verify empty.txt.p7s", 0}});
 }
 
 TEST_F(ExtractCommandTest, NeverGivesWhatWasNotSigned) {
@@ -42,8 +45,10 @@ TEST_F(ExtractCommandTest, TellsOfACertificateThatIsNotGood) {
 
 TEST_F(ExtractCommandTest, DetachesASignatureThatIsStillGood) {
     Document("x.p7m");
+    Walk({{"openssl pkcs7 -inform DER -in a.txt.p7m -out pem.p7m", 0}}, "");
     Walk({{"extract a.txt.p7m && rm a.txt.p7s && norvik detach a.txt.p7m a.txt.p7s", 0},
           {"verify a.txt.p7s", 0},
+          {"detach pem.p7m pem.p7s && cmp pem.p7s a.txt.p7s", 0},
           {"detach a.txt.p7s b.p7s", 2},
           {"detach x.p7m b.p7s", 1, {"не е подписан или е повреден"}},
           {"detach a.txt.p7m no/folder/b.p7s", 1, {"Следният файл не може да бъде отворен:"}}});

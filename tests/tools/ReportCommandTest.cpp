@@ -37,6 +37,8 @@ TEST_F(ReportCommandTest, LeavesNothingWhereItFails) {
           {"няма.p7m --pdf out.pdf", 1, {"Няма такъв файл."}},
           {"договор.txt.p7s --data няма --pdf out.pdf", 2, {"няма"}},
           {"договор.txt.p7m", 2, {"--pdf"}},
+          {"договор.txt.p7m --pdf договор.txt.p7m", 2, {"би заменил"}},
+          {"договор.txt.p7s --pdf ./договор.txt", 2, {"би заменил"}},
           {"договор.txt.p7m --pdf няма/out.pdf", 1, {"няма/out.pdf"}},
           {"договор.txt.p7m --pdf /dev/full", 1, {"/dev/full"}},
           {"договор.txt.p7m --pdf .", 1, {"."}}},

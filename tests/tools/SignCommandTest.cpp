@@ -38,7 +38,8 @@ TEST_F(SignCommandTest, SignsASecondTimeAsIfItWereTheFirstButNeverTwoFilesIntoOn
     Document("other/a.txt", "not the same");
     Walk({{"sign a.txt", 0},
           {"sign a.txt.p7m", 0, {"a.txt.p7m.p7m\n"}},
-          {"sign a.txt other/a.txt --output-folder out", 2, {"other/a.txt"}}});
+          {"sign a.txt other/a.txt --output-folder out", 2, {"other/a.txt"}},
+          {"sign a.txt ./a.txt.p7m", 2, {"a.txt.p7m е сред файловете"}}});
     EXPECT_FALSE(fs::exists("out"));
     EXPECT_EQ(AcceptedContent("a.txt.p7m"), "first");
     EXPECT_EQ(ReadFile("a.txt.p7s"), "another form");

@@ -79,7 +79,7 @@ TEST_F(VerifyCommandTest, WantsEveryTimestampToFit) {
     auto detached = ReadFile("empty.txt.p7s");
     detached.back() ^= 1;  // of the token's signature
     Document("empty.txt.p7s", detached);
-    Walk({{"norvik verify empty.txt.p7s", 1, {"НЕ Е ВЯРНО"}}});
+    Walk({{"verify empty.txt.p7s", 1, {"НЕ Е ВЯРНО"}}});
 
     testing_support::MessageParts parts(platform::AsBytes(ReadFile("a.txt.p7m")));
     auto& attributes = parts.signers.at(0).back();
@@ -90,7 +90,7 @@ TEST_F(VerifyCommandTest, WantsEveryTimestampToFit) {
     const auto judge = [&](const std::vector<platform::Bytes>& tokens, int status, const char* told) {
         attributes = Wrap(0xA1, {Wrap(0x30, {attribute.at(0), Wrap(0x31, tokens)})});
         Document("b.p7m", platform::AsText(parts.Assemble()));
-        Walk({{"norvik verify b.p7m", status, {told}}});
+        Walk({{"verify b.p7m", status, {told}}});
     };
     judge({token, token}, 0, ", вярно");
     judge({token, broken}, 1, "НЕ Е ВЯРНО");

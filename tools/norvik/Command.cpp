@@ -29,6 +29,14 @@ int Fail(std::string_view utf8, int status) {
     return status;
 }
 
+void RefuseToReplace(const std::filesystem::path& result, std::initializer_list<std::filesystem::path> inputs) {
+    for (const auto& input : inputs) {
+        std::error_code error;
+        if (std::filesystem::equivalent(result, input, error))
+            throw WrongUse(result.string() + ": резултатът би заменил този файл. Посочете друго име.");
+    }
+}
+
 // Byte by byte from the descriptor: a stream would keep a copy of the secret in its buffer.
 platform::Secret ReadSecretLine() {
     constexpr std::size_t longest = 4096;

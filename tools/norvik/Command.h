@@ -4,7 +4,9 @@
 
 #include <CLI/CLI.hpp>
 #include <concepts>
+#include <filesystem>
 #include <functional>
+#include <initializer_list>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -43,6 +45,9 @@ void AddCertificates(CLI::App& norvik, Action& chosen);
 void AddSelect(CLI::App& norvik, Action& chosen);
 void AddSettings(CLI::App& norvik, Action& chosen);
 void AddTsa(CLI::App& norvik, Action& chosen);
+
+// Throws WrongUse if the result would stand in the place of one of these files, under whatever name.
+void RefuseToReplace(const std::filesystem::path& result, std::initializer_list<std::filesystem::path> inputs);
 
 // Something that the person who calls has to put right: told on standard error, exit status 2.
 class WrongUse : public std::runtime_error {

@@ -18,7 +18,10 @@ struct ExtractOptions {
 
 // A name that the command chose itself must not replace anything; one that the person chose may.
 fs::path TargetOf(const ExtractOptions& options) {
-    if (options.output) return *options.output;
+    if (options.output) {
+        RefuseToReplace(*options.output, {options.file});
+        return *options.output;
+    }
     auto target = verification::WithoutExtension(options.file);
     if (target == options.file) throw WrongUse("Файлът е без разширение: посочете името на резултата с --output ФАЙЛ.");
     std::error_code error;
@@ -48,9 +51,10 @@ struct DetachOptions {
 int Run(const DetachOptions& options) {
     if (verification::ExtensionOf(options.source) != u".p7m")
         throw WrongUse(options.source + ": не е подписан файл с разширение .p7m.");
+    RefuseToReplace(options.target, {options.source});
     try {
-        const bool done =
-            verification::ConvertToDetached(options.source, options.target, verification::DetachedParts::everything);
+        const bool done = verification::WriteDetached(OpenMessage(options.source), options.target,
+                                                      verification::DetachedParts::everything);
         return done ? kDone : kFailed;
     } catch (const verification::MessageFault& fault) {
         return Fail(options.source + ": " + FaultText(fault) + ".");

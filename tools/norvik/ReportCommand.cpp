@@ -19,6 +19,8 @@ struct ReportOptions {
 int Run(const ReportOptions& options, ui::TerminalInterface& terminal) {
     using Paper = ui::ReportOrder::Paper;
     if (options.offline) platform::AllowNetwork(false);
+    const auto beside = verification::WithoutExtension(options.file);
+    RefuseToReplace(options.pdf, {options.file, options.data.value_or(beside.string())});
     const auto file = Judge(options.file, options.data);
     if (!file.fault.empty()) return Fail(options.file + ": " + file.fault);
     const auto name = platform::ToWide(std::filesystem::path(options.file).filename().string());

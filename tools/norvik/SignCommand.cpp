@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <map>
 #include <memory>
+#include <set>
 
 #include "platform/Files.h"
 #include "platform/Keys.h"
@@ -185,6 +186,25 @@ void RefuseEqualNames(const SignOptions& options) {
     }
 }
 
+// A signature that is to be signed must not be replaced by that of another file first.
+void RefuseResultsAmongFiles(const SignOptions& options, bool detached) {
+    const auto whole = [](const std::filesystem::path& path) {
+        return std::filesystem::absolute(path).lexically_normal();
+    };
+    const std::filesystem::path folder(options.outputFolder);
+    std::set<std::filesystem::path> files;
+    for (const auto& file : options.files)
+        files.insert(whole(file));
+    for (const auto& file : options.files) {
+        const std::filesystem::path path(file);
+        auto result = options.outputFolder.empty() ? path : folder / path.filename();
+        result += detached ? ".p7s" : ".p7m";
+        if (files.contains(whole(result)))
+            throw WrongUse(result.string() + " е сред файловете, а подписът на " + file +
+                           " би го заменил. Подпишете ги поотделно.");
+    }
+}
+
 void MakeOutputFolder(const std::filesystem::path& folder) {
     std::error_code error;
     if (folder.empty() || std::filesystem::is_directory(folder, error)) return;
@@ -247,6 +267,7 @@ int Sign(const SignOptions& options, ui::TerminalInterface& interface) {
     if (!options.noTsa) WarnOfDamagedAuthorities();
     const auto decision = Decide(options);
     if (!decision) return Fail("Подписването е отказано.");
+    RefuseResultsAmongFiles(options, decision->detached);
     MakeOutputFolder(options.outputFolder);
     int status = kDone;
     for (std::size_t i = 0; i < options.files.size(); ++i) {

@@ -27,6 +27,10 @@ struct JudgedFile {
     Verdict verdict = Verdict::bad;
 };
 
+// The bytes of a message in any of the forms, binary, PEM or Base64. Throws std::runtime_error if the file does not
+// open.
+std::shared_ptr<platform::ByteSource> OpenMessage(const std::filesystem::path& file);
+
 // Judges a file in any of the forms, binary, PEM or Base64. The data of a detached signature are those named, else what
 // stands beside it under its name without the extension; named data count for a file that holds content, too. Throws
 // std::runtime_error for a file that cannot be read and WrongUse for data that are not there.
