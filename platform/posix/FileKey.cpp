@@ -107,6 +107,11 @@ class FileKey final : public PrivateKey::Impl {
     std::shared_ptr<Impl> key_;  // null until unlocked
 };
 
+class NobodyToAsk final : public PinPrompt {
+  public:
+    std::optional<Secret> AskPin(const PinRequest& /*request*/) override { return std::nullopt; }
+};
+
 // PBES2 (RFC 8018) with AES-256 and PBKDF2 over HMAC-SHA-256: every program that reads encrypted PKCS#8 reads it.
 constexpr int kIterations = 600'000;
 
@@ -136,6 +141,19 @@ std::optional<Secret> EncodePem(EVP_PKEY* key, const Secret& passphrase) {
 
 std::shared_ptr<PrivateKey::Impl> MakeFileKey(std::filesystem::path file, std::u16string subject) {
     return std::make_shared<FileKey>(std::move(file), std::move(subject));
+}
+
+KeyFileState LookAtKeyFile(const std::filesystem::path& file, const CertificateContext& certificate) {
+    if (!FileState::Of(file)) return KeyFileState::none;
+    auto content = ReadWholeFile(file, kLongestKeyFile);
+    if (!content) return KeyFileState::good;
+    NobodyToAsk nobody;
+    const PinPromptScope scope(nobody);
+    auto [key, encrypted] = ReadPemKey(Secret(std::move(*content)), {});
+    if (encrypted) return KeyFileState::good;
+    if (!key) return KeyFileState::none;
+    const auto decoded = MakeSoftwareKey(std::move(key));
+    return decoded && IsKeyOf(certificate, decoded->publicKeyInfo) ? KeyFileState::good : KeyFileState::foreign;
 }
 
 bool WriteKeyFile(const std::filesystem::path& file, const Secret& pkcs8, const Secret& passphrase) {

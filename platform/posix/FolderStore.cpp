@@ -159,7 +159,15 @@ bool FolderStore::WriteKey(const CertificateContext& certificate) const {
     const auto key = keys_ == Keys::besideCertificates ? AttachedKeyOf(certificate) : nullptr;
     if (!key || !key->IsExportable() || key->PublicKeyInfo().empty()) return true;
     const auto file = KeyFileIn(folder_, certificate);
-    if (FileState::Of(file)) return true;
+    switch (LookAtKeyFile(file, certificate)) {
+        case KeyFileState::good:
+            return true;
+        case KeyFileState::foreign:
+            SetLastError(NTE_BAD_KEY_STATE);
+            return false;
+        case KeyFileState::none:
+            break;
+    }
     const Secret pkcs8 = key->ExportPkcs8();
     return pkcs8.Empty() || WriteKeyFile(file, pkcs8, Secret());
 }

@@ -178,6 +178,10 @@ std::filesystem::path KeyFileIn(const std::filesystem::path& folder, const Certi
 std::shared_ptr<PrivateKey::Impl> MakeFileKey(std::filesystem::path file, std::u16string subject);
 // A key held in memory, from a PFX; takes the EVP_PKEY over.
 std::shared_ptr<PrivateKey::Impl> MakeMemoryKey(EvpKeyPtr key);
+// What stands under the name of a certificate's key file. Asks nobody: one that is encrypted or out of reach counts as
+// good. Without a key in it (empty, half-written) there is nothing to lose.
+enum class KeyFileState { none, good, foreign };
+KeyFileState LookAtKeyFile(const std::filesystem::path& file, const CertificateContext& certificate);
 // Writes a PKCS#8 file, mode 0600, encrypted with the passphrase if there is one.
 bool WriteKeyFile(const std::filesystem::path& file, const Secret& pkcs8, const Secret& passphrase);
 

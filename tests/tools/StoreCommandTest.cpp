@@ -51,6 +51,17 @@ TEST_F(StoreCommandTest, TakesKeysOutOfPfxFilesOldAndNew) {
     Document("a.txt");
     Walk({{"sign a.txt --certificate " + mariasName, 0}, {"store remove " + mariasName, 0}});
     EXPECT_EQ(FilesIn(profile_.Stores() / "MY").size(), 2u);
+    // A key file without a key in it is put right; another key under its name is not lost.
+    const auto key = (profile_.Stores() / "MY" / (signer + ".key")).string();
+    Walk({{": > " + key + "; norvik sign a.txt", 1},
+          {"norvik store import keys.p12 --password-stdin && norvik sign a.txt --certificate " + signer,
+           0,
+           {},
+           "Тайна парола\n"},
+          {"openssl ecparam -genkey -noout -name prime256v1 -out " + key + "; cp " + key + " other.key", 0},
+          {"norvik store import keys.p12 --password-stdin", 1, {"не може да се запише"}, "Тайна парола\n"},
+          {"cmp " + key + " other.key", 0}},
+         "");
 }
 
 TEST_F(StoreCommandTest, LeavesTheStoresAloneWhenAFileIsNotWhatItShouldBe) {

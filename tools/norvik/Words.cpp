@@ -38,6 +38,9 @@ constexpr Reason kReasons[] = {
     {platform::ERROR_INTERNET_NAME_NOT_RESOLVED, "Името на сървъра не е намерено в мрежата."},
     {platform::ERROR_INTERNET_CANNOT_CONNECT, "Няма връзка със сървъра."},
     {platform::ERROR_INTERNET_CONNECTION_ABORTED, "Връзката със сървъра прекъсна."},
+    {platform::ERROR_HTTP_REDIRECT_FAILED, "Сървърът препраща към адрес, който не се приема."},
+    {platform::ERROR_MORE_DATA, "Отговорът на сървъра е твърде голям."},
+    {platform::CRYPT_E_BAD_ENCODE, "Данните са повредени."},
     {platform::ERROR_INTERNET_SECURE_FAILURE, "Сигурната връзка със сървъра не може да се установи."},
     {platform::CRYPT_E_NO_KEY_PROPERTY, "Сертификатът няма частен ключ."},
 };
