@@ -44,6 +44,19 @@ struct RegistryValue {
     Bytes data;  // REG_SZ: UTF-16LE with the terminator counted; REG_DWORD: four bytes, little-endian
 };
 
+// For who reads a value, changes it and writes it back: a second one waits until the first is gone. Writers who take
+// none are not held up. Locks nothing where the hive does not exist yet.
+class RegistryChangeLock {
+  public:
+    explicit RegistryChangeLock(Hive hive);
+    ~RegistryChangeLock();
+    RegistryChangeLock(const RegistryChangeLock&) = delete;
+    RegistryChangeLock& operator=(const RegistryChangeLock&) = delete;
+
+  private:
+    int folder_;
+};
+
 // Each answers ERROR_SUCCESS or the reason, as these services do (they do not touch GetLastError).
 // All access is asked for: a hive that may not be written gives ERROR_ACCESS_DENIED on both ways of opening. A hive
 // that does not exist yet is made by RegCreateKeyExW alone; ERROR_PATH_NOT_FOUND if the user has no home folder. A

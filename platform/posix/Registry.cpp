@@ -1,8 +1,14 @@
 #include "platform/Registry.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <functional>
 
+#include "platform/System.h"
 #include "platform/Text.h"
 #include "platform/posix/RegistryDatabase.h"
 
@@ -101,6 +107,18 @@ ErrorCode ListNames(const RegistryKey& key, std::string_view sql, std::vector<st
 }
 
 }  // namespace
+
+// On the folder, since the database closes its own locks with its descriptors.
+RegistryChangeLock::RegistryChangeLock(Hive hive)
+    : folder_(open((hive == Hive::HKEY_CURRENT_USER ? ConfigFolder() : MachineFolder()).c_str(),
+                   O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+    while (folder_ >= 0 && flock(folder_, LOCK_EX) != 0 && errno == EINTR) {
+    }
+}
+
+RegistryChangeLock::~RegistryChangeLock() {
+    if (folder_ >= 0) close(folder_);
+}
 
 ErrorCode RegCreateKeyExW(Hive hive, std::u16string_view path, RegistryKey& key) {
     return OpenKey(hive, path, true, key);

@@ -46,6 +46,13 @@ TEST_F(SettingsCommandTest, HoldAListOfAuthoritiesWithAtMostOneDefault) {
          "norvik tsa ");
 }
 
+TEST_F(SettingsCommandTest, LoseNoAuthorityOfSeveralThatAreAddedAtOnce) {
+    Walk({{"for i in 1 2 3 4 5 6 7 8; do norvik tsa add $i http://$i.example/ & done; wait; norvik tsa list | wc -l",
+           0,
+           {"=8\n"}}},
+         "");
+}
+
 TEST_F(SettingsCommandTest, LeaveADamagedListOfAuthoritiesAsItIs) {
     const std::string damaged = R"([{"title":"whole","url":"http://one.example/"},{"title":)";
     Walk({{"settings set TSA JSON '" + damaged + "'", 0},

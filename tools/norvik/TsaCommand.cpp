@@ -1,6 +1,9 @@
 #include <algorithm>
+#include <functional>
 
+#include "platform/Registry.h"
 #include "platform/Text.h"
+#include "src/settings/Settings.h"
 #include "src/settings/TsaList.h"
 #include "tools/norvik/Command.h"
 
@@ -36,6 +39,19 @@ auto FindByTitle(std::vector<settings::TsaRecord>& list, const std::string& titl
                         [wanted = platform::ToWide(title)](const auto& record) { return record.title == wanted; });
 }
 
+// Two at once would each store the list without what the other added.
+void Change(const std::function<void(std::vector<settings::TsaRecord>&)>& change) {
+    const platform::RegistryChangeLock lock(platform::Hive::HKEY_CURRENT_USER);
+    auto list = ListToChange();
+    change(list);
+    Save(list);
+}
+
+void RefuseKnownTitle(std::vector<settings::TsaRecord> list, const std::string& title) {
+    if (FindByTitle(list, title) != list.end())
+        throw WrongUse("Вече има TSA с име „" + title + "“. Премахнете го с: norvik tsa remove");
+}
+
 int List() {
     WarnOfUnreadableSettings();
     WarnOfDamagedAuthorities();
@@ -53,13 +69,12 @@ int Add(const TsaOptions& options) {
     if (!options.url.starts_with("http://") && !options.url.starts_with("https://"))
         throw WrongUse("Адресът трябва да започва с http:// или https://: " + options.url);
     if (options.passwordFromStdin && options.user.empty()) throw WrongUse("Парола без потребител: добавете --user.");
-    auto list = ListToChange();
-    if (FindByTitle(list, options.title) != list.end())
-        throw WrongUse("Вече има TSA с име „" + options.title + "“. Премахнете го с: norvik tsa remove");
+    RefuseKnownTitle(ListToChange(), options.title);
     settings::TsaRecord record;
     record.title = platform::ToWide(options.title);
     record.url = platform::ToWide(options.url);
     record.username = platform::ToWide(options.user);
+    record.selected = options.makeDefault;
     if (!options.user.empty()) {
         const auto password = options.passwordFromStdin ? std::optional(ReadSecretLine())
                                                         : ui::ReadHidden("Парола за " + options.user + ": ");
@@ -68,22 +83,23 @@ int Add(const TsaOptions& options) {
     }
     if (!options.user.empty() && options.url.starts_with("http://"))
         Fail("Внимание: паролата ще минава по мрежата открито. Използвайте адрес с https://, ако TSA има такъв.");
-    if (options.makeDefault) {
+    platform::RegistryKey made;  // so that there is something to lock
+    platform::RegCreateKeyExW(platform::Hive::HKEY_CURRENT_USER, settings::kTsaKey, made);
+    Change([&](std::vector<settings::TsaRecord>& list) {
+        RefuseKnownTitle(list, options.title);
         for (auto& other : list)
-            other.selected = false;
-        record.selected = true;
-    }
-    list.push_back(std::move(record));
-    Save(list);
+            other.selected = other.selected && !options.makeDefault;
+        list.push_back(std::move(record));
+    });
     return kDone;
 }
 
 int Remove(const TsaOptions& options) {
-    auto list = ListToChange();
-    const auto found = FindByTitle(list, options.title);
-    if (found == list.end()) throw std::runtime_error("Няма TSA с име „" + options.title + "“.");
-    list.erase(found);
-    Save(list);
+    Change([&](std::vector<settings::TsaRecord>& list) {
+        const auto found = FindByTitle(list, options.title);
+        if (found == list.end()) throw std::runtime_error("Няма TSA с име „" + options.title + "“.");
+        list.erase(found);
+    });
     return kDone;
 }
 
