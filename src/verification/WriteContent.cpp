@@ -78,8 +78,15 @@ void WriteContent(std::shared_ptr<platform::ByteSource> message, const fs::path&
     OpenAttached(decoder, std::move(message), mayBeEmpty);
     auto output = platform::OutputFile::Create(target);
     if (!output) RaiseLastError();
-    if (!platform::CryptMsgReadContent(decoder.message, [&](platform::ByteView piece) { return output->Write(piece); }))
-        RaiseLastError();
+    // The reader tells only that it was stopped; a full disk is what there is to say.
+    auto unwritten = platform::ERROR_SUCCESS;
+    const bool read = platform::CryptMsgReadContent(decoder.message, [&](platform::ByteView piece) {
+        const bool written = output->Write(piece);
+        if (!written) unwritten = platform::GetLastError();
+        return written;
+    });
+    if (unwritten != platform::ERROR_SUCCESS) throw MessageFault(unwritten);
+    if (!read) RaiseLastError();
     if (!digest.empty() && decoder.GetDigest() != digest)
         throw std::runtime_error("The file has changed since it was verified.");
     if (!output->Commit()) RaiseLastError();

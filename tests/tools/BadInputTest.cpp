@@ -56,7 +56,10 @@ TEST_F(BadInputTest, AFullDiskLeavesTheOldResultAndNoHalfOfTheNew) {
     Document("big.bin", std::string(300'000, 'x'));
     Document("big.bin.p7m", "the old result");
     Walk({{"ulimit -f 64; norvik sign big.bin", 1, {"big.bin: не е подписан. Файлът би надхвърлил"}},
-          {"norvik store list > /dev/full", 1}},  // what was not written was not done
+          {"norvik sign big.bin --output-folder disk && (ulimit -f 64; norvik extract disk/big.bin.p7m --output x)",
+           1,
+           {"x: не е записан. Файлът би надхвърлил"}},
+          {"rm -r disk; norvik store list > /dev/full", 1}},  // what was not written was not done
          "");
     fs::create_directory("disk");
     const std::string mount = "mount -t tmpfs -o size=128k none disk", own = "unshare -Urm sh -c '" + mount;

@@ -58,6 +58,7 @@ TEST_F(HelpTest, WrongLinesAreToldInBulgarian) {
                                      {"sign", "Липсва ФАЙЛ."},
                                      {"sign a --detachd", "Неочаквано на командния ред: --detachd"},
                                      {"sign a --tsa", "Липсва стойност за --tsa."},
+                                     {"sign a --tsa x --tsa y", "--tsa се посочва само веднъж."},
                                      {"sign a --tsa x --no-tsa", "не се съчетават."},
                                      {"settings get TSA", "Липсва ИМЕ."},
                                      {"store list MY CA", "Неочаквано на командния ред: CA"}}) {

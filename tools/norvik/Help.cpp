@@ -118,6 +118,7 @@ std::string ExplainWrongUse(const CLI::App& norvik, const CLI::ParseError& error
         return unknown.empty() ? "Липсва команда." : "Непозната команда: " + unknown.front();
     }
     if (kind == CLI::ExitCodes::ExtrasError) return "Неочаквано на командния ред: " + after("expected: ");
+    if (sentence.find("At Most 1 ") != std::string::npos) return before(":") + " се посочва само веднъж.";
     if (kind == CLI::ExitCodes::ArgumentMismatch) return "Липсва стойност за " + before(":") + ".";
     if (kind == CLI::ExitCodes::ExcludesError)
         return before(" excludes ") + " и " + after(" excludes ") + " не се съчетават.";
