@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "platform/Error.h"
+#include "platform/Leftovers.h"
 #include "platform/Types.h"
 
 namespace platform {
@@ -66,6 +67,7 @@ class OutputFile {
     bool replaces_ = false;  // something stood at the target when the file was created
     std::filesystem::path target_;
     std::filesystem::path temporary_;  // empty while the file has no name at all
+    Leftover leftover_;                // the temporary name
 };
 
 // The whole file; refuses more than `limit` bytes with ERROR_FILE_INVALID.

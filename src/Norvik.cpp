@@ -82,6 +82,7 @@ bool CNorvikApp::InitInstance() {
     auto guid = platform::UuidCreate();
     std::transform(guid.begin(), guid.end(), guid.begin(), platform::CharUpperW);
     const auto session = guid.empty() ? folder : folder / guid;
+    leftover_ = platform::Leftover(session);
     if (!MakeFolder(session, 155)) return false;
     sessionFolder_ = session;
     global_ = std::make_unique<toolkit::CkGlobalW>();

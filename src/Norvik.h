@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/Leftovers.h"
 #include "src/ui/UserInterface.h"
 
 namespace spdlog {
@@ -58,6 +59,7 @@ class CNorvikApp {
     void ForgetLogger() noexcept;
 
     std::filesystem::path sessionFolder_;
+    platform::Leftover leftover_;
     std::unique_ptr<toolkit::CkGlobalW> global_;
     std::u16string installDir_;
     std::shared_ptr<spdlog::logger> logger_, previousDefault_;

@@ -182,8 +182,13 @@ std::optional<OutputFile> OutputFile::Create(const std::filesystem::path& target
         return OutputFile(nameless, mode, replaces, target, {});
     for (int attempt = 0; attempt < kNameAttempts; ++attempt) {
         auto name = HiddenName(folder);
+        Leftover leftover(name);
         const int descriptor = open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, mode);
-        if (descriptor >= 0) return OutputFile(descriptor, mode, replaces, target, std::move(name));
+        if (descriptor >= 0) {
+            OutputFile file(descriptor, mode, replaces, target, std::move(name));
+            file.leftover_ = std::move(leftover);
+            return file;
+        }
         if (errno != EEXIST) break;
     }
     SetLastError(errno == ENOENT ? ERROR_PATH_NOT_FOUND : ErrorFromErrno(errno));
@@ -204,7 +209,8 @@ OutputFile::OutputFile(OutputFile&& other) noexcept
       mode_(other.mode_),
       replaces_(other.replaces_),
       target_(std::move(other.target_)),
-      temporary_(std::move(other.temporary_)) {}
+      temporary_(std::move(other.temporary_)),
+      leftover_(std::move(other.leftover_)) {}
 
 OutputFile& OutputFile::operator=(OutputFile&& other) noexcept {
     if (this == &other) return *this;
@@ -215,6 +221,7 @@ OutputFile& OutputFile::operator=(OutputFile&& other) noexcept {
     replaces_ = other.replaces_;
     target_ = std::move(other.target_);
     temporary_ = std::move(other.temporary_);
+    leftover_ = std::move(other.leftover_);
     return *this;
 }
 
@@ -225,6 +232,7 @@ OutputFile::~OutputFile() {
 void OutputFile::Discard() noexcept {
     if (descriptor_ < 0) return;
     if (!temporary_.empty()) unlink(temporary_.c_str());
+    leftover_ = Leftover();
     close(std::exchange(descriptor_, -1));
 }
 
@@ -266,6 +274,7 @@ bool OutputFile::Commit() {
         int error = replaces_ ? EEXIST : errno;
         for (int attempt = 0; error == EEXIST && attempt < kNameAttempts; ++attempt) {
             auto name = HiddenName(FolderOf(target_));
+            leftover_ = Leftover(name);
             error = LinkAs(descriptor_, name) ? 0 : errno;
             if (error == 0) temporary_ = std::move(name);
         }
@@ -274,6 +283,7 @@ bool OutputFile::Commit() {
     if (!temporary_.empty()) {
         if (rename(temporary_.c_str(), target_.c_str()) != 0) return FailWriting(errno);
         temporary_.clear();
+        leftover_ = Leftover();
     }
     close(std::exchange(descriptor_, -1));
     return true;

@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <filesystem>
 
+#include "platform/Leftovers.h"
 #include "platform/Text.h"
 #include "src/certificates/Choice.h"
 #include "src/results/SignerBlock.h"
@@ -34,6 +35,7 @@ SilencedTerminal silenced;
 
 void RestoreAndDie(int signal) {
     tcsetattr(silenced.descriptor, TCSANOW, &silenced.before);
+    platform::RemoveLeftovers();
     std::signal(signal, SIG_DFL);
     raise(signal);
 }

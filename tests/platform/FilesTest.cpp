@@ -139,6 +139,22 @@ TEST_F(Files, ALinkAtTheTargetIsReplacedAndItsFileIsLeftAlone) {
     EXPECT_EQ(ReadFile(folder / "dangling"), "text");
 }
 
+TEST_F(Files, AProgramThatIsToldToEndLeavesNothingHalfWritten) {
+    const auto write = [&](const char* name) { EXPECT_TRUE(WriteWholeFile(folder / name, AsBytes("text"))); };
+    const auto program = [&] {
+        RemoveLeftoversOnEndSignals();
+        Leftover half(folder / "half"), moved(folder / "moved"), empty(folder / "empty");
+        { const Leftover gone(folder / "finished"); }
+        half = std::move(moved);
+        for (const auto* name : {"half", "moved", "finished"})
+            write(name);
+        fs::create_directory(folder / "empty");
+        raise(SIGTERM);
+    };
+    EXPECT_EXIT(program(), testing::KilledBySignal(SIGTERM), "");
+    EXPECT_THAT(Names(), testing::UnorderedElementsAre("finished"));
+}
+
 TEST_F(Files, WhatIsNoFileIsNeverReplaced) {
     fs::create_directory(folder / "folder");
     fs::create_symlink("/dev/null", folder / "device");

@@ -117,4 +117,11 @@ TEST_F(BadInputTest, ANameThatIsNoTextNeverGetsAnotherFileSigned) {
     EXPECT_THAT(FilesIn(), ElementsAre("a.txt", "act\n.txt", "act\n.txt.p7m", other, wanted));
 }
 
+TEST_F(BadInputTest, ASignalThatEndsTheCommandLeavesNoSessionFolder) {
+    Walk({{"mkfifo pipe; exec 3<>pipe; norvik sign a.txt --pin-stdin <&3 & p=$!;"
+           " until ls -d $TMPDIR/Norvik/*-*; do sleep 0.02; done; kill $p; wait $p; ls -d $TMPDIR/Norvik/*-*",
+           2}},
+         "");
+}
+
 }  // namespace

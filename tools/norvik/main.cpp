@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <exception>
 
+#include "platform/Leftovers.h"
 #include "platform/System.h"
 #include "platform/Text.h"
 #include "src/Norvik.h"
@@ -45,6 +46,7 @@ int main(int argc, char** argv) {
     // A file that grows beyond the limit of the session is a failed write that can be told, like a full disk.
     std::signal(SIGXFSZ, SIG_IGN);
     platform::LeaveCleaningToTheHost();
+    platform::RemoveLeftoversOnEndSignals();
     CLI::App norvik("Електронни подписи и защита на документи");
     cli::Action chosen;
     cli::BuildCommandLine(norvik, chosen);
