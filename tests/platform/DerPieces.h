@@ -17,6 +17,10 @@ inline platform::Bytes Joined(std::initializer_list<platform::Bytes> parts) {
 inline platform::Bytes Tlv(std::uint8_t tag, platform::ByteView contents) {
     return platform::DerWriter().Value(tag, contents).Take();
 }
+// distributionPoint with one address.
+inline platform::Bytes PointAt(std::string_view url) {
+    return Tlv(0xA0, Tlv(0xA0, Tlv(0x86, platform::AsBytes(url))));
+}
 inline platform::Bytes FromHex(std::string_view digits) {
     platform::Bytes bytes;
     for (std::size_t i = 0; i + 1 < digits.size(); i += 2)

@@ -7,6 +7,7 @@
 #include "platform/Files.h"
 #include "platform/Hash.h"
 #include "platform/cms/ContentDigests.h"
+#include "tests/platform/DerPieces.h"
 #include "tests/platform/MessageFixture.h"
 #include "tests/support/LastError.h"
 #include "tests/toolkit/MessageParts.h"
@@ -17,11 +18,16 @@ using namespace platform;
 using testing_support::ElementsOf;
 using testing_support::MessageParts;
 using testing_support::Wrap;
+using tests::Joined;
 using tests::Judge;
 using tests::Read;
 
 class Messages : public tests::MessageFixture {};
 
+// ContentInfo around anything.
+Bytes Typed(std::string_view type, const Bytes& content) {
+    return Wrap(tag::kSequence, {DerWriter().Oid(type).Take(), Wrap(tag::ContextConstructed(0), {content})});
+}
 std::string ContentOf(const CryptMsg& message) {
     return std::string(AsText(CryptMsgGetParam(message, CMSG_CONTENT_PARAM).value_or(Bytes{})));
 }
@@ -123,18 +129,15 @@ TEST_F(Messages, ASourceThatEndsEarlyIsNoGoodSignature) {
     profile_.Write("content", std::string(100'000, 'z'));
     for (const bool detached : {false, true}) {
         auto message = CryptMsgOpenToDecode(tests::kMessageEncoding, detached ? CMSG_DETACHED_FLAG : 0);
-        std::shared_ptr<WatchedSource> source;
-        if (detached) {
-            ASSERT_TRUE(CryptMsgUpdate(message, Sign({}), true));
-            source = std::make_shared<WatchedSource>(File("content"));
-        } else {
-            source = std::make_shared<WatchedSource>(Sign({"-nodetach"}));
-        }
+        const Bytes signature = Sign({detached ? "-binary" : "-nodetach"});
+        ASSERT_TRUE(!detached || CryptMsgUpdate(message, signature, true));
+        const auto source = std::make_shared<WatchedSource>(detached ? File("content") : signature);
         ASSERT_TRUE(CryptMsgUpdate(message, source));
-        source->end = 50'000;
-        EXPECT_EQ(Judge(message).status, ERROR_HANDLE_EOF) << detached;
-        source->end = UINT64_MAX;
-        EXPECT_EQ(Judge(message).status, ERROR_SUCCESS) << detached;
+        for (const auto& [end, status] :
+             {std::pair(std::uint64_t{50'000}, ERROR_HANDLE_EOF), {UINT64_MAX, ERROR_SUCCESS}}) {
+            source->end = end;
+            EXPECT_EQ(Judge(message).status, status) << detached;
+        }
     }
 }
 
@@ -146,16 +149,11 @@ TEST_F(Messages, EveryTypeIsToldAndOnlySignedOnesHaveSigners) {
         Run(options);
         return File("m");
     };
-    DerWriter both;  // nobody writes these any more
-    both.Sequence([&] {
-        both.Oid("1.2.840.113549.1.7.4");
-        both.Nested(tag::ContextConstructed(0), [&] { both.Sequence([&] { both.Integer(1); }); });
-    });
     const Bytes plain = make({"-data_create"});
     const std::pair<Bytes, std::uint32_t> types[] = {
         {plain, CMSG_DATA},
         {make({"-encrypt", "signer.pem"}), CMSG_ENVELOPED},
-        {CopyOf(both.View()), CMSG_SIGNED_AND_ENVELOPED},
+        {Typed("1.2.840.113549.1.7.4", Wrap(tag::kSequence, {{2, 1, 1}})), CMSG_SIGNED_AND_ENVELOPED},  // long unused
         {make({"-digest_create"}), CMSG_HASHED},
         {make({"-EncryptedData_encrypt", "-secretkey", "000102030405060708090A0B0C0D0E0F", "-aes128"}), CMSG_ENCRYPTED},
     };
@@ -172,32 +170,22 @@ TEST_F(Messages, EveryTypeIsToldAndOnlySignedOnesHaveSigners) {
 TEST_F(Messages, WhatIsNoMessageSaysWhy) {
     MakeSigner("signer");
     const Bytes good = Sign({"-nodetach"});
-    const auto failure = [](ByteView bytes) { return Read(bytes) ? ERROR_SUCCESS : GetLastError(); };
-    EXPECT_EQ(failure({}), CRYPT_E_ASN1_EOD);
-    EXPECT_EQ(failure(AsBytes("-----BEGIN PKCS7-----")), CRYPT_E_ASN1_BADTAG);
-    Bytes padded = good, followed = good;
-    padded.insert(padded.end(), {0, 0, '\r', '\n'});
-    EXPECT_EQ(failure(padded), ERROR_SUCCESS);
-    followed.push_back('x');
-    EXPECT_EQ(failure(followed), CRYPT_E_BAD_ENCODE);
-    DerWriter other;
-    other.Sequence([&] {
-        other.Oid("1.2.3");
-        other.Nested(tag::ContextConstructed(0), [&] { other.Null(); });
-    });
-    EXPECT_EQ(failure(other.View()), CRYPT_E_UNEXPECTED_MSG_TYPE);
+    EXPECT_TRUE(Read(Joined({good, {0, 0, '\r', '\n'}})));
+    EXPECT_FAILS(Read({}), CRYPT_E_ASN1_EOD);
+    EXPECT_FAILS(Read(AsBytes("-----BEGIN PKCS7-----")), CRYPT_E_ASN1_BADTAG);
+    EXPECT_FAILS(Read(Joined({good, {'x'}})), CRYPT_E_BAD_ENCODE);
+    EXPECT_FAILS(Read(Typed("1.2.3", {tag::kNull, 0})), CRYPT_E_UNEXPECTED_MSG_TYPE);
     MessageParts noOctets(good);
     noOctets.fields[2] = Wrap(tag::kSequence, {ElementsOf(noOctets.fields[2]).at(0),
                                                Wrap(tag::ContextConstructed(0), {Wrap(tag::kSequence, {})})});
-    EXPECT_EQ(failure(noOctets.Assemble()), CRYPT_E_BAD_ENCODE) << "data that are no octets";
+    EXPECT_FAILS(Read(noOctets.Assemble()), CRYPT_E_BAD_ENCODE) << "data that are no octets";
     MessageParts huge(good);
     huge.certificates.clear();
-    Bytes endless{tag::ContextConstructed(0), 0x80};
-    for (int i = 0; i < 9 << 20; ++i)
-        endless.insert(endless.end(), {tag::kNull, 0});
-    endless.insert(endless.end(), {0, 0});
-    huge.fields.push_back(std::move(endless));
-    EXPECT_EQ(failure(huge.Assemble()), ERROR_FILE_INVALID) << "certificates of 18 MiB";
+    Bytes nulls(std::size_t{18} << 20);
+    for (std::size_t i = 0; i < nulls.size(); i += 2)
+        nulls[i] = tag::kNull;
+    huge.fields.push_back(Joined({{tag::ContextConstructed(0), 0x80}, nulls, {0, 0}}));
+    EXPECT_FAILS(Read(huge.Assemble()), ERROR_FILE_INVALID) << "certificates of 18 MiB";
     EXPECT_FALSE(CryptMsgOpenToDecode(X509_ASN_ENCODING, 0));
     EXPECT_FAILS(CryptMsgUpdate({}, ByteView(), true), ERROR_INVALID_HANDLE);
 }
@@ -242,6 +230,64 @@ TEST_F(Messages, TheSignersCertificateIsTheOneWhoseKeySigned) {
     CertAddCertificateContextToStore(elsewhere, CertCreateCertificateContext(signer.Der()), CERT_STORE_ADD_ALWAYS);
     const auto found = CryptMsgGetAndVerifySigner(alone, 0, {CertOpenMessageStore(alone), elsewhere});
     EXPECT_EQ(found.value().status, ERROR_SUCCESS);
+}
+
+// --- Damaged in every place in which it can be ---
+
+class MessageTamper : public tests::MessageFixture {};
+
+// What a signature vouches for, as the message says it: content, attributes, and the signer's key.
+std::vector<Bytes> VouchedBy(const CryptMsg& message) {
+    std::vector<Bytes> vouched{CryptMsgGetParam(message, CMSG_CONTENT_PARAM).value_or(Bytes())};
+    for (const auto& attribute : CryptMsgGetParam(message, CMSG_SIGNER_AUTH_ATTR_PARAM).value_or(CRYPT_ATTRIBUTES{})) {
+        vouched.push_back(CopyOf(AsBytes(attribute.pszObjId)));
+        vouched.insert(vouched.end(), attribute.rgValue.begin(), attribute.rgValue.end());
+    }
+    // Without the algorithm beside it, which nobody but the certificate's issuer signed.
+    if (const auto signer = Judge(message); signer.certificate)
+        vouched.push_back(ElementsOf(signer.certificate.Info().SubjectPublicKeyInfo).at(1));
+    return vouched;
+}
+
+// The message, or what it is a signature over, with each of its bits turned. Answers how often it stayed good.
+template <typename Reader>
+int FlipEveryBit(Bytes bytes, Reader read) {
+    const auto genuine = VouchedBy(read(bytes));
+    int good = 0;
+    for (std::size_t bit = 0; bit < bytes.size() * 8; ++bit) {
+        bytes[bit / 8] ^= static_cast<std::uint8_t>(1U << (bit % 8));
+        const CryptMsg message = read(bytes);
+        if (Judge(message).status == ERROR_SUCCESS) {
+            ++good;
+            EXPECT_EQ(VouchedBy(message), genuine) << "bit " << bit;
+        }
+        bytes[bit / 8] ^= static_cast<std::uint8_t>(1U << (bit % 8));
+    }
+    return good;
+}
+
+TEST_F(MessageTamper, NoFlippedBitChangesWhatAGoodSignatureVouchesFor) {
+    MakeSigner("signer", tests::KeyType::rsa2048);
+    const Bytes content = File("content");
+    for (const std::string form : {"-nosmimecap", "-noattr"}) {
+        const Bytes attached = Sign({form, "-nodetach"}), detached = Sign({form});
+        // Versions, hints where to look, the certificate's own signature: nobody signed them.
+        EXPECT_GT(FlipEveryBit(attached, [](const Bytes& bytes) { return Read(bytes); }), 0);
+        EXPECT_GT(FlipEveryBit(detached, [&](const Bytes& bytes) { return Read(bytes, &content); }), 0);
+        EXPECT_EQ(FlipEveryBit(content, [&](const Bytes& bytes) { return Read(detached, &bytes); }), 0);
+    }
+}
+
+TEST_F(MessageTamper, NoCutMessageIsRead) {
+    MakeSigner("signer");
+    for (const auto& options : {std::vector<std::string>{"-nodetach"}, {"-nodetach", "-stream"}}) {
+        const Bytes whole = Sign(options);
+        for (std::size_t size = 0; size < whole.size(); ++size) {
+            SetLastError(ERROR_SUCCESS);
+            ASSERT_FALSE(Read(ByteView(whole).first(size))) << size;
+            ASSERT_NE(GetLastError(), ERROR_SUCCESS) << size;
+        }
+    }
 }
 
 }  // namespace

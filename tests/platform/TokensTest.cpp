@@ -3,9 +3,11 @@
 #include <atomic>
 #include <thread>
 
+#include "platform/Text.h"
 #include "platform/posix/Native.h"
 #include "tests/platform/Child.h"
 #include "tests/support/ChainWorld.h"
+#include "tests/support/Corpora.h"
 #include "tests/support/FakeToken.h"
 #include "tests/support/KeyUse.h"
 #include "tests/support/LastError.h"
@@ -201,29 +203,19 @@ TEST_F(Cards, WarnBeforeTheLastTryAndAreNotTriedWhenBlocked) {
 }
 
 TEST_F(Cards, TellEachFaultByItsOwnName) {
-    const std::tuple<const char*, CK_RV, ErrorCode, const char16_t*> faults[] = {
-        {"C_Sign", CKR_DEVICE_ERROR, SCARD_F_COMM_ERROR, u"CKR_DEVICE_ERROR (0x30)"},
-        {"C_Sign", CKR_DEVICE_REMOVED, SCARD_W_REMOVED_CARD, u"CKR_DEVICE_REMOVED (0x32)"},
-        {"C_Sign", CKR_USER_NOT_LOGGED_IN, SCARD_W_RESET_CARD, u"CKR_USER_NOT_LOGGED_IN (0x101)"},
-        {"C_Sign", 0x80000123, SCARD_F_INTERNAL_ERROR, u"CKR_VENDOR_DEFINED (0x80000123)"},
-        {"C_Sign", 0x77777777, SCARD_F_INTERNAL_ERROR, u"CKR (0x77777777)"},
-        {"C_SignInit", CKR_MECHANISM_INVALID, SCARD_E_UNSUPPORTED_FEATURE, u"CKR_MECHANISM_INVALID (0x70)"},
-        {"C_SignInit", CKR_TOKEN_NOT_PRESENT, SCARD_W_REMOVED_CARD, u"CKR_TOKEN_NOT_PRESENT (0xe0)"},
-        {"C_Login", CKR_PIN_LOCKED, SCARD_W_CHV_BLOCKED, u"CKR_PIN_LOCKED (0xa4)"},
-        {"C_Login", CKR_PIN_EXPIRED, ERROR_PASSWORD_MUST_CHANGE, u"CKR_PIN_EXPIRED (0xa3)"},
-        {"C_Login", CKR_PIN_LEN_RANGE, SCARD_E_INVALID_CHV, u"CKR_PIN_LEN_RANGE (0xa2)"},
-        {"C_Login", CKR_FUNCTION_CANCELED, SCARD_W_CANCELLED_BY_USER, u"CKR_FUNCTION_CANCELED (0x50)"},
-        {"C_Login", CKR_GENERAL_ERROR, SCARD_F_INTERNAL_ERROR, u"CKR_GENERAL_ERROR (0x5)"},
-        {"C_OpenSession", CKR_SESSION_COUNT, SCARD_E_SHARING_VIOLATION, u"CKR_SESSION_COUNT (0xb1)"},
-        {"C_Sign", CKR_FUNCTION_FAILED, SCARD_F_INTERNAL_ERROR, u"CKR_FUNCTION_FAILED (0x6)"},
-    };
-    for (const auto& [call, value, code, detail] : faults) {
+    // The call that fails, what it answers, our code and its name, the detail.
+    const auto faults = ReadTable(NORVIK_SOURCE_DIR "/tests/data/platform/token-faults.tsv");
+    ASSERT_EQ(faults.size(), 14U);
+    for (const auto& row : faults) {
+        const std::string& call = row[0];
+        const CK_RV value = std::stoul(row[1], nullptr, 16);
+        const auto code = static_cast<ErrorCode>(std::stoul(row[2], nullptr, 16));
         const PrivateKey key = Key();  // not logged in yet
         ScriptedPins user({"1234"});
         card_->failingCall = call;
         card_->fault = value;
         EXPECT_FAILS(SignContent(key), code) << call << " " << std::hex << value;
-        EXPECT_EQ(TokenErrorDetail(), detail);
+        EXPECT_EQ(ToUtf8(TokenErrorDetail()), row[4]);
         EXPECT_FALSE(TokenErrorMessage(code).empty());
         if (value == CKR_FUNCTION_FAILED) {
             EXPECT_EQ(TokenErrorMessage(code), u"Картата отказа операцията. (CKR_FUNCTION_FAILED (0x6))");

@@ -1,7 +1,8 @@
-// CRLs that a chain fetches from the addresses in certificates.
+// CRLs and issuers that a chain fetches from the addresses in certificates.
 
 #include "platform/Download.h"
 #include "platform/Http.h"
+#include "tests/platform/DerPieces.h"
 #include "tests/platform/OnlineFixture.h"
 #include "tests/support/LastError.h"
 
@@ -60,11 +61,8 @@ TEST_F(CrlFetch, TheNextAddressIsAskedWhenOneTellsNothing) {
 }
 
 TEST_F(CrlFetch, ADeltaIsAskedForWhereTheCertificateOrTheCrlNamesOne) {
-    // One distribution point with /delta of this server.
-    const std::string url = online_.server.Url("/delta");
-    const auto n = [&](std::size_t more) { return static_cast<char>(url.size() + more); };
-    const std::string der = {'\x30', n(8), '\x30', n(6), '\xA0', n(4), '\xA0', n(2), '\x86', n(0)};
-    const Extension freshest{"2.5.29.46", false, CopyOf(AsBytes(der + url))};
+    const Bytes points = Tlv(tag::kSequence, Tlv(tag::kSequence, PointAt(online_.server.Url("/delta"))));
+    const Extension freshest{"2.5.29.46", false, points};
     CrlSpec base, delta{.revoked = {{{0x42}, kNow - kDay, 1}}, .number = 2, .extra = {{"2.5.29.27", true, {2, 1, 1}}}};
     for (const bool inCertificate : {true, false}) {
         CertificateSpec spec = PersonSpec("Person", 2);
@@ -191,6 +189,96 @@ TEST_F(CrlFetch, OneCertificateIsAskedForInTheSystemsStoresToo) {
     EXPECT_EQ(CertVerifyRevocation(ContextOf(online_.leaf)), kSilent);
     Serve(online_.Listing());
     EXPECT_EQ(CertVerifyRevocation(ContextOf(online_.leaf)), CRYPT_E_REVOKED);
+}
+
+// --- Issuers that no store has ---
+
+// Root, two authorities that nobody knows, a person; each below the root says where its issuer is.
+struct IssuerSearch : OnlineFixture {
+    IssuerSearch() {
+        world.Trust(root);
+        world.network.allowed = true;
+    }
+    [[nodiscard]] Certificate At(const std::string& path, CertificateSpec spec, const Certificate& issuer) const {
+        spec.caIssuersUrls = {server.Url(path)};
+        return Issue(spec, issuer);
+    }
+    [[nodiscard]] std::string Bundle(std::initializer_list<Certificate> certificates, const char* form) const {
+        std::string pem;
+        for (const Certificate& certificate : certificates)
+            pem += certificate.Pem();
+        const auto file = profile_.Write("bundle.pem", pem);
+        const auto made = RunProgram({"openssl", "crl2pkcs7", "-nocrl", "-certfile", file, "-outform", form});
+        EXPECT_EQ(made.status, 0) << made.Summary();
+        return made.output;
+    }
+
+    OnlineServer server;
+    ChainWorld world;
+    Certificate root = Issue(AuthoritySpec("Root", 0)), upper = At("/root", AuthoritySpec("Upper", 1), root),
+                lower = At("/upper", AuthoritySpec("Lower", 3), upper),
+                leaf = At("/lower", PersonSpec("Person", 2), lower);
+};
+
+TEST_F(IssuerSearch, GoesUpStepByStepInEveryForm) {
+    server.Serve("/upper", upper.Der());
+    int i = 0;
+    for (const std::string& form :
+         {std::string(AsText(lower.Der())), lower.Pem(), Bundle({root, lower}, "DER"), Bundle({lower}, "PEM")}) {
+        const std::string path = "/form" + std::to_string(i++);
+        server.Serve(path, HttpAnswer{.body = form});
+        EXPECT_EQ(world.Verdict(At(path, PersonSpec("Person", 2), lower)), 0U) << path;
+    }
+}
+
+TEST_F(IssuerSearch, ABundleWithTheWholeWayIsAskedForOnceAndItsRootIsNotTrusted) {
+    server.Serve("/lower", HttpAnswer{.body = Bundle({upper, lower, root}, "DER")});
+    EXPECT_EQ(world.Verdict(leaf), 0U);
+    EXPECT_EQ(world.Verdict(leaf), 0U);  // kept meanwhile
+    EXPECT_THAT(server.Asked(), ElementsAre("/lower"));
+    world.roots = CertOpenMemoryStore();
+    EXPECT_EQ(world.Verdict(leaf), CERT_E_UNTRUSTEDROOT);
+}
+
+TEST_F(IssuerSearch, NobodyIsAskedWhenTheStoresKnowOrTheNetworkIsOff) {
+    world.network.allowed = false;
+    EXPECT_EQ(world.Verdict(leaf), CERT_E_CHAINING);
+    world.network.allowed = true;
+    world.Know(upper);
+    world.Know(lower);
+    EXPECT_EQ(world.Verdict(leaf), 0U);
+    world.roots = CertOpenMemoryStore();
+    world.Know(root);
+    EXPECT_EQ(world.Verdict(leaf), CERT_E_UNTRUSTEDROOT);
+    EXPECT_THAT(server.Asked(), IsEmpty());
+}
+
+TEST_F(IssuerSearch, WhatIsNoIssuerIsLeftAlone) {
+    const Certificate namesake = Issue(AuthoritySpec("Lower", 9), upper);
+    for (const HttpAnswer& answer : {HttpAnswer{.body = "<html>"},
+                                     {},
+                                     {.body = namesake.Pem()},
+                                     {.body = upper.Pem()},
+                                     {.body = lower.Pem().substr(0, 200)},
+                                     {.body = std::string(65536, 'A'), .endless = true}}) {
+        server.Serve("/lower", answer);
+        EXPECT_EQ(world.Verdict(leaf), CERT_E_CHAINING);
+    }
+    server.Serve("/lower", lower.Der());
+    server.Serve("/upper", upper.Der());
+    EXPECT_EQ(world.Verdict(leaf), 0U);
+}
+
+// Each answer leads to the next address, for ever.
+TEST_F(IssuerSearch, ALadderWithoutAnEndIsLeft) {
+    Certificate rung = Issue(AuthoritySpec("Top", 0));
+    for (int i = 0; i < 40; ++i) {
+        const std::string path = "/" + std::to_string(i);
+        server.Serve(path, rung.Der());
+        rung = At(path, AuthoritySpec("Rung " + path, 4 + i), rung);
+    }
+    EXPECT_EQ(world.Verdict(rung), CERT_E_CHAINING);
+    EXPECT_LE(server.Asked().size(), 8U);
 }
 
 }  // namespace
