@@ -1,7 +1,5 @@
 // The exports on certificates as an application calls them.
 
-#include <array>
-
 #include "tests/src/Exports.h"
 #include "tests/src/Person.h"
 #include "toolkit/CkJsonArrayW.h"
@@ -18,13 +16,9 @@ using testing::StartsWith;
 // Four texts with a guard behind each, so that one too long shows.
 struct Buffers {
     static constexpr std::size_t kRoom = 300;
-    std::array<std::array<char16_t, kRoom + 1>, 4> texts{};
-    Buffers() {
-        for (auto& text : texts)
-            text.fill(u'#');
-    }
+    std::vector<std::u16string> texts{4, std::u16string(kRoom + 1, u'#')};
     char16_t* operator[](std::size_t i) { return texts[i].data(); }
-    std::string Text(std::size_t i) { return platform::ToUtf8(std::u16string(texts[i].data())); }
+    std::string Text(std::size_t i) { return platform::ToUtf8(texts[i].c_str()); }
     [[nodiscard]] bool GuardsStand() const {
         return std::ranges::all_of(texts, [](const auto& text) { return text[kRoom] == u'#'; });
     }
@@ -123,7 +117,7 @@ TEST_F(CertificateExports, TellEachFailureOfAFileOnceInTheFormOfTheFunction) {
         EXPECT_FALSE(Short(blank) || Long(blank));
     EXPECT_FALSE(Short(u"/nonexistent"));
     EXPECT_FALSE(Long(Write("garbage.cer", "garbage").c_str()));
-    EXPECT_FALSE(Long(u"/tmp/\xD800"));
+    EXPECT_FALSE(Short(u"/tmp/\xD800"));
     EXPECT_FALSE(Describe(RequestFor(pfx, R"(,"Password":"грешна")")));
     EXPECT_TRUE(script_.questions.empty());
     EXPECT_FALSE(Short(pfx.c_str()));

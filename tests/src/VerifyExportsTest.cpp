@@ -221,16 +221,17 @@ TEST_F(VerifyExports, ShowTheVerdictsAndAskForMissingData) {
 
 TEST_F(VerifyExports, OfTheLauncherShowTheSame) {
     const auto file = Attached();
-    const auto wide = file.u16string();
     int window = 0;
-    EXPORT(NorvikDecryptVerifyFileEx)(&window, nullptr, wide.c_str(), 1);
-    EXPECT_EQ(CNorvikApp::Current()->parentWindow, &window);
-    EXPORT(EPNorvikDecryptVerifyFileW)(nullptr, nullptr, wide.c_str(), 1);
+    for (const auto show :
+         {EXPORT(NorvikDecryptVerifyFileEx), EXPORT(EPNorvikDecryptVerifyFileW), EXPORT(EPNorvikDecryptVerifyFileEx)}) {
+        CNorvikApp::Current()->parentWindow = nullptr;
+        show(&window, nullptr, file.u16string().c_str(), 1);
+        EXPECT_EQ(CNorvikApp::Current()->parentWindow, &window);
+    }
+    for (const auto* name : {file.c_str(), static_cast<const char*>(nullptr)})
+        EXPORT(EPNorvikDecryptVerifyFileA)(nullptr, nullptr, name, 1);
     EXPECT_EQ(CNorvikApp::Current()->parentWindow, nullptr);
-    EXPORT(EPNorvikDecryptVerifyFileA)(&window, nullptr, file.c_str(), 1);
-    EXPORT(EPNorvikDecryptVerifyFileEx)(nullptr, nullptr, wide.c_str(), 1);
     EXPECT_EQ(shown_.size(), 4U);
-    EXPORT(EPNorvikDecryptVerifyFileA)(nullptr, nullptr, nullptr, 1);
     EXPECT_THAT(script_.Texts(), ElementsAre(kMissing));
 }
 
