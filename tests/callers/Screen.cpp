@@ -1,15 +1,11 @@
 #include "tests/callers/Screen.h"
 
-#include <fcntl.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <array>
 #include <csignal>
 #include <filesystem>
 #include <stdexcept>
 #include <thread>
+#include <utility>
 
 #include "tests/support/Profile.h"
 
@@ -19,56 +15,42 @@ namespace {
 constexpr std::chrono::seconds kPatience{20};
 constexpr std::chrono::milliseconds kStep{50};
 
-// `output` becomes descriptor 3 of the program, unless it is negative.
-pid_t Spawn(std::vector<std::string> command, int output) {
-    std::vector<char*> arguments;
-    for (auto& argument : command)
-        arguments.push_back(argument.data());
-    arguments.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    for (const int descriptor : {STDOUT_FILENO, STDERR_FILENO})
-        posix_spawn_file_actions_addopen(&actions, descriptor, "/dev/null", O_WRONLY, 0);
-    if (output >= 0) posix_spawn_file_actions_adddup2(&actions, output, 3);
-    pid_t pid = -1;
-    const int failure = posix_spawnp(&pid, arguments[0], &actions, nullptr, arguments.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    if (failure != 0) throw std::runtime_error("cannot start " + command[0]);
-    return pid;
-}
-
-void End(pid_t pid) {
-    if (pid <= 0) return;
-    kill(pid, SIGTERM);
-    waitpid(pid, nullptr, 0);
+// Asks again and again until the answer is yes. False after some seconds.
+template <typename Question>
+bool Wait(const Question& question) {
+    for (auto waited = kStep; waited < kPatience; waited += kStep) {
+        if (question()) return true;
+        std::this_thread::sleep_for(kStep);
+    }
+    return false;
 }
 
 }  // namespace
 
-Screen::Screen() {
-    std::array<int, 2> ends{};
-    if (pipe2(ends.data(), O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
-    server_ = Spawn({"Xvfb", "-displayfd", "3", "-screen", "0", "1280x1024x24", "-nolisten", "tcp"}, ends[1]);
-    close(ends[1]);
-    char digit = 0;
-    while (read(ends[0], &digit, 1) == 1 && digit != '\n')
-        display_ += digit;
-    close(ends[0]);
-    if (display_.empty()) {
-        End(server_);
-        throw std::runtime_error("Xvfb does not start");
-    }
-    display_.insert(0, ":");
-    manager_ = Spawn({"env", "DISPLAY=" + display_, "openbox"}, -1);
-    for (auto waited = kStep; waited < kPatience; waited += kStep) {
-        if (Run({"xprop", "-root", "_NET_SUPPORTING_WM_CHECK"}).output.find("window id") != std::string::npos) return;
-        std::this_thread::sleep_for(kStep);
-    }
+Screen::Companion::Companion(const std::string& command)
+    : pipe_(popen(("echo $$; exec " + command + " 2>/dev/null").c_str(), "re")) {
+    pipe_.get_deleter().process = std::stoi(Line());
 }
 
-Screen::~Screen() {
-    End(manager_);
-    End(server_);
+std::string Screen::Companion::Line() const {
+    std::array<char, 64> line{};
+    if (std::fgets(line.data(), line.size(), pipe_.get()) == nullptr) throw std::runtime_error("no screen");
+    return std::string(line.data()).substr(0, std::string(line.data()).find('\n'));
+}
+
+void Screen::Companion::End::operator()(std::FILE* pipe) const {
+    if (process > 0) kill(process, SIGTERM);
+    pclose(pipe);
+}
+
+Screen::Screen()
+    : server_("Xvfb -displayfd 1 -noreset -screen 0 1280x1024x24 -nolisten tcp"),
+      display_(":" + server_.Line()),
+      manager_("env DISPLAY=" + display_ + " openbox") {
+    const auto managed = [&] {
+        return Property("root", "_NET_SUPPORTING_WM_CHECK").find("window id") != std::string::npos;
+    };
+    if (!Wait(managed)) throw std::runtime_error("no window manager");
 }
 
 ProcessResult Screen::Run(const std::vector<std::string>& command) const {
@@ -85,13 +67,13 @@ std::future<ProcessResult> Screen::Start(std::vector<std::string> command) const
 }
 
 std::string Screen::WaitForWindow(const std::string& title) const {
-    for (auto waited = kStep; waited < kPatience; waited += kStep) {
+    std::string window;
+    const auto focused = [&] {
         const auto found = Run({"xdotool", "getwindowfocus"}).output;
-        auto window = found.substr(0, found.find('\n'));
-        if (Property(window, "_NET_WM_NAME").ends_with("= \"" + title + "\"\n")) return window;
-        std::this_thread::sleep_for(kStep);
-    }
-    return {};
+        window = found.substr(0, found.find('\n'));
+        return Property(window, "_NET_WM_NAME").ends_with("= \"" + title + "\"\n");
+    };
+    return Wait(focused) ? window : "";
 }
 
 // Flat areas take next to no room in the file; a window with texts takes many times as much.
@@ -101,14 +83,11 @@ bool Screen::Photograph(const std::string& name) const {
     std::filesystem::create_directories(folder);
     const auto file = (folder / (name + ".png")).string();
     std::string before;
-    for (auto waited = kStep; waited < kPatience; waited += kStep) {
+    return Wait([&] {
         if (Run({"maim", "--hidecursor", file}).status != 0) return false;
-        auto now = ReadFile(file);
-        if (now == before && now.size() > kEmptyScreen) return true;
-        before = std::move(now);
-        std::this_thread::sleep_for(kStep);
-    }
-    return false;
+        const auto earlier = std::exchange(before, ReadFile(file));
+        return earlier == before && earlier.size() > kEmptyScreen;
+    });
 }
 
 void Screen::Type(const std::string& text) const {
@@ -136,6 +115,7 @@ pid_t Screen::ProcessOf(const std::string& window) const {
 }
 
 std::string Screen::Property(const std::string& window, const std::string& name) const {
+    if (window == "root") return Run({"xprop", "-root", name}).output;
     return Run({"xprop", "-id", window, name}).output;
 }
 

@@ -1,9 +1,9 @@
 #pragma once
 // An X server of its own with a window manager, and hands at its keyboard.
 
-#include <sys/types.h>
-
+#include <cstdio>
 #include <future>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -15,11 +15,7 @@ class Screen {
   public:
     // Throws if the server does not start.
     Screen();
-    ~Screen();
-    Screen(const Screen&) = delete;
-    Screen& operator=(const Screen&) = delete;
 
-    [[nodiscard]] const std::string& Display() const { return display_; }
     // Starts a program on this screen and lets it run meanwhile.
     [[nodiscard]] std::future<ProcessResult> Start(std::vector<std::string> command) const;
     // The number of the window with this title as soon as it has the keyboard. Empty, after some seconds: there is
@@ -38,10 +34,24 @@ class Screen {
     [[nodiscard]] std::string Property(const std::string& window, const std::string& name) const;
 
   private:
+    // A program that runs beside the test and is ended with the object.
+    class Companion {
+      public:
+        explicit Companion(const std::string& command);
+        [[nodiscard]] std::string Line() const;  // that it writes next
+
+      private:
+        struct End {
+            pid_t process;
+            void operator()(std::FILE* pipe) const;
+        };
+        std::unique_ptr<std::FILE, End> pipe_;
+    };
     ProcessResult Run(const std::vector<std::string>& command) const;
 
-    pid_t server_ = -1, manager_ = -1;
-    std::string display_;
+    const Companion server_;
+    const std::string display_;
+    const Companion manager_;
 };
 
 }  // namespace tests

@@ -1,9 +1,9 @@
 #include "tests/dialogs/PdfPage.h"
 
+#include <QXmlStreamReader>
 #include <algorithm>
 #include <filesystem>
 #include <map>
-#include <regex>
 #include <stdexcept>
 
 #include "platform/Files.h"
@@ -18,20 +18,6 @@ std::string Run(const std::vector<std::string>& command) {
     return result.output;
 }
 
-double Number(const std::string& text, const std::string& name) {
-    std::smatch found;
-    if (!std::regex_search(text, found, std::regex(name + "=\"([0-9.-]+)\""))) throw std::runtime_error("no " + name);
-    return std::stod(found[1]);
-}
-
-std::string Unescaped(std::string text) {
-    for (const auto& [entity, letter] : {std::pair{"&apos;", "'"}, {"&quot;", "\""}, {"&lt;", "<"}, {"&amp;", "&"}}) {
-        for (auto at = text.find(entity); at != std::string::npos; at = text.find(entity))
-            text.replace(at, std::string_view(entity).size(), letter);
-    }
-    return text;
-}
-
 }  // namespace
 
 PdfPage ReadPdf(platform::ByteView document, const std::string& name) {
@@ -40,16 +26,20 @@ PdfPage ReadPdf(platform::ByteView document, const std::string& name) {
     const auto file = (folder / (name + ".pdf")).string(), picture = (folder / name).string();
     if (!platform::WriteWholeFile(file, document)) throw std::runtime_error("cannot write " + file);
     PdfPage page;
-    const auto info = Run({"pdfinfo", file});
-    page.pages = std::stoi(info.substr(info.find("Pages:") + 6));
-    const auto places = Run({"pdftotext", "-bbox", file, "-"});
-    page.width = Number(places, "<page width");
-    page.height = Number(places, " height");
-    const std::regex word("<word (.*?)>(.*?)</word>");
-    for (auto at = std::sregex_iterator(places.begin(), places.end(), word); at != std::sregex_iterator(); ++at) {
-        const std::string box = (*at)[1];
-        page.words.push_back(
-            {Unescaped((*at)[2]), Number(box, "xMin"), Number(box, "yMin"), Number(box, "xMax"), Number(box, "yMax")});
+    QXmlStreamReader xml(QString::fromStdString(Run({"pdftotext", "-bbox", file, "-"})));
+    while (!xml.atEnd()) {
+        if (xml.readNext() != QXmlStreamReader::StartElement) continue;
+        const auto number = [here = xml.attributes()](const char* key) {
+            return here.value(QLatin1String(key)).toDouble();
+        };
+        if (xml.name() == QLatin1String("page")) {
+            ++page.pages;
+            page.width = number("width");
+            page.height = number("height");
+        } else if (xml.name() == QLatin1String("word")) {
+            page.words.push_back(
+                {xml.readElementText().toStdString(), number("xMin"), number("yMin"), number("xMax"), number("yMax")});
+        }
     }
     Run({"pdftoppm", "-singlefile", "-png", "-r", std::to_string(static_cast<int>(72 * PdfPage::kDotsPerPoint)), file,
          picture});
@@ -58,15 +48,14 @@ PdfPage ReadPdf(platform::ByteView document, const std::string& name) {
 }
 
 std::vector<std::string> PdfPage::Lines() const {
-    std::map<int, std::vector<PdfWord>> rows;  // by the middle of the words, in steps of some points
+    std::map<int, std::map<double, std::string>> rows;  // by the middle of the words, in steps of some points
     for (const auto& word : words)
-        rows[static_cast<int>((word.top + word.bottom) / 2 / 5)].push_back(word);
+        rows[static_cast<int>((word.top + word.bottom) / 2 / 5)][word.left] = word.text;
     std::vector<std::string> lines;
-    for (auto& [height, row] : rows) {
-        std::ranges::sort(row, {}, &PdfWord::left);
+    for (const auto& [height, row] : rows) {
         std::string line;
-        for (const auto& word : row)
-            line += (line.empty() ? "" : " ") + word.text;
+        for (const auto& [left, text] : row)
+            line += (line.empty() ? "" : " ") + text;
         lines.push_back(line);
     }
     return lines;
@@ -82,12 +71,9 @@ std::vector<PdfWord> PdfPage::Find(const std::string& text) const {
 QColor PdfPage::ColourOf(const PdfWord& word) const {
     QColor colour(Qt::white);
     const auto distance = [](const QColor& c) { return 3 * 255 - c.red() - c.green() - c.blue(); };
-    for (double y = word.top; y < word.bottom; y += 1 / kDotsPerPoint) {
-        for (double x = word.left; x < word.right; x += 1 / kDotsPerPoint) {
-            const auto here = At(x, y);
-            if (distance(here) > distance(colour)) colour = here;
-        }
-    }
+    for (double y = word.top; y < word.bottom; y += 1 / kDotsPerPoint)
+        for (double x = word.left; x < word.right; x += 1 / kDotsPerPoint)
+            if (const auto here = At(x, y); distance(here) > distance(colour)) colour = here;
     return colour;
 }
 

@@ -1,7 +1,5 @@
 #include "dialogs/ReportPage.h"
 
-#include <gmock/gmock.h>
-
 #include <QPrinter>
 
 #include "platform/Files.h"
@@ -10,20 +8,16 @@
 
 namespace {
 
+using namespace tests;
 using tessaly::StatusClass;
 using testing::Each;
-using testing::ElementsAre;
 using testing::Field;
-using testing::Ge;
-using testing::HasSubstr;
-using testing::Le;
-using tests::PdfWord;
 
 constexpr double kMargin = 0.8 * 72;
 // What two programs that measure letters differ by, in points.
 constexpr double kNear = 1.0;
 
-class ReportPage : public tests::DialogFixture {
+class ReportPage : public DialogFixture {
   protected:
     static results::ReportContent Content(std::size_t rows = 3) {
         const results::ReportRow each[] = {{u"1", u"Иван Петров Димитров", u"01.03.2026 12:00", StatusClass::valid},
@@ -34,32 +28,26 @@ class ReportPage : public tests::DialogFixture {
             content.rows.push_back(each[i % 3]);
         return content;
     }
-    static tests::PdfPage Draw(const results::ReportContent& content, const std::string& name,
-                               QPageSize::PageSizeId paper = QPageSize::A4) {
-        auto page = tests::ReadPdf(dialogs::ReportPdf(dialogs::ReportLayout(paper), content), "report-" + name);
+    static PdfPage Draw(const results::ReportContent& content, const std::string& name,
+                        QPageSize::PageSizeId paper = QPageSize::A4) {
+        auto page = ReadPdf(dialogs::ReportPdf(dialogs::ReportLayout(paper), content), "report-" + name);
         EXPECT_EQ(page.pages, 1);
         return page;
     }
 };
 
-TEST_F(ReportPage, SaysItAllInItsOrder) {
+TEST_F(ReportPage, SaysItAllInItsOrderAndKeepsToItsFrameItsColumnsAndItsColours) {
     for (const auto paper : {QPageSize::A4, QPageSize::Letter}) {
         const auto page = Draw(Content(), paper == QPageSize::A4 ? "a4" : "letter", paper);
         const auto size = QPageSize::size(paper, QPageSize::Point);
         EXPECT_NEAR(page.width, size.width(), kNear);
         EXPECT_NEAR(page.height, size.height(), kNear);
-        EXPECT_THAT(
-            page.Lines(),
-            ElementsAre("Горе", "Справка", "генерирана от ТЕСАЛИ Norvik",
+        EXPECT_THAT(page.Lines(),
+                    testing::ElementsAre(
+                        "Горе", "Справка", "генерирана от ТЕСАЛИ Norvik",
                         "Детайли за електронните подписи на файл 'договор & приложения.pdf.p7m'",
                         "Ниво Подписал Дата Състояние", "1 Иван Петров Димитров 01.03.2026 12:00 Валиден",
                         "1 Мария Георгиева n/a Невалиден", "12 Ščepan Żółw 31.12.2025 23:59 Непроверен", "Страница 1"));
-    }
-}
-
-TEST_F(ReportPage, KeepsToItsFrameItsColumnsAndItsColours) {
-    for (const auto paper : {QPageSize::A4, QPageSize::Letter}) {
-        const auto page = Draw(Content(), "columns", paper);
         const double bottom = page.height - kMargin, right = page.width - kMargin;
         EXPECT_LT(page.Find("Горе").at(0).bottom, kMargin);
         EXPECT_GE(page.Find("Справка").at(0).top, kMargin - kNear);
@@ -105,9 +93,9 @@ TEST_F(ReportPage, LetsNoTextRunOverAnother) {
     for (int i = 0; i < 4; ++i)
         content.header += content.header;
     const auto page = Draw(content, "long");
-    EXPECT_THAT(page.words, Each(Field(&PdfWord::right, Le(page.width - kMargin + kNear))));
-    EXPECT_THAT(page.words, Each(Field(&PdfWord::left, Ge(kMargin - kNear))));
-    EXPECT_THAT(page.words, Each(Field(&PdfWord::top, Ge(0.0))));
+    EXPECT_THAT(page.words, Each(Field(&PdfWord::right, testing::Le(page.width - kMargin + kNear))));
+    EXPECT_THAT(page.words, Each(Field(&PdfWord::left, testing::Ge(kMargin - kNear))));
+    EXPECT_THAT(page.words, Each(Field(&PdfWord::top, testing::Ge(0.0))));
     const auto names = page.Find("01.03.2026");
     ASSERT_FALSE(names.empty());
     for (const auto& word : page.words) {
@@ -129,8 +117,7 @@ TEST_F(ReportPage, HasOnePageForHundredsOfRowsAndAFooterThatCanBeRead) {
     EXPECT_GT(page.Find("Валиден").back().bottom, footer.bottom) << "rows run off the sheet";
     const QRectF place(kMargin, footer.top + kNear, page.width - 2 * kMargin, footer.bottom - footer.top - 2 * kNear);
     const QRect dots(
-        QRectF(place.topLeft() * tests::PdfPage::kDotsPerPoint, place.size() * tests::PdfPage::kDotsPerPoint)
-            .toAlignedRect());
+        QRectF(place.topLeft() * PdfPage::kDotsPerPoint, place.size() * PdfPage::kDotsPerPoint).toAlignedRect());
     EXPECT_EQ(page.picture.copy(dots), Draw(Content(), "few").picture.copy(dots))
         << "nothing shines through the footer";
 }
@@ -142,8 +129,7 @@ TEST_F(ReportPage, LiesAlikeOnAPrinterThatCountsFromItsPrintableArea) {
     printer.setResolution(300);
     printer.setPageLayout({QPageSize(QPageSize::A4), QPageLayout::Portrait, QMarginsF(10, 20, 30, 5)});
     ASSERT_TRUE(dialogs::PrintReport(printer, Content()));
-    const auto page = tests::ReadPdf(*platform::ReadWholeFile(file), "report-printer"),
-               usual = Draw(Content(), "usual");
+    const auto page = ReadPdf(*platform::ReadWholeFile(file), "report-printer"), usual = Draw(Content(), "usual");
     for (const auto* text : {"Горе", "Справка", "Ниво"}) {
         EXPECT_NEAR(page.Find(text).at(0).left, usual.Find(text).at(0).left, kNear) << text;
         EXPECT_NEAR(page.Find(text).at(0).top, usual.Find(text).at(0).top, 2 * kNear) << text;

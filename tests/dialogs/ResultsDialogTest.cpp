@@ -2,16 +2,6 @@
 
 #include <sys/stat.h>
 
-#include <QFileDialog>
-#include <QHeaderView>
-#include <QLabel>
-#include <QLineEdit>
-#include <QMenu>
-#include <QPlainTextEdit>
-#include <QPushButton>
-#include <QTimer>
-#include <QTreeWidget>
-
 #include "dialogs/CColorListCtrl.h"
 #include "dialogs/CSignatureTree.h"
 #include "dialogs/QtInterface.h"
@@ -21,10 +11,12 @@
 namespace {
 
 namespace fs = std::filesystem;
+using namespace tests;
+using testing::ElementsAre;
 using verification::SignatureEntries;
 using verification::SignatureEntry;
 
-class ResultsDialog : public tests::DialogFixture {
+class ResultsDialog : public DialogFixture {
   protected:
     ResultsDialog() { profile_.Set("PATH", (profile_.Folder() / "bin").string() + ":" + getenv("PATH")); }
 
@@ -52,50 +44,34 @@ class ResultsDialog : public tests::DialogFixture {
     }
     // A file in the profile's folder that holds `text` signed by openssl.
     fs::path Signed(const std::string& name, const std::string& text) {
-        testing_support::WritePem(profile_, "signer", tests::Issue({}));
+        testing_support::WritePem(profile_, "signer", Issue({}));
         profile_.Write("content", text);
         return profile_.Write(name, platform::AsText(testing_support::OpenSslSign(profile_, {"-nodetach"})));
     }
     // What the desktop answers when it is asked to open a file: an exit status. The address goes into the file
     // "opened".
     void AnswerOpening(int status, const std::string& program = "viewer.desktop") {
-        const auto opened = (profile_.Folder() / "opened").string();
-        Program("xdg-open", "printf %s \"$1\" > " + opened + ".new; mv " + opened + ".new " + opened + "; exit " +
+        Program("xdg-open", "printf %s \"$1\" > " + opened_ + ".new; mv " + opened_ + ".new " + opened_ + "; exit " +
                                 std::to_string(status));
         Program("xdg-mime", "echo " + program);
     }
     [[nodiscard]] bool WasOpened(const fs::path& file) const {
         const auto wanted = QUrl::fromLocalFile(QString::fromStdString(file.string())).toEncoded().toStdString();
-        return QTest::qWaitFor([&] { return fs::exists(profile_.Folder() / "opened"); }) &&
-               tests::ReadFile(profile_.Folder() / "opened") == wanted;
+        return QTest::qWaitFor([&] { return fs::exists(opened_); }) && ReadFile(opened_) == wanted;
     }
-    // Answers the box that comes next and says what it was: title and text. Runs its own loop until it is there.
-    static std::string NextBox(const std::function<void()>& cause) {
-        std::string said;
-        QTimer poll;
-        QObject::connect(&poll, &QTimer::timeout, &poll, [&] {
-            auto* const box = QApplication::activeModalWidget();
-            const auto* const label = box->findChild<QLabel*>(QStringLiteral("qt_msgbox_label"));
-            if (label == nullptr) return;
-            poll.stop();
-            said = box->windowTitle().toStdString() + ": " + label->text().toStdString();
-            Control<QPushButton>(*box, "1").click();
-        });
-        poll.start(1);
-        cause();
-        if (!QTest::qWaitFor([&] { return !said.empty(); })) said = "no box";
-        return said;
+    // Shows the results; `step` ends the window.
+    static ui::ResultsAction Show(const ui::ResultsQuestion& question, std::function<void(QDialog&)> step) {
+        WhenShown(std::move(step));
+        return CResultsDlg(question).Show();
     }
-    static void DoubleClick(const QAbstractItemView& view, const QRect& item) {
-        QTest::mouseClick(view.viewport(), Qt::LeftButton, {}, item.center());
-        QTest::mouseDClick(view.viewport(), Qt::LeftButton, {}, item.center());
-    }
-    fs::path Work(const char* name) { return CNorvikApp::Current()->SessionFolder() / name; }
+    static fs::path Work(const char* name) { return CNorvikApp::Current()->SessionFolder() / name; }
 
     static constexpr char kUnsafe[] =
         "Предупреждение: Отварянето на файлове от този тип не е безопасно!\nФайлът няма да бъде отворен.";
     static constexpr char kNotOpened[] = "Грешка: Файлът не може да бъде отворен!";
     static constexpr char kNoProgram[] = "Информация: Няма приложение асоциирано с този тип файлове.";
+    const SignatureEntries entries_ = OneOfEach();
+    const std::string opened_ = (profile_.Folder() / "opened").string();
 
   private:
     void Program(const std::string& name, const std::string& script) {
@@ -103,30 +79,26 @@ class ResultsDialog : public tests::DialogFixture {
     }
 };
 
-TEST_F(ResultsDialog, ShowsEachSignerWithStateTimeAndComment) {
-    const auto entries = OneOfEach();
+TEST_F(ResultsDialog, ShowsEachSignerWithStateTimeAndCommentAndIsWorkedFromTheKeyboard) {
     WhenShown([](QDialog& shown) {
-        auto& tree = Control<QTreeWidget>(shown, "233");
-        ASSERT_EQ(tree.topLevelItemCount(), 3);
-        const auto text = [&](int row, int column) { return tree.topLevelItem(row)->text(column).toStdString(); };
-        EXPECT_EQ(text(0, 0), "Иван Петров Димитров (2024-03-01 12:00:05) CAdES-BASELINE-T");
-        EXPECT_EQ(text(1, 0), "Мария Георгиева (2024-03-01 12:00:00) CAdES-BASELINE-B");
-        EXPECT_EQ(text(2, 0), "Стоян Колев CAdES-BASELINE-B") << "no time of signing";
-        EXPECT_EQ(text(0, 1), "Валиден");
-        EXPECT_EQ(text(1, 1), "Невалиден");
-        EXPECT_EQ(text(2, 1), "Непроверен");
-        auto& comment = Control<QPlainTextEdit>(shown, "6104");
-        EXPECT_TRUE(comment.isReadOnly());
-        EXPECT_EQ(comment.toPlainText(), QStringLiteral("Съгласен съм с договора\nи с приложенията му."));
-        EXPECT_FALSE(Control<QWidget>(shown, "240").isVisible()) << "one level";
-        EXPECT_TRUE(Control<QPushButton>(shown, "202").isEnabled());
+        EXPECT_THAT(Rows(shown, "233"),
+                    ElementsAre("Иван Петров Димитров (2024-03-01 12:00:05) CAdES-BASELINE-T|Валиден",
+                                "Мария Георгиева (2024-03-01 12:00:00) CAdES-BASELINE-B|Невалиден",
+                                "Стоян Колев CAdES-BASELINE-B|Непроверен"));
+        EXPECT_TRUE(Control<QPlainTextEdit>(shown, "6104").isReadOnly());
+        EXPECT_EQ(Text(shown, "6104"), "Съгласен съм с договора\nи с приложенията му.");
+        EXPECT_FALSE(Control(shown, "240").isVisible()) << "one level";
         Photograph(shown, "results-flat");
-        QTest::keyClick(&tree, Qt::Key_Down);
-        EXPECT_EQ(comment.toPlainText(), QString());
-        Control<QPushButton>(shown, "1").click();
+        ExpectKeyboard(shown, u"233 201 202 272 196 192 193 6104 1"_s, 8);
+        for (const char* id : {"192", "193", "196", "201", "202", "233"})
+            EXPECT_FALSE(Control(shown, id).toolTip().isEmpty()) << id;
+        QTest::keyClick(&Control(shown, "233"), Qt::Key_Down);
+        EXPECT_EQ(Text(shown, "6104"), "");
+        QTest::keyClick(&Control(shown, "233"), Qt::Key_Return);
+        EXPECT_FALSE(shown.isVisible()) << "Enter is OK";
     });
     const auto file = Signed("договор.pdf.p7m", "%PDF-1.7\n");
-    EXPECT_EQ(dialogs::QtInterface().ShowResults({entries, file, {}}), ui::ResultsAction::none);
+    EXPECT_EQ(dialogs::QtInterface().ShowResults({entries_, file, {}}), ui::ResultsAction::none);
 }
 
 TEST_F(ResultsDialog, MarksTheLevelOfTheSelectedItem) {
@@ -134,63 +106,53 @@ TEST_F(ResultsDialog, MarksTheLevelOfTheSelectedItem) {
     for (const std::uint32_t level : {0U, 1U, 1U, 2U, 3U, 4U})
         entries.push_back(Entry("Подписал №" + std::to_string(entries.size() + 1), level));
     entries[4].comment = u"четвърто ниво";
-    WhenShown([](QDialog& shown) {
+    Show({entries, Signed("a.txt.p7m", "a"), {}}, [](QDialog& shown) {
         auto& tree = Control<QTreeWidget>(shown, "233");
-        auto& comment = Control<QPlainTextEdit>(shown, "6104");
-        const auto& legend = Control<QWidget>(shown, "240");
+        const auto& legend = Control(shown, "240");
         ASSERT_EQ(tree.topLevelItemCount(), 5);
-        EXPECT_EQ(tree.topLevelItem(1)->text(0), QStringLiteral("Ниво 2"));
+        EXPECT_EQ(tree.topLevelItem(1)->text(0), u"Ниво 2"_s);
         EXPECT_EQ(tree.topLevelItem(1)->childCount(), 2);
-        EXPECT_EQ(tree.topLevelItem(3)->child(0)->text(0), QStringLiteral("Подписал №5 (2024-03-01 12:00:00)"));
+        EXPECT_EQ(tree.topLevelItem(3)->child(0)->text(0), u"Подписал №5 (2024-03-01 12:00:00)"_s);
         EXPECT_TRUE(legend.isVisible());
         tree.setCurrentItem(tree.topLevelItem(3)->child(0));
-        EXPECT_EQ(legend.accessibleDescription(), QStringLiteral("Ниво 4 от 5"));
-        EXPECT_EQ(comment.toPlainText(), QStringLiteral("четвърто ниво"));
+        EXPECT_EQ(legend.accessibleDescription(), u"Ниво 4 от 5"_s);
+        EXPECT_EQ(Text(shown, "6104"), "четвърто ниво");
         Photograph(shown, "results-five-levels");
         tree.setCurrentItem(tree.topLevelItem(4));
-        EXPECT_EQ(legend.accessibleDescription(), QStringLiteral("Ниво 5 от 5"));
-        EXPECT_EQ(comment.toPlainText(), QString());
-        EXPECT_FALSE(Control<QPushButton>(shown, "201").isEnabled()) << "a level has no certificate";
-        Control<QPushButton>(shown, "1").click();
+        EXPECT_EQ(legend.accessibleDescription(), u"Ниво 5 от 5"_s);
+        EXPECT_EQ(Text(shown, "6104"), "");
+        EXPECT_FALSE(Control(shown, "201").isEnabled()) << "a level has no certificate";
+        Click(shown, "1");
     });
-    CResultsDlg({entries, Signed("a.txt.p7m", "a"), {}}).Show();
 }
 
 TEST_F(ResultsDialog, SaysWhatAFileWithoutSignaturesIsAndPrintsNothingOfIt) {
     const SignatureEntries none;
-    WhenShown([](QDialog& shown) {
-        auto& tree = Control<QTreeWidget>(shown, "233");
-        ASSERT_EQ(tree.topLevelItemCount(), 1);
-        EXPECT_EQ(tree.topLevelItem(0)->text(0), QStringLiteral("Неподписан файл !"));
-        EXPECT_FALSE(Control<QPushButton>(shown, "202").isEnabled());
-        EXPECT_FALSE(Control<QWidget>(shown, "240").isVisible());
+    Show({none, "a.p7s", "a"}, [](QDialog& shown) {
+        EXPECT_THAT(Rows(shown, "233"), ElementsAre("Неподписан файл !|"));
+        EXPECT_FALSE(Control(shown, "202").isEnabled());
+        EXPECT_FALSE(Control(shown, "240").isVisible());
         Photograph(shown, "results-none");
         QTest::keyClick(&shown, Qt::Key_Escape);
     });
-    CResultsDlg({none, "a.p7s", "a"}).Show();
-
-    const auto entries = OneOfEach();
-    WhenShown([](QDialog& shown) {
+    Show({entries_, "a.p7s", "a", u"AES-256"}, [](QDialog& shown) {
         auto& tree = Control<QTreeWidget>(shown, "233");
+        EXPECT_EQ(Rows(shown, "233").at(0), "Криптиран файл. Алгоритъм: AES-256|");
         EXPECT_EQ(tree.topLevelItemCount(), 4);
-        EXPECT_EQ(tree.topLevelItem(0)->text(0), QStringLiteral("Криптиран файл. Алгоритъм: AES-256"));
         Photograph(shown, "results-encrypted");
         tree.setCurrentItem(tree.topLevelItem(0));
-        EXPECT_FALSE(Control<QPushButton>(shown, "201").isEnabled());
-        DoubleClick(tree, tree.visualItemRect(tree.topLevelItem(0)));
+        EXPECT_FALSE(Control(shown, "201").isEnabled());
+        DoubleClick(tree, 0);
         EXPECT_EQ(QApplication::activeModalWidget(), &shown) << "no details of what is no signature";
         QTest::keyClick(&shown, Qt::Key_Escape);
     });
-    CResultsDlg({entries, "a.p7s", "a", u"AES-256"}).Show();
 }
 
 TEST_F(ResultsDialog, OffersNoEditingOfAFileThatNobodyMayWrite) {
-    const auto entries = OneOfEach();
     const auto file = Signed("a.txt.p7m", "a");
-    WhenShown([](QDialog& shown) {
-        auto& edit = Control<QPushButton>(shown, "272");
-        EXPECT_EQ(edit.toolTip(), QStringLiteral("Добавяне на подпис или криптиране на текущия файл"));
-        edit.click();
+    const auto encrypts = Show({entries_, file, {}}, [](QDialog& shown) {
+        EXPECT_EQ(Control(shown, "272").toolTip(), u"Добавяне на подпис или криптиране на текущия файл"_s);
+        Click(shown, "272");
         auto& menu = Control<QMenu>(shown, "246");
         ASSERT_EQ(menu.actions().size(), 2);
         EXPECT_TRUE(menu.isVisible());
@@ -201,108 +163,89 @@ TEST_F(ResultsDialog, OffersNoEditingOfAFileThatNobodyMayWrite) {
         menu.actions().at(1)->setEnabled(true);
         menu.actions().at(1)->trigger();
     });
-    EXPECT_EQ(CResultsDlg({entries, file, {}}).Show(), ui::ResultsAction::encrypt);
+    EXPECT_EQ(encrypts, ui::ResultsAction::encrypt);
 
     chmod(file.c_str(), 0444);
-    WhenShown([](QDialog& shown) {
-        auto& edit = Control<QPushButton>(shown, "272");
+    const auto closes = Show({entries_, file, {}}, [](QDialog& shown) {
+        const auto& edit = Control(shown, "272");
         EXPECT_FALSE(edit.isEnabled() || edit.isVisible());
-        EXPECT_EQ(edit.toolTip(), QStringLiteral("Файлът не може да бъде редактиран!"));
+        EXPECT_EQ(edit.toolTip(), u"Файлът не може да бъде редактиран!"_s);
         Photograph(shown, "results-read-only");
-        Control<QPushButton>(shown, "1").click();
+        Click(shown, "1");
     });
-    EXPECT_EQ(CResultsDlg({entries, file, {}}).Show(), ui::ResultsAction::none);
+    EXPECT_EQ(closes, ui::ResultsAction::none);
 }
 
 TEST_F(ResultsDialog, OpensTheContentOfAnAttachedSignatureFromAPlaceThatOthersCannotRead) {
-    const auto entries = OneOfEach();
-    const auto file = Signed("договор.TXT.p7m", "Съдържание.");
     AnswerOpening(0);
-    WhenShown([&](QDialog& shown) {
+    Show({entries_, Signed("договор.TXT.p7m", "Съдържание."), {}}, [&](QDialog& shown) {
+        EXPECT_THAT(Rows(shown, "196"), ElementsAre("договор.TXT|Документ с неформатиран текст"));
         auto& list = Control<CColorListCtrl>(shown, "196");
-        EXPECT_EQ(list.model()->index(0, 0).data().toString(), QStringLiteral("договор.TXT"));
-        EXPECT_EQ(list.model()->index(0, 1).data().toString(), QStringLiteral("Документ с неформатиран текст"));
         list.setFocus();
-        DoubleClick(list, list.visualRect(list.model()->index(0, 0)));
+        DoubleClick(list, 0);
         EXPECT_TRUE(WasOpened(Work("договор.TXT")));
-        EXPECT_EQ(shown.focusWidget()->objectName(), QStringLiteral("233"));
+        EXPECT_EQ(shown.focusWidget()->objectName(), u"233"_s);
         QTest::keyClick(&shown, Qt::Key_Escape);
     });
-    CResultsDlg({entries, file, {}}).Show();
-    EXPECT_EQ(tests::ReadFile(Work("договор.TXT")), "Съдържание.");
-    struct stat about {};
-    ASSERT_EQ(stat(Work("договор.TXT").c_str(), &about), 0);
-    EXPECT_EQ(about.st_mode & 0777U, 0600U);
+    EXPECT_EQ(ReadFile(Work("договор.TXT")), "Съдържание.");
+    EXPECT_EQ(fs::status(Work("договор.TXT")).permissions(), fs::perms(0600));
 }
 
 TEST_F(ResultsDialog, NeverHandsOutTheContentOfASignatureThatDoesNotHold) {
-    const auto entries = OneOfEach();
     const auto good = Signed("a.txt.p7m", "content");
-    auto bytes = tests::ReadFile(good);
+    auto bytes = ReadFile(good);
     bytes[bytes.find("content")] = 'C';
-    const auto bad = profile_.Write("bad/a.txt.p7m", bytes);
-    const auto target = profile_.Folder() / "saved.txt";
+    const auto bad = profile_.Write("bad/a.txt.p7m", bytes), target = profile_.Folder() / "saved.txt";
     AnswerOpening(0);
-
-    WhenShown([](QDialog& shown) { Control<QPushButton>(shown, "1").click(); });
-    CResultsDlg({entries, good, {}}).Show();
+    Show({entries_, good, {}}, [](QDialog& shown) { Click(shown, "1"); });
     ASSERT_TRUE(fs::exists(Work("a.txt")));
 
-    CResultsDlg dialog({entries, bad, {}});
-    const auto failed = "Грешка: Временният файл\n" + Work("a.txt").string() + "\nне може да бъде създаден!";
-    EXPECT_EQ(NextBox([&] {
-                  QTimer::singleShot(1000, [&] {
-                      EXPECT_FALSE(fs::exists(Work("a.txt"))) << "the one of the good signature";
-                      EXPECT_EQ(NextBox([&] { Control<QPushButton>(dialog, "192").click(); }), kNotOpened);
-                      QTimer::singleShot(0, [&] {
-                          auto& files = dynamic_cast<QFileDialog&>(*QApplication::activeModalWidget());
-                          files.findChild<QLineEdit*>()->setText(QString::fromStdString(target.string()));
-                          QMetaObject::invokeMethod(&files, "accept");
-                      });
-                      EXPECT_EQ(NextBox([&] { Control<QPushButton>(dialog, "193").click(); }),
-                                "Грешка: Файлът\n" + target.string() + "\nне може да бъде съхранен!");
-                      dialog.reject();
-                  });
-                  dialog.Show();
-              }),
-              failed);
+    CResultsDlg dialog({entries_, bad, {}});
+    const auto look = [&] {
+        EXPECT_FALSE(fs::exists(Work("a.txt"))) << "the one of the good signature";
+        EXPECT_EQ(Said([&] { Click(dialog, "192"); }), kNotOpened);
+        EXPECT_EQ(Said([&] { ChooseFile([&] { Click(dialog, "193"); }, target); }),
+                  "Грешка: Файлът\n" + target.string() + "\nне може да бъде съхранен!");
+        dialog.reject();
+    };
+    const auto show = [&] {
+        QTimer::singleShot(1000, look);
+        dialog.Show();
+    };
+    EXPECT_EQ(Said(show), "Грешка: Временният файл\n" + Work("a.txt").string() + "\nне може да бъде създаден!");
     EXPECT_FALSE(fs::exists(target));
-    EXPECT_FALSE(fs::exists(profile_.Folder() / "opened"));
+    EXPECT_FALSE(fs::exists(opened_));
 }
 
 TEST_F(ResultsDialog, AsksForAFileWithButtonsInItsOwnLanguage) {
     const auto file = profile_.Write("original.txt", "x");
-    const auto answer = [&](bool accept) {
-        QTimer::singleShot(0, [&, accept] {
-            auto& files = dynamic_cast<QFileDialog&>(*QApplication::activeModalWidget());
-            EXPECT_EQ(files.windowTitle(), QStringLiteral("Посочете оригинален файл"));
-            EXPECT_EQ(files.labelText(QFileDialog::Accept), QStringLiteral("&Отвори"));
-            EXPECT_EQ(files.labelText(QFileDialog::Reject), QStringLiteral("Отказ"));
-            files.selectFile(QString::fromStdString(file.string()));
-            const auto& list = Control<QTreeView>(files, "treeView");
-            const auto says = [&](int column, const QString& text) {
-                for (int row = 0; row < list.model()->rowCount(list.rootIndex()); ++row)
-                    if (list.model()->index(row, column, list.rootIndex()).data().toString() == text) return true;
-                return false;
-            };
-            EXPECT_TRUE(QTest::qWaitFor([&] { return says(1, QStringLiteral("1 байт")); })) << "the size of the file";
-            EXPECT_TRUE(says(2, QStringLiteral("Папка")));
-            EXPECT_TRUE(says(2, QStringLiteral("Документ с неформатиран текст")));
-            Photograph(files, "open-file");
-            QMetaObject::invokeMethod(&files, accept ? "accept" : "reject");
-        });
-        return dialogs::QtInterface().AskOpenFile({u"Посочете оригинален файл"});
+    std::optional<fs::path> chosen;
+    const auto ask = [&] { chosen = dialogs::QtInterface().AskOpenFile({u"Посочете оригинален файл"}); };
+    const auto look = [&](QFileDialog& files) {
+        EXPECT_EQ(files.labelText(QFileDialog::Accept), u"&Отвори"_s);
+        EXPECT_EQ(files.labelText(QFileDialog::Reject), u"Отказ"_s);
+        files.selectFile(QString::fromStdString(file.string()));
+        const auto& list = Control<QTreeView>(files, "treeView");
+        const auto says = [&](int column, const QString& text) {
+            for (int row = 0; row < list.model()->rowCount(list.rootIndex()); ++row)
+                if (list.model()->index(row, column, list.rootIndex()).data().toString() == text) return true;
+            return false;
+        };
+        EXPECT_TRUE(QTest::qWaitFor([&] { return says(1, u"1 байт"_s); })) << "the size of the file";
+        EXPECT_TRUE(says(2, u"Папка"_s));
+        EXPECT_TRUE(says(2, u"Документ с неформатиран текст"_s));
+        Photograph(files, "open-file");
     };
-    EXPECT_EQ(answer(true), file);
-    EXPECT_EQ(answer(false), std::nullopt);
+    EXPECT_EQ(ChooseFile(ask, file, look), "Посочете оригинален файл");
+    EXPECT_EQ(chosen, file);
+    Opened<QFileDialog>(ask, [](QFileDialog& files) { files.reject(); });
+    EXPECT_EQ(chosen, std::nullopt);
 }
 
 TEST_F(ResultsDialog, SavesTheContentOrADetachedSignaturesData) {
-    const auto entries = OneOfEach();
-    const auto attached = Signed("in/a.txt.p7m", "attached");
-    const auto data = profile_.Write("in/b.txt", "detached");
-    const auto detached = profile_.Write("in/b.txt.P7S", "signature");
-    const auto chosen = profile_.Write("elsewhere/original.txt", "chosen");
+    const auto attached = Signed("in/a.txt.p7m", "attached"), data = profile_.Write("in/b.txt", "detached"),
+               detached = profile_.Write("in/b.txt.P7S", "signature"),
+               chosen = profile_.Write("elsewhere/original.txt", "chosen");
     struct Case {
         fs::path sign, data;
         const char *name, *saved;
@@ -311,86 +254,78 @@ TEST_F(ResultsDialog, SavesTheContentOrADetachedSignaturesData) {
          {Case{attached, {}, "a.txt", "attached"}, Case{detached, data, "b.txt", "detached"},
           Case{detached, chosen, "original.txt", "chosen"}}) {
         const auto target = profile_.Write("out/target", "old");
-        WhenShown([&](QDialog& shown) {
-            QTimer::singleShot(0, [&] {
-                auto& files = dynamic_cast<QFileDialog&>(*QApplication::activeModalWidget());
-                EXPECT_EQ(files.windowTitle(), QStringLiteral("Save as"));
-                EXPECT_EQ(files.nameFilters(), QStringList(QStringLiteral("Всички файлове (*)")));
-                EXPECT_EQ(files.findChild<QLineEdit*>()->text(), QString::fromUtf8(name));
+        Show({entries_, sign, file}, [&, name = name](QDialog& shown) {
+            const auto look = [&](QFileDialog& files) {
+                EXPECT_EQ(files.nameFilters(), QStringList(u"Всички файлове (*)"_s));
+                EXPECT_EQ(Text(files, "fileNameEdit"), name);
                 files.setOption(QFileDialog::DontConfirmOverwrite);
-                files.selectFile(QString::fromStdString(target.string()));
-                QMetaObject::invokeMethod(&files, "accept");
-            });
-            Control<QPushButton>(shown, "193").click();
-            Control<QPushButton>(shown, "1").click();
+            };
+            EXPECT_EQ(ChooseFile([&] { Click(shown, "193"); }, target, look), "Save as");
+            Click(shown, "1");
         });
-        CResultsDlg({entries, sign, file}).Show();
-        EXPECT_EQ(tests::ReadFile(target), saved) << sign;
+        EXPECT_EQ(ReadFile(target), saved) << sign;
     }
-    EXPECT_EQ(tests::ReadFile(data), "detached");
+    EXPECT_EQ(ReadFile(data), "detached");
 }
 
 TEST_F(ResultsDialog, RefusesToOpenWhatADesktopWouldRunAndTellsWhyAFileIsNotOpened) {
-    const auto entries = OneOfEach();
-    struct Case {
+    const struct {
         const char *name, *content;
         int status;
         const char *program, *said;  // nothing said: it was opened
-    };
-    for (const auto& [name, content, status, program, said] :
-         {Case{"x.vb", "text", 0, "", kUnsafe}, Case{"x.exe", "text", 0, "", kUnsafe}, Case{"x.EXE", "text", 0, "", ""},
-          Case{"x.as", "text", 0, "", kUnsafe},
-          Case{"x.desktop", "[Desktop Entry]\nType=Application\nExec=true\n", 0, "", kUnsafe},
-          Case{"x.run", "#!/bin/sh\ntrue\n", 0, "", kUnsafe}, Case{"x.txt", "text", 3, "any", kNoProgram},
-          Case{"x.txt", "text", 4, "", kNoProgram}, Case{"x.txt", "text", 4, "viewer.desktop", kNotOpened},
-          Case{"x & y; $(z).txt", "text", 0, "", ""}}) {
-        fs::remove(profile_.Folder() / "opened");
+    } cases[] = {{"x.vb", "text", 0, "", kUnsafe},
+                 {"x.exe", "text", 0, "", kUnsafe},
+                 {"x.EXE", "text", 0, "", ""},
+                 {"x.as", "text", 0, "", kUnsafe},
+                 {"x.desktop", "[Desktop Entry]\nType=Application\nExec=true\n", 0, "", kUnsafe},
+                 {"x.run", "#!/bin/sh\ntrue\n", 0, "", kUnsafe},
+                 {"x.txt", "text", 3, "any", kNoProgram},
+                 {"x.txt", "text", 4, "", kNoProgram},
+                 {"x.txt", "text", 4, "viewer.desktop", kNotOpened},
+                 {"x & y; $(z).txt", "text", 0, "", ""}};
+    for (const auto& [name, content, status, program, said] : cases) {
+        fs::remove(opened_);
         AnswerOpening(status, program);
         const auto data = profile_.Write(fs::path("data") / name, content);
-        WhenShown([&, said = std::string(said)](QDialog& shown) {
-            const auto open = [&] { Control<QPushButton>(shown, "192").click(); };
+        Show({entries_, data.string() + ".p7s", data}, [&, said = std::string(said)](QDialog& shown) {
+            const auto open = [&] { Click(shown, "192"); };
             if (said.empty()) {
                 open();
                 EXPECT_TRUE(WasOpened(data)) << data;
             } else {
-                EXPECT_EQ(NextBox(open), said) << data;
+                EXPECT_EQ(Said(open), said) << data;
             }
             shown.reject();
         });
-        CResultsDlg({entries, data.string() + ".p7s", data}).Show();
-        EXPECT_EQ(fs::exists(profile_.Folder() / "opened"), said != std::string(kUnsafe)) << data;
+        EXPECT_EQ(fs::exists(opened_), said != std::string(kUnsafe)) << data;
     }
-    WhenShown([&](QDialog& shown) {
-        EXPECT_EQ(NextBox([&] { Control<QPushButton>(shown, "192").click(); }), kNotOpened) << "no such file";
+    Show({entries_, "gone.txt.p7s", "gone.txt"}, [&](QDialog& shown) {
+        EXPECT_EQ(Said([&] { Click(shown, "192"); }), kNotOpened) << "no such file";
         shown.reject();
     });
-    CResultsDlg({entries, "gone.txt.p7s", "gone.txt"}).Show();
 }
 
 TEST_F(ResultsDialog, OpensWhatBelongsToTheSelectedSignature) {
     auto entries = OneOfEach();
     entries[1].certificate = nullptr;
-    WhenShown([](QDialog& shown) {
+    Show({entries, "a.p7s", "a"}, [](QDialog& shown) {
         auto& tree = Control<QTreeWidget>(shown, "233");
-        auto& certificate = Control<QPushButton>(shown, "201");
         const auto close = [](QWidget& window) { window.close(); };
-        EXPECT_EQ(Opened([&] { certificate.click(); }, close), "Сертификат");
+        EXPECT_EQ(Opened([&] { Click(shown, "201"); }, close), "Сертификат");
         EXPECT_EQ(shown.focusWidget(), &tree);
-        EXPECT_EQ(Opened([&] { Control<QPushButton>(shown, "202").click(); }, close),
-                  "ТЕСАЛИ Norvik - отпечатване на справка");
+        EXPECT_EQ(Opened([&] { Click(shown, "202"); }, close), "ТЕСАЛИ Norvik - отпечатване на справка");
         tree.setCurrentItem(tree.topLevelItem(1));
-        EXPECT_FALSE(certificate.isEnabled()) << "an entry without certificate";
+        EXPECT_FALSE(Control(shown, "201").isEnabled()) << "an entry without certificate";
         const auto look = [](QWidget& window) {
-            EXPECT_EQ(Control<QLabel>(window, "225").text(), QStringLiteral("Стоян Колев"));
+            EXPECT_EQ(Text(window, "225"), "Стоян Колев");
             window.close();
         };
         constexpr char details[] = "ТЕСАЛИ Norvik - детайли";
-        EXPECT_EQ(Opened([&] { DoubleClick(tree, tree.visualItemRect(tree.topLevelItem(2))); }, look), details);
-        EXPECT_EQ(tree.actions().value(0)->text(), QStringLiteral("&Детайли")) << "in its menu";
+        EXPECT_EQ(Opened([&] { DoubleClick(tree, 2); }, look), details);
+        EXPECT_EQ(tree.actions().value(0)->text(), u"&Детайли"_s) << "in its menu";
         EXPECT_EQ(Opened([&] { tree.actions().value(0)->trigger(); }, look), details);
-        Control<QPushButton>(shown, "1").click();
+        Click(shown, "1");
     });
-    CResultsDlg({entries, "a.p7s", "a"}).Show();
 }
 
 TEST_F(ResultsDialog, HoldsThirtySignersWithLongNamesThatStayTextOnOneLine) {
@@ -398,32 +333,16 @@ TEST_F(ResultsDialog, HoldsThirtySignersWithLongNamesThatStayTextOnOneLine) {
     for (int i = 0; i < 30; ++i)
         entries.push_back(Entry("Подписал с доста дълго име и няколко фамилии, №" + std::to_string(i + 1)));
     entries[0] = Entry("<b>А & Б</b>\n\xE2\x80\xAE" + std::string(200, 'x'));
-    const auto file = Signed(std::string(200, 'y') + ".pdf.p7m", "%PDF-1.7\n");
-    WhenShown([](QDialog& shown) {
+    Show({entries, Signed(std::string(200, 'y') + ".pdf.p7m", "%PDF-1.7\n"), {}}, [](QDialog& shown) {
         auto& tree = Control<CSignatureTree>(shown, "233");
         EXPECT_EQ(tree.topLevelItemCount(), 30);
         EXPECT_LT(shown.width(), 1000);
         const auto text = tree.topLevelItem(0)->text(0);
-        EXPECT_FALSE(text.contains(QLatin1Char('\n')) || text.contains(QChar(0x202E))) << text.toStdString();
-        const auto tip = tree.ToolTipAt(tree.visualItemRect(tree.topLevelItem(0)).center());
-        EXPECT_TRUE(tip.contains(QStringLiteral("&lt;b&gt;А &amp; Б&lt;/b&gt;"))) << tip.toStdString();
+        EXPECT_FALSE(text.contains(u'\n') || text.contains(QChar(0x202E))) << text.toStdString();
+        EXPECT_THAT(tree.ToolTipAt(Middle(tree, 0)).toStdString(), HasSubstr("&lt;b&gt;А &amp; Б&lt;/b&gt;"));
         Photograph(shown, "results-thirty");
-        Control<QPushButton>(shown, "1").click();
+        Click(shown, "1");
     });
-    CResultsDlg({entries, file, {}}).Show();
-}
-
-TEST_F(ResultsDialog, EveryControlIsReachedByTabAndByAnAltKeyOfItsOwnAndHasAName) {
-    const auto entries = OneOfEach();
-    const auto file = Signed("a.txt.p7m", "a");
-    WhenShown([](QDialog& shown) {
-        ExpectKeyboard(shown, QStringLiteral("233 201 202 272 196 192 193 6104 1"), 8);
-        for (const char* id : {"192", "193", "196", "201", "202", "233"})
-            EXPECT_FALSE(Control<QWidget>(shown, id).toolTip().isEmpty()) << id;
-        QTest::keyClick(&Control<QTreeWidget>(shown, "233"), Qt::Key_Return);
-        EXPECT_FALSE(shown.isVisible()) << "Enter is OK";
-    });
-    CResultsDlg({entries, file, {}}).Show();
 }
 
 }  // namespace

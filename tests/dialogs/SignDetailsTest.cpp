@@ -1,71 +1,64 @@
-#include <QLabel>
-#include <QPlainTextEdit>
-#include <QPushButton>
-#include <QTreeWidget>
-
 #include "dialogs/CColorListCtrl.h"
 #include "dialogs/CSignDetailsDlg.h"
 #include "dialogs/CValidationResponseDlg.h"
-#include "dialogs/Icons.h"
 #include "tests/dialogs/DialogFixture.h"
 #include "units/Registry.h"
 
 namespace {
 
+using namespace tests;
 using verification::SignatureEntry;
 
-class SignDetails : public tests::DialogFixture {
+class SignDetails : public DialogFixture {
   protected:
-    static SignatureEntry Entry() { return GoodEntry("Иван Петров Димитров"); }
-    // "attribute: details" of each row, with "!" before a marked one.
-    static std::vector<std::string> Rows(QWidget& shown) {
-        std::vector<std::string> rows;
+    // The rows, with "!" before a marked one.
+    static std::vector<std::string> Marked(QWidget& shown) {
+        auto rows = Rows(shown, "6124");
         const auto& model = *Control<CColorListCtrl>(shown, "6124").model();
         for (int row = 0; row < model.rowCount(); ++row) {
-            const auto cell = [&](int column) { return model.index(row, column).data().toString().toStdString(); };
             const bool marked = model.index(row, 0).data(CColorListCtrl::kItemData).toUInt() != 0;
             EXPECT_EQ(marked, model.index(row, 0).data(Qt::DecorationRole).isValid()) << "never colour alone";
-            rows.push_back((marked ? "!" : "") + cell(0) + ": " + cell(1));
+            if (marked) rows[static_cast<std::size_t>(row)].insert(0, "!");
         }
         return rows;
     }
     static void Expect(const SignatureEntry& entry, const std::vector<std::string>& rows, const char* picture) {
         WhenShown([&](QDialog& shown) {
-            EXPECT_EQ(Rows(shown), rows);
+            EXPECT_EQ(Marked(shown), rows);
             Photograph(shown, picture);
             QTest::keyClick(&shown, Qt::Key_Return);
         });
         EXPECT_EQ(CSignDetailsDlg(entry).DoModal(), QDialog::Accepted);
     }
+    SignatureEntry entry_ = GoodEntry("Иван Петров Димитров");
 };
 
 TEST_F(SignDetails, LeavesOutWhatASignatureHasNot) {
-    Expect(Entry(),
-           {"Схема на подписване: CAdES-BASELINE-B", "Използван алгоритъм: SHA256",
-            "Валидност на подпис: Подписът е валиден", "Валидност на сертификат: Сертификатът е валиден.",
-            "Валидност на сертификат по време: Валиден"},
-           "details-plain");
+    Expect(
+        entry_,
+        {"Схема на подписване|CAdES-BASELINE-B", "Използван алгоритъм|SHA256", "Валидност на подпис|Подписът е валиден",
+         "Валидност на сертификат|Сертификатът е валиден.", "Валидност на сертификат по време|Валиден"},
+        "details-plain");
 }
 
 TEST_F(SignDetails, TellsTheTimestampAndMarksWhatIsNotGood) {
-    auto entry = Entry();
-    entry.signingTime = 1;
-    entry.signingTimeText = u"2024-03-01 12:00:00";
-    entry.hasTimestamp = true;
-    entry.timestampTimeText = u"2024-03-01 12:00:05";
-    entry.timestampIssuer = u"Удостоверител на време";
-    entry.signStatus = 0x80096010;
-    entry.signMessage = tessaly::StatusText(entry.signStatus);
-    entry.certStatus = 0x800B0109;
-    entry.certMessage = tessaly::StatusText(entry.certStatus);
-    entry.certTimeValidity = 1;
-    Expect(entry,
-           {"Схема на подписване: CAdES-BASELINE-B", "Време на подписване: 2024-03-01 12:00:00",
-            "Време на подписване TS: 2024-03-01 12:00:05", "Издател на сертификат на TSA: Удостоверител на време",
-            "Използван алгоритъм: SHA256", "!Валидност на подпис: Цифровият подпис на обекта не се потвърди.",
-            "!Валидност на сертификат: Веригата за сертифициране е обработена правилно, но е прекратена в сертификат "
+    entry_.signingTime = 1;
+    entry_.signingTimeText = u"2024-03-01 12:00:00";
+    entry_.hasTimestamp = true;
+    entry_.timestampTimeText = u"2024-03-01 12:00:05";
+    entry_.timestampIssuer = u"Удостоверител на време";
+    entry_.signStatus = 0x80096010;
+    entry_.signMessage = tessaly::StatusText(entry_.signStatus);
+    entry_.certStatus = 0x800B0109;
+    entry_.certMessage = tessaly::StatusText(entry_.certStatus);
+    entry_.certTimeValidity = 1;
+    Expect(entry_,
+           {"Схема на подписване|CAdES-BASELINE-B", "Време на подписване|2024-03-01 12:00:00",
+            "Време на подписване TS|2024-03-01 12:00:05", "Издател на сертификат на TSA|Удостоверител на време",
+            "Използван алгоритъм|SHA256", "!Валидност на подпис|Цифровият подпис на обекта не се потвърди.",
+            "!Валидност на сертификат|Веригата за сертифициране е обработена правилно, но е прекратена в сертификат "
             "за корен, който не е надежден от доставчика на доверието.",
-            "!Валидност на сертификат по време: Не валиден"},
+            "!Валидност на сертификат по време|Не валиден"},
            "details-all");
 }
 
@@ -76,31 +69,25 @@ TEST_F(SignDetails, MarksTheCertificateByTheBitsOfItsStatusWord) {
                                          {0x00000008U, true},
                                          {0x80092012U, true},
                                          {0xFFFFFFFFU, true}}) {
-        auto entry = Entry();
-        entry.certStatus = status;
-        entry.certTimeValidity = -1;
-        WhenShown([&, marked = marked, status = status](QDialog& shown) {
-            const auto rows = Rows(shown);
-            EXPECT_EQ(rows.at(3).starts_with("!"), marked) << status;
-            EXPECT_EQ(rows.at(4), "!Валидност на сертификат по време: Не валиден");
-            shown.reject();
-        });
-        CSignDetailsDlg(entry).DoModal();
+        entry_.certStatus = status;
+        entry_.certTimeValidity = -1;
+        CSignDetailsDlg dialog(entry_);
+        EXPECT_EQ(Marked(dialog).at(3).starts_with("!"), marked) << status;
+        EXPECT_EQ(Marked(dialog).at(4), "!Валидност на сертификат по време|Не валиден");
     }
 }
 
 TEST_F(SignDetails, GoesOnInTheNextLineWhereAMessageIsLong) {
-    auto entry = Entry();
-    entry.certMessage = std::u16string(100, u'щ') + u" " + std::u16string(100, u'щ');
-    entry.certificate = nullptr;
+    entry_.certMessage = std::u16string(100, u'щ') + u" " + std::u16string(100, u'щ');
+    entry_.certificate = nullptr;
     WhenShown([](QDialog& shown) {
-        auto& list = Control<CColorListCtrl>(shown, "6124");
-        EXPECT_GT(list.visualRect(list.model()->index(3, 1)).height(),
-                  3 * list.visualRect(list.model()->index(2, 1)).height() / 2);
-        EXPECT_EQ(Control<QLabel>(shown, "225").text(), QString());
+        const auto& list = Control<CColorListCtrl>(shown, "6124");
+        const auto height = [&](int row) { return list.visualRect(list.model()->index(row, 1)).height(); };
+        EXPECT_GT(height(3), 3 * height(2) / 2);
+        EXPECT_EQ(Text(shown, "225"), "");
         shown.reject();
     });
-    CSignDetailsDlg(entry).DoModal();
+    CSignDetailsDlg(entry_).DoModal();
 }
 
 TEST_F(SignDetails, AValidationResponseReadsItsSettingsWhenItIsMadeAndShowsAFieldWhole) {
@@ -120,11 +107,10 @@ TEST_F(SignDetails, AValidationResponseReadsItsSettingsWhenItIsMadeAndShowsAFiel
         EXPECT_FALSE(stored(text));
     WhenShown([](QDialog& shown) {
         auto& list = Control<QTreeWidget>(shown, "217");
-        const auto& text = Control<QPlainTextEdit>(shown, "6101");
-        EXPECT_EQ(text.toPlainText(), QStringLiteral("CN=Удостоверител\nO=Организация\nC=BG"));
+        EXPECT_EQ(Text(shown, "6101"), "CN=Удостоверител\nO=Организация\nC=BG");
         Photograph(shown, "validation-response");
         list.setCurrentItem(list.topLevelItem(2));
-        EXPECT_EQ(text.toPlainText(), QStringLiteral("Валиден, за сега"));
+        EXPECT_EQ(Text(shown, "6101"), "Валиден, за сега");
         shown.hide();
         shown.show();
         EXPECT_EQ(list.topLevelItemCount(), 3) << "filled once";

@@ -83,9 +83,9 @@ TEST_F(TokenCommandTest, AsksAtTheTerminalWithoutShowingWhatIsTyped) {
     Terminal signs("exec norvik sign a.txt b.txt");
     signs.Expect(question);
     EXPECT_FALSE(signs.ShowsKeys());
-    signs.Type(
-        "77\x15"
-        "1234\n");  // Ctrl-U starts anew
+    for (const char* const keys :
+         {"77", "\x15", "12x", "\x7F", "34\n"})  // Ctrl-U starts anew, and a slip is taken back
+        signs.Type(keys);
     EXPECT_EQ(signs.Wait(), 0) << signs.Seen();
     EXPECT_THAT(signs.Seen(), AllOf(Not(HasSubstr("1234")), HasSubstr("b.txt.p7m")));
 
