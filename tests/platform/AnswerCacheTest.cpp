@@ -141,7 +141,8 @@ TEST_F(RevocationCache, IsWholeWhateverBecomesOfItsWriters) {
         pid_t writers[3];
         for (pid_t& writer : writers) {
             writer = fork();
-            for (unsigned i = 0; writer == 0; ++i)
+            if (writer != 0) continue;
+            for (unsigned i = 0;; ++i)
                 cache.Keep(kOcsp, "key", contents[i % 2]);
         }
         for (const pid_t writer : writers) {
