@@ -113,8 +113,8 @@ NORVIK_EXPORT int NorvikExtractFile(const char16_t* file, char16_t* outputPath, 
  * (no JSON); the result is then false. */
 NORVIK_EXPORT bool NorvikIsP7S(const char16_t* file, NorvikJsonCallback onError, uint64_t context);
 
-/* Writes the first signer of an attached signature as a detached one, without the certificates of the file. True
- * whatever came of it; false if an error was logged. */
+/* Writes the first signer of an attached signature as a detached one, without the certificates of the file, and never
+ * over the file itself. True whatever came of it; false if an error was logged. */
 NORVIK_EXPORT bool NorvikP7M2P7S(const char16_t* source, const char16_t* target);
 
 /* Calls back once for each signature of a file; the second form names the data of a detached signature (null: beside

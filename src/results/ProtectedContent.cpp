@@ -86,7 +86,13 @@ bool ProtectedContent::Extract(const Progress& progress) {
     return extracted_;
 }
 
+// Over the signature, its content would be all that is left of it.
 bool ProtectedContent::SaveTo(const fs::path& target, const Progress& progress) const {
+    std::error_code error;
+    if (fs::equivalent(target, signFile_, error) || (detached_ && fs::equivalent(target, path_, error))) {
+        LogError(u"The content would replace its source: " + platform::ToWide(target.string()));
+        return false;
+    }
     if (!detached_) return TakeOut(signFile_, target, progress);
     if (Copy(path_, target, progress)) return true;
     LogLastError();

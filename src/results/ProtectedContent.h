@@ -27,8 +27,9 @@ class ProtectedContent {
     // Whether Path() is what the signature protects: the data file, or what Extract took out.
     [[nodiscard]] bool Available() const { return detached_ || extracted_; }
 
-    // Writes the content to another place, over what stands there: from the signature itself, verified again, or from
-    // the data file. False: the log has the reason, and what stood there still does.
+    // Writes the content to another place, over what stands there unless that is the signature or the data file: from
+    // the signature itself, verified again, or from the data file. False: the log has the reason, and what stood there
+    // still does.
     [[nodiscard]] bool SaveTo(const std::filesystem::path& target, const Progress& progress) const;
 
   private:

@@ -96,6 +96,9 @@ bool ConvertToDetached(const fs::path& source, const fs::path& target) {
     const auto extension = ExtensionOf(source);
     if (extension.empty()) throw std::runtime_error("File without extension!!!");
     if (extension != u".p7m") throw std::runtime_error("Not a P7M file!!!");
+    // The only copy of the content may be the one inside.
+    std::error_code error;
+    if (fs::equivalent(source, target, error)) throw std::runtime_error("The signature would replace its source.");
     return WriteDetached(OpenSource(source), target, DetachedParts::firstSigner);
 }
 

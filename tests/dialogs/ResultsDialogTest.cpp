@@ -266,6 +266,17 @@ TEST_F(ResultsDialog, SavesTheContentOrADetachedSignaturesData) {
         EXPECT_EQ(ReadFile(target), saved) << sign;
     }
     EXPECT_EQ(ReadFile(data), "detached");
+    for (const auto& [sign, file, target] : {std::array{attached, fs::path(), attached},
+                                             std::array{detached, data, detached}, std::array{detached, data, data}}) {
+        const auto before = ReadFile(target);
+        Show({entries_, sign, file}, [&, target = target](QDialog& shown) {
+            const auto overwrite = [](QFileDialog& files) { files.setOption(QFileDialog::DontConfirmOverwrite); };
+            const auto save = [&] { ChooseFile([&] { Click(shown, "193"); }, target, overwrite); };
+            EXPECT_THAT(Said(save), HasSubstr("не може да бъде съхранен")) << "it would replace what it is taken from";
+            Click(shown, "1");
+        });
+        EXPECT_EQ(ReadFile(target), before);
+    }
 }
 
 TEST_F(ResultsDialog, RefusesToOpenWhatADesktopWouldRunAndTellsWhyAFileIsNotOpened) {

@@ -252,6 +252,10 @@ TEST_F(VerifyExports, WriteTheFirstSignerDetached) {
 
     for (const auto& source : {target, Document("noextension", "x"), Detached("d.p7m"), fs::path("/nowhere.p7m")})
         EXPECT_FALSE(call(source, none)) << source;
+    const auto only = Attached("only.p7m");
+    const auto before = ReadFile(only);
+    EXPECT_FALSE(call(only, documents_ / "." / "only.p7m"));
+    EXPECT_EQ(ReadFile(only), before) << "the content is nowhere else";
     EXPECT_FALSE(detach(nullptr, nullptr));
     EXPECT_FALSE(fs::exists(none));
     EXPECT_TRUE(script_.shown.empty());
