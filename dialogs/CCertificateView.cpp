@@ -56,7 +56,7 @@ QLabel* NameValue(const QString& text, QWidget* parent) {
     const auto metrics = parent->fontMetrics();
     auto* const label = Value(breaks ? text : metrics.elidedText(text, Qt::ElideMiddle, 24 * metrics.height()), parent);
     label->setAccessibleName(text);
-    if (!breaks) label->setToolTip(text.toHtmlEscaped());
+    if (!breaks) label->setToolTip(dialogs::PlainToolTip(text));
     return label;
 }
 
@@ -242,7 +242,7 @@ QWidget* CCertificateView::MakeDetails() {
         value->setPlainText(row < 0 ? QString() : fields_[static_cast<std::size_t>(row)].value);
     });
     for (int row = 0; row < list->topLevelItemCount(); ++row)
-        list->topLevelItem(row)->setToolTip(0, list->topLevelItem(row)->text(0).toHtmlEscaped());
+        list->topLevelItem(row)->setToolTip(0, dialogs::PlainToolTip(list->topLevelItem(row)->text(0)));
     list->setCurrentItem(list->topLevelItem(0));
     splitter->setStretchFactor(0, 3);
     splitter->setStretchFactor(1, 2);
@@ -270,11 +270,11 @@ QWidget* CCertificateView::MakePath() {
         const auto verdict = platform::CertVerifyCertificateChainPolicy({element.dwErrorStatus, {element}});
         tessaly::CryptCertificate texts(element.certificate, true);
         auto* const item = above != nullptr ? new QTreeWidgetItem(above) : new QTreeWidgetItem(tree);
-        item->setText(0, ToQString(texts.GetSubjectName()));
+        item->setText(0, dialogs::OneLine(texts.GetSubjectName()));
         item->setIcon(0, dialogs::IconOf(tessaly::ClassifyStatus(verdict), palette()));
         item->setData(0, Qt::UserRole, depth);
         item->setData(0, Qt::UserRole + 1, ToQString(tessaly::StatusText(verdict)));
-        item->setToolTip(0, ToQString(texts.GetSubjectName()));
+        item->setToolTip(0, dialogs::PlainToolTip(item->text(0)));
         above = item;
     }
     tree->expandAll();

@@ -7,6 +7,8 @@
 #include <QStylePainter>
 #include <QToolTip>
 
+#include "dialogs/Texts.h"
+
 void CExtComboBox::showPopup() {
     int widest = 0;
     for (int i = 0; i < count(); ++i)
@@ -29,7 +31,7 @@ void CExtComboBox::paintEvent(QPaintEvent*) {
 bool CExtComboBox::event(QEvent* event) {
     if (event->type() != QEvent::ToolTip) return QComboBox::event(event);
     const bool cut = fontMetrics().horizontalAdvance(currentText()) > RoomForText();
-    const auto tip = cut ? currentText().toHtmlEscaped() : toolTip();
+    const auto tip = cut ? dialogs::PlainToolTip(currentText()) : toolTip();
     QToolTip::showText(static_cast<QHelpEvent*>(event)->globalPos(), tip, this);
     return true;
 }

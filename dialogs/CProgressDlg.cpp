@@ -7,6 +7,8 @@
 #include <QProgressBar>
 #include <QVBoxLayout>
 
+#include "dialogs/Texts.h"
+
 namespace {
 constexpr int kLabel = 175, kFile = 190, kSteps = 1000;
 }
@@ -20,7 +22,7 @@ CProgressDlg::CProgressDlg(const QString& file) : bar_(new QProgressBar(this)) {
     name->setObjectName(QString::number(kFile));
     name->setReadOnly(true);
     name->setAccessibleName(label->text());
-    name->setToolTip(file);
+    name->setToolTip(dialogs::PlainToolTip(file));
     label->setBuddy(name);
     bar_->setTextVisible(false);
     bar_->setRange(0, 0);

@@ -82,11 +82,11 @@ QString CSelectCertificateDlg::CertificateText(int row, int column) {
     auto& certificate = certificates_[static_cast<std::size_t>(row)];
     switch (column) {
         case 0:
-            return dialogs::ToQString(certificate.GetSubjectName());
+            return dialogs::OneLine(certificate.GetSubjectName());
         case 1:
-            return dialogs::ToQString(certificate.GetOrganization());
+            return dialogs::OneLine(certificate.GetOrganization());
         case 2:
-            return dialogs::ToQString(certificate.GetIssuerName());
+            return dialogs::OneLine(certificate.GetIssuerName());
         default:
             return dialogs::ToQString(certificate.GetValidTo());
     }

@@ -112,7 +112,8 @@ QLayout* CSignDlg::MakeTimestamp() {
     authority_->addItem(QStringLiteral("Без Timestamp"));
     for (const auto& record : question_.authorities) {
         authority_->addItem(dialogs::ToQString(record.title));
-        authority_->setItemData(authority_->count() - 1, dialogs::ToQString(record.url), Qt::ToolTipRole);
+        authority_->setItemData(authority_->count() - 1, dialogs::PlainToolTip(dialogs::ToQString(record.url)),
+                                Qt::ToolTipRole);
         if (record.selected) authority_->setCurrentIndex(authority_->count() - 1);
     }
     auto* const authorityLabel = new QLabel(QStringLiteral("&Удостоверяващ сървър за време"), this);
@@ -144,9 +145,9 @@ QString CSignDlg::CertificateText(int row, int column) {
     auto& certificate = question_.certificates[static_cast<std::size_t>(row)];
     switch (column) {
         case 0:
-            return dialogs::ToQString(certificate.GetSubjectName());
+            return dialogs::OneLine(certificate.GetSubjectName());
         case 1:
-            return dialogs::ToQString(certificate.GetIssuerName());
+            return dialogs::OneLine(certificate.GetIssuerName());
         default:
             return dialogs::ToQString(certificate.GetValidTo());
     }

@@ -84,6 +84,19 @@ TEST_F(CertificateView, WritesTheCertificateAsDerOrPemAndAsksBeforeItReplacesAFi
     EXPECT_THAT(Said([&] { save("/proc/x.cer"); }), testing::StartsWith("Грешка: /proc/x.cer\n"));
 }
 
+TEST_F(CertificateView, ShowsANameAsItStandsInToolTips) {
+    const auto tip = [](const std::string& name) {
+        CCertificateView view(ContextOf(Issue(PersonSpec(name, 7))));
+        const auto inPath = Control<QTreeWidget>(view, "23").topLevelItem(0)->toolTip(0);
+        const auto labels = view.findChildren<QLabel*>();
+        EXPECT_TRUE(std::ranges::any_of(labels, [&](const auto* label) { return label->toolTip() == inPath; }));
+        return inPath.toStdString();
+    };
+    const std::string word(50, 'x');
+    EXPECT_EQ(tip("А&Б" + word), "А&Б" + word);
+    EXPECT_EQ(tip("<i>А&Б</i>" + word), "<qt>&lt;i&gt;А&amp;Б&lt;/i&gt;" + word + "</qt>");
+}
+
 // Certificates that were made to confuse their readers.
 TEST_F(CertificateView, OpensEveryCertificateOfTheCorpus) {
     const std::filesystem::path corpus = NORVIK_SOURCE_DIR "/../shared/corpora/chains";
