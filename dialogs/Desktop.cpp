@@ -2,6 +2,8 @@
 
 #include <QApplication>
 #include <QLibraryInfo>
+#include <QScreen>
+#include <QStyle>
 #include <QThread>
 #include <QTranslator>
 #include <QWindow>
@@ -66,6 +68,15 @@ std::unique_ptr<QWindow> ForeignOwner() {
     return std::unique_ptr<QWindow>(QWindow::fromWinId(id));
 }
 
+// What lies beyond the screen is out of reach, the buttons at the foot before all. Windows that take their size from
+// their content at showing are kept within it by the toolkit.
+void FitOnScreen(QDialog& dialog) {
+    if (!dialog.testAttribute(Qt::WA_Resized)) return;
+    const auto title = dialog.style()->pixelMetric(QStyle::PM_TitleBarHeight, nullptr, &dialog);
+    const auto room = dialog.screen()->availableSize() - QSize(0, title);
+    dialog.resize(dialog.size().boundedTo(room));
+}
+
 constexpr char kDrawsOnly[] = "norvikDrawsOnly";
 
 // Never destroyed: at the end of the process the toolkit's own statics, which it would need, may be gone before.
@@ -107,6 +118,7 @@ QWidget* OwnerWidget() {
 }
 
 int RunDialog(QDialog& dialog) {
+    FitOnScreen(dialog);
     const auto foreign = dialog.parentWidget() == nullptr ? ForeignOwner() : nullptr;
     if (foreign) {
         dialog.winId();  // makes the window, which the owner is set for before it shows

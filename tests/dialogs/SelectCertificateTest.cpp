@@ -60,6 +60,21 @@ TEST_F(SelectCertificate, OffersTheValidOnesInReverseAndGivesTheRowThatWasClicke
     EXPECT_TRUE(dialogs::QtInterface().AskCertificate({u"Избор", Store({first_, expired_, second_})}) == first_);
 }
 
+TEST_F(SelectCertificate, KeepsANameOnItsLineAndItselfOnTheScreen) {
+    CSelectCertificateDlg dialog(u"Избор"_s,
+                                 certificates::OfferedCertificates(Store({Made("Иван\n\xE2\x80\xAEПетров")})));
+    dialog.resize(9000, 9000);
+    WhenShown([](QDialog& shown) {
+        EXPECT_THAT(Rows(shown, "11").at(0), testing::AllOf(testing::StartsWith("Иван"), testing::Not(HasSubstr("\n")),
+                                                            testing::Not(HasSubstr("\xE2\x80\xAE"))));
+        const auto screen = shown.screen()->availableSize();
+        EXPECT_EQ(shown.width(), screen.width());
+        EXPECT_LT(shown.height(), screen.height()) << "with room for its title";
+        shown.reject();
+    });
+    EXPECT_EQ(dialog.Show(), 2);
+}
+
 TEST_F(SelectCertificate, TellsWhatIsMissingWhereNoneIsValid) {
     WhenShown([](QDialog& shown) {
         EXPECT_THAT(Rows(shown, "11"), testing::IsEmpty());
