@@ -1,5 +1,6 @@
 #include "src/signing/Relay.h"
 
+#include <optional>
 #include <stdexcept>
 
 #include "crypt/CommonClass.h"
@@ -24,6 +25,10 @@ std::filesystem::path PathOf(std::filesystem::path path, const char* what) {
     return path;
 }
 
+[[noreturn]] void ThrowSystemText() {
+    throw std::runtime_error(platform::ToUtf8(tessaly::FormatErrorText(platform::GetLastError())));
+}
+
 // The request may hold a password: readable by its owner alone, and never through a link that somebody put there.
 std::filesystem::path WriteRelayFile(const char16_t* request) {
     const auto app = CNorvikApp::Current();
@@ -33,7 +38,7 @@ std::filesystem::path WriteRelayFile(const char16_t* request) {
     auto text = platform::ToUtf8(request);
     const bool written = platform::WriteWholeFile(file, platform::AsBytes(text), 0600);
     platform::Wipe(text.data(), text.size());
-    if (!written) throw std::runtime_error(platform::ToUtf8(tessaly::FormatErrorText(platform::GetLastError())));
+    if (!written) ThrowSystemText();
     return file;
 }
 
@@ -45,9 +50,10 @@ void AnswerError(const std::u16string& text, NorvikJsonCallback callback, std::u
     callback(context, answer.Emit());
 }
 
-std::u16string ReadText(const std::filesystem::path& file) {
+std::optional<std::u16string> ReadText(const std::filesystem::path& file) {
     const auto bytes = platform::ReadWholeFile(file, kLargestAnswer);
-    return bytes ? platform::ToWide(platform::AsText(*bytes)) : std::u16string();
+    if (!bytes) return std::nullopt;
+    return platform::ToWide(platform::AsText(*bytes));
 }
 
 void CopyAnswer(std::uint64_t context, const char16_t* json) {
@@ -83,7 +89,7 @@ void SignThroughLauncher(const std::filesystem::path& launcher, const char16_t* 
     toolkit::CkJsonObjectW answer;
     answer.put_EmitCompact(false);
     // Who cancels in the other process leaves nothing.
-    const auto text = ReadText(file);
+    const auto text = ReadText(file).value_or(u"");
     if (!answer.Load(text.c_str()) || units::IsBlank(text.c_str())) {
         AnswerError(answer.lastErrorText(), callback, context);
         return;
@@ -97,8 +103,11 @@ void AnswerRelayedRequest(const char16_t* requestFile) {
         Show(u"Грешни параметри за подписване", u"Грешка");
         return;
     }
+    // What cannot be read is no request, and is not to be replaced by an answer.
+    const auto request = ReadText(requestFile);
+    if (!request) ThrowSystemText();
     std::u16string answer;
-    SignByRequest(ReadText(requestFile).c_str(), CopyAnswer, reinterpret_cast<std::uint64_t>(&answer));
+    SignByRequest(request->c_str(), CopyAnswer, reinterpret_cast<std::uint64_t>(&answer));
     // Where it cannot be written the asking process finds its own request again; there is nobody else to tell.
     if (!platform::WriteWholeFile(requestFile, platform::AsBytes(platform::ToUtf8(answer)), 0600))
         LogError(tessaly::FormatErrorText(platform::GetLastError()));

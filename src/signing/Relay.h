@@ -20,6 +20,7 @@ void SignThroughLauncher(const std::filesystem::path& launcher, const char16_t* 
                          std::uint64_t context);
 
 // The other side: runs the request in the named file and puts the answer in its place, empty if the person cancels.
+// Throws std::runtime_error, and leaves the file as it is, if it cannot be read.
 void AnswerRelayedRequest(const char16_t* requestFile);
 
 }  // namespace signing

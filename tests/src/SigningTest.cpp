@@ -240,6 +240,11 @@ TEST_F(SignRequestTest, TheLaunchersSidePutsTheAnswerInThePlaceOfTheRequest) {
     EXPECT_TRUE(script_.shown.empty());
     signing::AnswerRelayedRequest(u"/no/such/file");
     EXPECT_THAT(script_.Texts(), ElementsAre("Грешни параметри за подписване"));
+
+    constexpr std::uintmax_t kMoreThanARequest = (256U << 20) + 1;
+    fs::resize_file(relay, kMoreThanARequest);
+    EXPECT_THROW(signing::AnswerRelayedRequest(relay.u16string().c_str()), std::runtime_error);
+    EXPECT_EQ(fs::file_size(relay), kMoreThanARequest) << "what cannot be read is somebody's file";
 }
 
 }  // namespace
