@@ -62,6 +62,7 @@ void FitList(QFileDialog& dialog, const QTreeView& list) {
     list.header()->setSectionResizeMode(QHeaderView::ResizeToContents);
     list.header()->setSectionResizeMode(kName, QHeaderView::Stretch);
     const int unit = dialog.fontMetrics().height();
+    list.header()->setMinimumSectionSize(7 * unit);  // on a small screen the names would go first
     dialog.resize(58 * unit, 32 * unit);
 }
 
