@@ -64,7 +64,9 @@ class Signers {
     // the name must not sign for it.
     bool IsVouchedFor(const CertificateContext& signer, std::size_t reach) {
         if (CertVerifyTimeValidity(at_, signer) != 0 || sources_.IsDistrusted(signer)) return false;
-        const bool hasUsage = (X509_get_extension_flags(NativeOf(signer)) & EXFLAG_KUSAGE) != 0;
+        const std::uint32_t flags = X509_get_extension_flags(NativeOf(signer));
+        if ((flags & (EXFLAG_INVALID | EXFLAG_CRITICAL)) != 0 || HasBreakableKey(signer)) return false;
+        const bool hasUsage = (flags & EXFLAG_KUSAGE) != 0;
         if (!hasUsage && !IsCertificationAuthority(signer)) return false;
         if (sources_.IsTrusted(signer)) return true;
         return std::ranges::any_of(path_.subspan(1, std::min(reach, path_.size() - 1)),
@@ -72,7 +74,7 @@ class Signers {
     }
 
     bool Vouches(const CertificateContext& above, const CertificateContext& signer) {
-        if (!IsIssuerName(signer, above) || !IsSignedBy(signer, above)) return false;
+        if (!IsIssuerName(signer, above) || HasBreakableDigest(signer) || !IsSignedBy(signer, above)) return false;
         const std::array<CertificateContext, 2> path = {signer, above};
         const RevocationStatus status = Check(path, at_, sources_, Believed::issuerAlone);
         if (status == RevocationStatus::unknown) open_.push_back(path);
@@ -113,7 +115,8 @@ struct Statement {
     FILETIME thisUpdate = 0;
 
     [[nodiscard]] bool IsListed() const { return entry == Entry::held || entry == Entry::revoked; }
-    [[nodiscard]] bool MayClear() const { return current && !facts->IsDelta(); }
+    [[nodiscard]] bool IsBelieved() const { return current && !facts->breakable; }
+    [[nodiscard]] bool MayClear() const { return IsBelieved() && !facts->IsDelta(); }
 };
 
 bool HasSameScope(const CrlContext& a, const CrlContext& b) {
@@ -130,7 +133,7 @@ bool HasSameScope(const CrlContext& a, const CrlContext& b) {
 
 // RFC 5280, 5.2.4: the delta continues this CRL, or one before it.
 bool Continues(const Statement& delta, const Statement& base) {
-    if (!delta.current || !delta.facts->IsDelta() || !base.MayClear()) return false;
+    if (!delta.IsBelieved() || !delta.facts->IsDelta() || !base.MayClear()) return false;
     const CrlFacts &of = *delta.facts, &at = *base.facts;
     return of.number && at.number && ASN1_INTEGER_cmp(at.number.get(), of.baseNumber.get()) >= 0 &&
            ASN1_INTEGER_cmp(at.number.get(), of.number.get()) < 0 && HasSameScope(delta.crl, base.crl);

@@ -4,6 +4,7 @@
 #include <ctime>
 
 #include "platform/posix/Ber.h"
+#include "platform/posix/SignatureFacts.h"
 
 namespace platform::posix {
 namespace {
@@ -101,6 +102,10 @@ bool Read(X509_CRL* crl, CrlFacts& facts) {
     if (!HasOnlyKnownExtensions(crl) || !HasOnlyKnownEntries(crl, isV2, facts.indirect)) return false;
     if (!ReadNumber(crl, NID_crl_number, facts.number) || !ReadNumber(crl, NID_delta_crl, facts.baseNumber))
         return false;
+
+    const X509_ALGOR* algorithm = nullptr;
+    X509_CRL_get0_signature(crl, nullptr, &algorithm);
+    facts.breakable = IsBreakableDigest(algorithm);
 
     const auto thisUpdate = FileTimeOf(X509_CRL_get0_lastUpdate(crl));
     if (!thisUpdate) return false;

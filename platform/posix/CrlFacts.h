@@ -23,6 +23,7 @@ struct CrlFacts {
     // False for what must not be used: undecodable, a field that its version cannot have, a critical extension or entry
     // extension nobody here knows.
     bool usable = false;
+    bool breakable = false;            // signed over a digest that proves nothing any more
     bool indirect = false;             // may list certificates of other issuers
     IntegerPtr number, baseNumber;     // null if absent; with a base number it is a delta
     ReasonSet reasons = kAllReasons;   // that it tells of

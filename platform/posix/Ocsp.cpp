@@ -105,14 +105,6 @@ std::optional<OcspAnswer> ReadAnswer(OCSP_BASICRESP* basic, Path path, FILETIME 
 
 // --- Who signed ---
 
-bool UsesBreakableDigest(const OCSP_BASICRESP* basic) {
-    const ASN1_OBJECT* algorithm = nullptr;
-    X509_ALGOR_get0(&algorithm, nullptr, nullptr, OCSP_resp_get0_tbs_sigalg(basic));
-    int digest = NID_undef;
-    OBJ_find_sigid_algs(OBJ_obj2nid(algorithm), &digest, nullptr);
-    return digest == NID_md5 || digest == NID_md4 || digest == NID_md2;
-}
-
 // Which answer was signed by whom is a fact about bytes that never changes: a kept answer about the signer of thousands
 // of files is checked once in a process.
 class SignedAnswers {
@@ -182,7 +174,7 @@ bool IsDelegate(const CertificateContext& signer, Path path, FILETIME at, ChainS
 }
 
 bool IsSignedByWhoMay(const Answer& answer, Path path, FILETIME at, ChainSources& sources) {
-    if (UsesBreakableDigest(answer.basic)) return false;
+    if (IsBreakableDigest(OCSP_resp_get0_tbs_sigalg(answer.basic))) return false;
     if (IsSignedBy(answer, path[1])) return true;
     const STACK_OF(X509)* certificates = OCSP_resp_get0_certs(answer.basic);
     for (int i = 0; i < std::min(sk_X509_num(certificates), kMostSigners); ++i) {

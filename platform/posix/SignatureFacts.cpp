@@ -18,6 +18,7 @@ namespace {
 
 constexpr std::size_t kMaxFacts = 4096;
 constexpr int kMinFactoringBits = 1000;
+constexpr int kMinCurveBits = 160;  // of the group's order: as hard as factoring the above
 // The strength that the crypto library gives a digest against collisions: SHA-1 has 63, MD5 39.
 constexpr int kMinDigestStrength = 60;
 
@@ -166,6 +167,8 @@ bool HasBreakableKey(const CertificateContext& certificate) {
             return EVP_PKEY_get_bits(key) < kMinFactoringBits || HasUselessExponent(key);
         case EVP_PKEY_DSA:
             return EVP_PKEY_get_bits(key) < kMinFactoringBits;
+        case EVP_PKEY_EC:
+            return EVP_PKEY_get_bits(key) < kMinCurveBits;
         default:
             return false;
     }
@@ -176,6 +179,23 @@ bool HasBreakableDigest(const CertificateContext& certificate) {
     int strength = 0;
     if (!native || X509_get_signature_info(native, nullptr, nullptr, &strength, nullptr) != 1) return false;
     return strength > 0 && strength < kMinDigestStrength;
+}
+
+bool IsBreakableDigest(const X509_ALGOR* signatureAlgorithm) {
+    const ASN1_OBJECT* algorithm = nullptr;
+    int kind = V_ASN1_UNDEF, digest = NID_undef;
+    const void* value = nullptr;
+    X509_ALGOR_get0(&algorithm, &kind, &value, signatureAlgorithm);
+    if (OBJ_obj2nid(algorithm) == NID_rsassaPss && kind == V_ASN1_SEQUENCE) {
+        const auto* der = static_cast<const ASN1_STRING*>(value);
+        const Owned<RSA_PSS_PARAMS, RSA_PSS_PARAMS_free> parameters(
+            static_cast<RSA_PSS_PARAMS*>(ASN1_item_unpack(der, ASN1_ITEM_rptr(RSA_PSS_PARAMS))));
+        if (parameters && parameters->hashAlgorithm) digest = OBJ_obj2nid(parameters->hashAlgorithm->algorithm);
+        DrainErrorQueue();
+    } else {
+        OBJ_find_sigid_algs(OBJ_obj2nid(algorithm), &digest, nullptr);
+    }
+    return digest == NID_md5 || digest == NID_md4 || digest == NID_md2;
 }
 
 }  // namespace platform::posix

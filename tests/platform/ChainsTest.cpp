@@ -37,6 +37,7 @@ void Change(S& spec, const std::string& what, const std::string& value) {
         {"pathLength", [&] { spec.pathLength = std::stoi(value); }},
         {"is broken", [&] { spec.breakSignature = true; }},
         {"is RSA", [&] { spec.key = TestKey(KeyType::rsa2048); }},
+        {"curve", [&] { spec.key = Key(EVP_EC_gen(value.c_str()), EVP_PKEY_free); }},
         {"is PSS", [&] { spec.pss = true; }}};
     if (const auto text = texts.find(what); text != texts.end()) {
         spec.*text->second = value == "none" ? "" : value;

@@ -227,6 +227,22 @@ TEST_F(Revocation, AnIssuerThatMayNotSignCrlsCannotClear) {
     EXPECT_EQ(world.VerdictWithCrls(Issue(bare_, ca)), kNobody);
 }
 
+TEST_F(Revocation, AListOverABreakableDigestRevokesButDoesNotClear) {
+    CertificateSpec spec = AuthoritySpec("Authority", 1);
+    spec.key = TestKey(KeyType::rsa2048);
+    const Certificate ca = Issue(spec, root_), leaf = Issue(bare_, ca);
+    const auto verdict = [&](CrlSpec crl, const char* hash) {
+        crl.hash = hash;
+        const ChainWorld world(root_, {ca});
+        world.AddCrl(MakeCrl(root_));
+        world.AddCrl(MakeCrl(ca, crl));
+        return world.VerdictWithCrls(leaf);
+    };
+    EXPECT_EQ(verdict({}, "SHA1"), 0U);
+    EXPECT_EQ(verdict({}, "MD5"), kNobody);
+    EXPECT_EQ(verdict(Listing(), "MD5"), CRYPT_E_REVOKED);
+}
+
 // The authority's list, signed by another key under the authority's name.
 TEST_F(Revocation, AnotherKeyOfTheAuthorityMustBeVouchedForAndAllowed) {
     CertificateSpec lister = PersonSpec("Authority", 5), person = lister;
@@ -249,6 +265,11 @@ TEST_F(Revocation, AnotherKeyOfTheAuthorityMustBeVouchedForAndAllowed) {
     EXPECT_EQ(verdict(ofAuthority, {Own(For({kOnlyAuthorities}))}), 0U);
     EXPECT_EQ(verdict(Issue(person, root_)), kSilent) << "a person with the authority's name";
     EXPECT_EQ(verdict(Issue(lister)), kSilent) << "a stranger who says so";
+    CertificateSpec weak = lister, restricted = lister;
+    weak.key = Key(EVP_RSA_gen(512), EVP_PKEY_free);
+    restricted.extra = {{"1.2.3.4", true, {5, 0}}};
+    EXPECT_EQ(verdict(Issue(weak, root_)), kSilent) << "a key that anybody can break";
+    EXPECT_EQ(verdict(Issue(restricted, root_)), kSilent) << "restricted in a way that nobody here knows";
 }
 
 TEST_F(Revocation, ATrustedCertificateThatIsNoRootIsAskedFor) {
