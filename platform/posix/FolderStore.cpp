@@ -39,6 +39,9 @@ class ContentCache {
     std::map<std::string, Content> contents_;
 };
 
+// Whatever the umask: who could change these files would choose what is trusted.
+constexpr mode_t kFileMode = 0644;
+
 ContentCache& Cache() {
     static ContentCache cache;
     return cache;
@@ -215,7 +218,7 @@ bool FolderStore::Add(const CertificateContext& certificate, std::uint32_t dispo
         if (!CarryKey(other, certificate)) return false;
     }
     const auto path = std::filesystem::path(folder_) / (UpperHex(Sha1Of(certificate)) + ".cer");
-    if (!present && !WriteWholeFile(path, certificate.Encoded())) return false;
+    if (!present && !WriteWholeFile(path, certificate.Encoded(), kFileMode)) return false;
     return std::ranges::all_of(replaced, [&](const auto& other) { return TakeOut(*content, other); });
 }
 
@@ -225,7 +228,7 @@ bool FolderStore::AddCrl(const CrlContext& crl) {
         if (std::ranges::equal(other.Encoded(), crl.Encoded())) return true;
     }
     const auto name = UpperHex(Digest(HashAlgorithm::sha1, crl.Encoded())) + ".crl";
-    return WriteWholeFile(std::filesystem::path(folder_) / name, crl.Encoded());
+    return WriteWholeFile(std::filesystem::path(folder_) / name, crl.Encoded(), kFileMode);
 }
 
 bool FolderStore::Remove(const CertificateContext& certificate) {

@@ -33,6 +33,33 @@ TEST_F(StoreCommandTest, ReadsEveryFormOfCertificate) {
     EXPECT_EQ(FilesIn(profile_.Stores() / "Lists").size(), 1u);
 }
 
+// Issuer and serial number are words that anybody can write into a certificate.
+TEST_F(StoreCommandTest, NobodysCertificatePushesAnotherOut) {
+    const auto& owner = pki_.signer;
+    const auto impostor =
+        Issue({.subject = {{"CN", "Друг"}}, .serial = owner.Serial(), .signWith = TestKey(KeyType::p256)}, pki_.ca);
+    ASSERT_EQ(X509_issuer_and_serial_cmp(owner.Native(), impostor.Native()), 0);
+    Document("a.txt");
+    Document("own.p12", MakePfx({{owner}}));
+    Document("impostor.cer", impostor.Der());
+    Walk({{"store import own.p12", 0},
+          {"store import impostor.cer", 0},
+          {"store list MY", 0, {owner.Thumbprint() + "  ключ", impostor.Thumbprint()}},
+          {"sign a.txt --certificate " + owner.Thumbprint(), 0}});
+}
+
+TEST_F(StoreCommandTest, TellsWhenARemovedCertificateStaysOnTheMachine) {
+    Document("root.cer", pki_.root.Der());
+    profile_.Write("machine/stores/ROOT/root.cer", platform::AsText(pki_.root.Der()));
+    const auto root = pki_.root.Thumbprint();
+    Walk({{"(umask 0; norvik store import root.cer --store ROOT)", 0},
+          {"find " + profile_.Stores().string() + " -perm /022 | grep .", 1},
+          {"norvik store remove --store ROOT " + root, 0, {"остава в ROOT"}},
+          {"norvik store list ROOT", 0, {root}},
+          {"norvik store remove --store ROOT " + root, 1, {"не може да се премахне оттук"}}},
+         "");
+}
+
 TEST_F(StoreCommandTest, TakesKeysOutOfPfxFilesOldAndNew) {
     const auto maria = Issue({.subject = {{"CN", "Мария"}}, .key = TestKey(KeyType::p256)}, pki_.ca);
     const Certificate ca(pki_.ca.Der());

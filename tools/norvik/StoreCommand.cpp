@@ -111,8 +111,8 @@ void ImportOne(const CertificateContext& certificate, const std::string& storeNa
     if (withKey && !passphrase.Empty() &&
         !platform::ImportPrivateKey(certificate, platform::ExportPrivateKey(certificate), passphrase))
         throw std::runtime_error(line.subject + ": ключът не може да се запише с парола.");
-    if (!platform::CertAddCertificateContextToStore(OpenNamed(storeName), certificate,
-                                                    platform::CERT_STORE_ADD_REPLACE_EXISTING))
+    // Whoever made the file chose issuer and serial number: nothing that lies there already is replaced for them.
+    if (!platform::CertAddCertificateContextToStore(OpenNamed(storeName), certificate, platform::CERT_STORE_ADD_ALWAYS))
         throw std::runtime_error(line.subject + ": не може да се запише в " + storeName + ". " +
                                  Explain(platform::GetLastError()));
     PrintLine(storeName + ": " + line.subject + (withKey ? " (с частен ключ)" : "") + "  " + line.thumbprint);
@@ -160,11 +160,15 @@ struct RemoveOptions {
 
 int Remove(const RemoveOptions& options) {
     const auto store = OpenNamed(options.store);
-    const auto certificate = platform::CertFindBySha1(store, Sha1FromThumbprint(options.thumbprint));
+    const auto thumbprint = Sha1FromThumbprint(options.thumbprint);
+    const auto certificate = platform::CertFindBySha1(store, thumbprint);
     if (!certificate) throw std::runtime_error("В " + options.store + " няма сертификат " + options.thumbprint);
     if (!platform::CertDeleteCertificateFromStore(store, certificate))
         throw std::runtime_error("Сертификатът не лежи в папка на потребителя и не може да се премахне оттук.");
-    return kDone;
+    if (!platform::CertFindBySha1(store, thumbprint)) return kDone;
+    return Fail("Внимание: сертификатът е премахнат от папката на потребителя, но остава в " + options.store +
+                    ": има го и на машината или на карта.",
+                kDone);
 }
 
 }  // namespace
