@@ -160,8 +160,11 @@ bool MaySignAnswers(const CertificateContext& signer) {
     return (X509_get_key_usage(native) & (KU_DIGITAL_SIGNATURE | KU_NON_REPUDIATION)) != 0;
 }
 
-// RFC 6960, 4.2.2.2: certified by the very issuer, for this purpose. It must not vouch for itself.
-bool IsDelegate(const CertificateContext& signer, Path path, FILETIME at, ChainSources& sources) {
+// RFC 6960, 4.2.2.2: certified by the very issuer, for this purpose. It must not vouch for itself. `open` becomes the
+// responder's path if nobody tells whether it is revoked.
+bool IsDelegate(const CertificateContext& signer, Path path, FILETIME at, ChainSources& sources,
+                std::vector<CertificateContext>& open) {
+    open.clear();
     const CertificateContext& issuer = path[1];
     if (!NativeOf(signer) || signer == path[0] || !MaySignAnswers(signer)) return false;
     if (CertVerifyTimeValidity(at, signer) != 0 || sources.IsDistrusted(signer)) return false;
@@ -170,24 +173,27 @@ bool IsDelegate(const CertificateContext& signer, Path path, FILETIME at, ChainS
     if (X509_get_ext_by_NID(NativeOf(signer), NID_id_pkix_OCSP_noCheck, -1) >= 0) return true;
     std::vector<CertificateContext> ofSigner(path.begin(), path.end());
     ofSigner.front() = signer;
-    return CheckCrls(ofSigner, at, sources) != RevocationStatus::revoked;
+    const RevocationStatus status = CheckCrls(ofSigner, at, sources);
+    if (status == RevocationStatus::unknown) open = std::move(ofSigner);
+    return status != RevocationStatus::revoked;
 }
 
-bool IsSignedByWhoMay(const Answer& answer, Path path, FILETIME at, ChainSources& sources) {
+bool IsSignedByWhoMay(const Answer& answer, Path path, FILETIME at, ChainSources& sources,
+                      std::vector<CertificateContext>& open) {
     if (IsBreakableDigest(OCSP_resp_get0_tbs_sigalg(answer.basic))) return false;
     if (IsSignedBy(answer, path[1])) return true;
     const STACK_OF(X509)* certificates = OCSP_resp_get0_certs(answer.basic);
     for (int i = 0; i < std::min(sk_X509_num(certificates), kMostSigners); ++i) {
         const CertificateContext signer =
             CertCreateCertificateContext(EncodeDer<i2d_X509>(sk_X509_value(certificates, i)));
-        if (signer && IsDelegate(signer, path, at, sources) && IsSignedBy(answer, signer)) return true;
+        if (signer && IsDelegate(signer, path, at, sources, open) && IsSignedBy(answer, signer)) return true;
     }
     // Messages for long-term use may hold the responder's certificate in place of the answer.
     int tried = 0;
     for (const CertificateContext& signer : sources.MessageCertificates()) {
         if (!NativeOf(signer) || !MaySignAnswers(signer)) continue;
         if (++tried > kMostSigners) return false;
-        if (IsDelegate(signer, path, at, sources) && IsSignedBy(answer, signer)) return true;
+        if (IsDelegate(signer, path, at, sources, open) && IsSignedBy(answer, signer)) return true;
     }
     return false;
 }
@@ -230,7 +236,7 @@ std::optional<OcspAnswer> OcspQuestion::Judge(ByteView response, Nonce nonce, FI
     DrainErrorQueue();
     const Bytes digest = Digest(HashAlgorithm::sha256, response);
     const Answer decoded{basic.get(), std::string(AsText(digest))};
-    if (!answer || !IsSignedByWhoMay(decoded, path_, at, sources)) return std::nullopt;
+    if (!answer || !IsSignedByWhoMay(decoded, path_, at, sources, answer->openSigner)) return std::nullopt;
     return answer;
 }
 

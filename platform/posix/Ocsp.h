@@ -13,6 +13,8 @@ struct OcspAnswer {
     RevocationStatus status = RevocationStatus::unknown;  // unknown: the responder says that it does not know
     FILETIME thisUpdate = 0;
     std::optional<FILETIME> nextUpdate = {};
+    // The path of the responder that signed it, if nobody at hand tells whether that one is revoked; else empty.
+    std::vector<CertificateContext> openSigner = {};
 };
 
 // The question whether one certificate is revoked, with a nonce of its own.

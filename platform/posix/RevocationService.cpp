@@ -106,11 +106,11 @@ void RevocationService::AskResponders(Path path, Inquiry& inquiry) {
     if (inquiry.answered) answers_[question.Key()] = inquiry.status;
 }
 
-RevocationService::KeptAnswer RevocationService::FindKept(const OcspQuestion& question) const {
+RevocationService::KeptAnswer RevocationService::FindKept(const OcspQuestion& question) {
     const auto kept = cache_.Find(AnswerCache::Kind::ocsp, question.Key());
     if (!kept) return {};
     const auto answer = question.Judge(kept->bytes, OcspQuestion::Nonce::ignore, at_, sources_);
-    if (answer) return {.credible = true, .old = kept->old, .status = answer->status};
+    if (answer && !IsSignerRevoked(*answer)) return {.credible = true, .old = kept->old, .status = answer->status};
     cache_.Drop(AnswerCache::Kind::ocsp, question.Key());
     return {};
 }
@@ -119,12 +119,23 @@ std::optional<OcspAnswer> RevocationService::FetchAnswer(const OcspQuestion& que
     const auto body = exchanges_.Post(url, "application/ocsp-request", question.Request(), "application/ocsp-response",
                                       kLargestAnswer);
     if (!body) return std::nullopt;
-    const auto answer = question.Judge(*body, OcspQuestion::Nonce::compare, at_, sources_);
+    auto answer = question.Judge(*body, OcspQuestion::Nonce::compare, at_, sources_);
+    if (answer && IsSignerRevoked(*answer)) answer.reset();
     if (!answer) LogHost("The answer of " + url + " is not a credible one about the certificate.");
     // Without an end the responder says that it always has newer ones.
     if (answer && answer->nextUpdate && answer->status != RevocationStatus::unknown)
         cache_.Keep(AnswerCache::Kind::ocsp, question.Key(), *body);
     return answer;
+}
+
+// The lists that a responder's certificate names are fetched: a stolen and revoked key could else go on answering.
+bool RevocationService::IsSignerRevoked(const OcspAnswer& answer) {
+    if (answer.openSigner.empty() || asksForSigner_) return false;
+    asksForSigner_ = true;
+    Inquiry inquiry;
+    AskForCrls(answer.openSigner, inquiry);
+    asksForSigner_ = false;
+    return inquiry.status == RevocationStatus::revoked;
 }
 
 void RevocationService::AskForCrls(Path path, Inquiry& inquiry) {

@@ -42,7 +42,8 @@ class RevocationService {
         bool credible = false, old = false;
         RevocationStatus status = RevocationStatus::unknown;
     };
-    [[nodiscard]] KeptAnswer FindKept(const OcspQuestion& question) const;
+    [[nodiscard]] KeptAnswer FindKept(const OcspQuestion& question);
+    bool IsSignerRevoked(const OcspAnswer& answer);
     std::optional<OcspAnswer> FetchAnswer(const OcspQuestion& question, const std::string& url);
     bool Believes(const CrlContext& crl, Path path);
     std::optional<CrlContext> CrlAt(const std::string& url, Path path);

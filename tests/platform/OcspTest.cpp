@@ -97,6 +97,22 @@ TEST_F(Ocsp, ARevokedDelegateCountsOnlyIfNobodyShallAsk) {
     }
 }
 
+// The list lies only where the responder's certificate says.
+TEST_F(Ocsp, ADelegateIsLookedUpInTheListThatItNames) {
+    const Certificate signer = Issue(DelegateSpec(&S::crlUrls, {online_.server.Url("/of-delegates")}), online_.ca);
+    ServeOcsp(online_, signer, {.withSigner = true});
+    const auto verdict = [&](const CrlSpec& spec) {
+        online_.server.Serve("/of-delegates", MakeCrl(online_.ca, spec));
+        return online_.FreshVerdict(profile_);
+    };
+    // Lists of some reasons alone, which tell nothing of the leaf.
+    const std::vector<Extension> partial = {{"2.5.29.28", true, {0x30, 4, 0x83, 2, 5, 0x60}}};
+    EXPECT_EQ(online_.FreshVerdict(profile_), 0U) << "nobody serves the list";
+    EXPECT_EQ(verdict({.extra = partial}), 0U);
+    EXPECT_EQ(verdict({.revoked = {{signer.Serial(), kNow - kDay, 1}}, .extra = partial}), kSilent);
+    EXPECT_EQ(online_.Verdict(), kSilent) << "from the cache";
+}
+
 TEST_F(Ocsp, NonsenseIsNoAnswer) {
     for (const HttpAnswer& answer :
          {HttpAnswer{.body = "<html>"}, {}, {.drop = true}, {.status = 500, .body = "sorry"}}) {
