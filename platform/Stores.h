@@ -57,7 +57,8 @@ CertStore CertOpenSystemStoreAt(StoreLocation location, std::u16string_view name
 // The host's own sources for a name alone: tokens for "MY", trust anchors for "ROOT"; empty for others.
 CertStore CertOpenHostStore(std::u16string_view name);
 // One certificate (DER or PEM), several in PEM, or a PKCS#7 bundle (DER or PEM). Null with the last error if it holds
-// none.
+// none; with a store, the last error is CRYPT_E_BAD_ENCODE if pieces of the file did not decode and ERROR_SUCCESS if
+// not.
 CertStore CertOpenFileStore(const std::filesystem::path& path);
 CertStore CertOpenBytesStore(ByteView bytes);
 // The names of the system stores that exist for the current user or the machine, sorted, "MY", "CA", "ROOT" always

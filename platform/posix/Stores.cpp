@@ -128,6 +128,7 @@ CertStore CertOpenBytesStore(ByteView bytes) {
         CertAddCertificateContextToStore(store, certificate, CERT_STORE_ADD_ALWAYS);
     for (const auto& crl : file.crls)
         CertAddCRLContextToStore(store, crl);
+    SetLastError(file.damaged > 0 ? CRYPT_E_BAD_ENCODE : ERROR_SUCCESS);
     return store;
 }
 

@@ -15,7 +15,10 @@ TEST_F(StoreCommandTest, ReadsEveryFormOfCertificate) {
     Document("list.crl", MakeCrl(pki_.ca));
     Document("chain.pem", pki_.ChainPem());
     const auto root = pki_.root.Thumbprint(), ca = pki_.ca.Thumbprint();
-    Walk({{"import one.cer --store ROOT", 0},
+    Document("damaged.pem",
+             pki_.root.Pem() + "-----BEGIN CERTIFICATE-----\nMIIB\n-----END CERTIFICATE-----\n" + pki_.ca.Pem());
+    Walk({{"import damaged.pem --store Part", 1, {"част от файла", root, ca}},
+          {"import one.cer --store ROOT", 0},
           {"list ROOT", 0, {root}},
           {"import many.pem --store Other", 0},
           {"list Other", 0, {ca, root, pki_.tsa.Thumbprint()}},

@@ -137,6 +137,7 @@ int Import(const ImportOptions& options) {
     const bool isPfx = platform::PFXIsPFXBlob(*bytes);
     const auto source = isPfx ? OpenPfx(*bytes, options) : platform::CertOpenBytesStore(*bytes);
     if (!source) ThrowUnreadable(options.file);
+    const bool damaged = !isPfx && platform::GetLastError() != platform::ERROR_SUCCESS;
 
     const auto certificates = platform::CertEnumCertificatesInStore(source);
     const auto crls = platform::CertEnumCRLsInStore(source);
@@ -149,7 +150,7 @@ int Import(const ImportOptions& options) {
         ImportOne(certificate, StoreFor(certificate, isPfx, options), passphrase);
     for (const auto& crl : crls)
         ImportCrl(crl, options);
-    return kDone;
+    return damaged ? Fail(options.file + ": част от файла е повредена и не е внесена.") : kDone;
 }
 
 // --- remove ---
